@@ -1,0 +1,293 @@
+// Host report database: the manager that gives out reports, and the objects
+// of a report tree.
+//
+// Object pointers belong to the database and are valid while the report is
+// held (between get_rdb_report and unget_rdb_report). Strings are returned by
+// value. The stand-in host lets tests and tools build reports in code: every
+// class below has a public constructor, and a folder owns its children.
+#ifndef H_RDB_H
+#define H_RDB_H
+
+#include <cstdint>
+#include <map>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "h/gen_string.h"
+
+// Kinds of report. Any 32-bit value may be used; these are the named ones.
+enum RDB_REPORT_TYPE : std::int32_t {
+    RDB_REPORT_GENERIC = 0,
+    RDB_REPORT_COMPILATION = 1,
+    RDB_REPORT_SYNTHESIS = 2,
+    RDB_REPORT_TIMING = 3,
+    RDB_REPORT_POWER = 4,
+    RDB_REPORT_SIMULATION = 5,
+};
+
+// Kinds of embedded object; copied, never interpreted, by the library.
+enum RDB_EMBEDDED_OBJECT_EMBEDDED_TYPE_ENUM : std::int32_t {
+    RDB_EMBEDDED_NONE = 0,
+    RDB_EMBEDDED_IMAGE = 1,
+    RDB_EMBEDDED_DOCUMENT = 2,
+};
+
+class RDB_FOLDER_OBJECT;
+class RDB_LINK_RPT_OBJECT;
+class RDB_TEXT_OBJECT;
+class RDB_TABLE_OBJECT;
+class RDB_ROW_TEST_OBJECT;
+class RDB_CHART_TABLE_OBJECT;
+class RDB_GAUGES_OBJECT;
+class RDB_EMBEDDED_OBJECT;
+
+// Base of every object of a report tree. A plain RDB_OBJECT may carry any
+// type code: its downcasts are all null, which is how tests make an object
+// whose type promises a class it is not.
+class RDB_OBJECT {
+public:
+    RDB_OBJECT(int type, const std::string& name, const std::string& header = "",
+               const std::string& footer = "");
+    virtual ~RDB_OBJECT();
+    RDB_OBJECT(const RDB_OBJECT&) = delete;
+    RDB_OBJECT& operator=(const RDB_OBJECT&) = delete;
+
+    // Checked downcasts: the object seen as that class, or null.
+    virtual RDB_FOLDER_OBJECT* dynamic_cast_to_RDB_FOLDER_OBJECT();
+    virtual RDB_LINK_RPT_OBJECT* dynamic_cast_to_RDB_LINK_RPT_OBJECT();
+    virtual RDB_TEXT_OBJECT* dynamic_cast_to_RDB_TEXT_OBJECT();
+    virtual RDB_TABLE_OBJECT* dynamic_cast_to_RDB_TABLE_OBJECT();
+    virtual RDB_ROW_TEST_OBJECT* dynamic_cast_to_RDB_ROW_TEST_OBJECT();
+    virtual RDB_CHART_TABLE_OBJECT* dynamic_cast_to_RDB_CHART_TABLE_OBJECT();
+    virtual RDB_GAUGES_OBJECT* dynamic_cast_to_RDB_GAUGES_OBJECT();
+    virtual RDB_EMBEDDED_OBJECT* dynamic_cast_to_RDB_EMBEDDED_OBJECT();
+
+    // The object type code; the same value on every call.
+    int get_type() const;
+    string get_name() const;
+    string get_header();
+    string get_footer();
+
+    // Stand-in administration.
+    void set_header(const std::string& header) { m_header = header; }
+    void set_footer(const std::string& footer) { m_footer = footer; }
+
+private:
+    int m_type;
+    std::string m_name;
+    std::string m_header;
+    std::string m_footer;
+};
+
+// A folder: an ordered sequence of children, null entries allowed.
+class RDB_FOLDER_OBJECT : public RDB_OBJECT {
+public:
+    typedef std::vector<RDB_OBJECT*>::iterator iterator;
+
+    // `type` is 1 for every real folder; tests give other codes to make a
+    // main folder that is not a folder.
+    explicit RDB_FOLDER_OBJECT(const std::string& name, int type = 1);
+    ~RDB_FOLDER_OBJECT() override;
+
+    RDB_FOLDER_OBJECT* dynamic_cast_to_RDB_FOLDER_OBJECT() override;
+
+    virtual iterator begin();
+    virtual iterator end();
+
+    // Appends a child and takes ownership of it; null is stored as a null
+    // entry. Returns the child, for chaining.
+    template <class T>
+    T* add(T* child) {
+        m_children.push_back(child);
+        return child;
+    }
+    std::size_t size() const { return m_children.size(); }
+
+private:
+    std::vector<RDB_OBJECT*> m_children;  // owned, in report order
+};
+
+// A folder whose contents are linked in from another report.
+class RDB_LINK_RPT_OBJECT : public RDB_FOLDER_OBJECT {
+public:
+    explicit RDB_LINK_RPT_OBJECT(const std::string& name);
+
+    RDB_LINK_RPT_OBJECT* dynamic_cast_to_RDB_LINK_RPT_OBJECT() override;
+
+    // Releases what the link holds of the linked report; the object stays
+    // valid. Counted, here and in the manager.
+    void free_report();
+    int free_count() const { return m_free_count; }
+
+private:
+    int m_free_count = 0;
+};
+
+class RDB_TEXT_OBJECT : public RDB_OBJECT {
+public:
+    RDB_TEXT_OBJECT(const std::string& name, bool html);
+    RDB_TEXT_OBJECT* dynamic_cast_to_RDB_TEXT_OBJECT() override;
+    bool is_html() const;
+
+private:
+    bool m_html;
+};
+
+// A table. `type` is 4, 8 or 14.
+class RDB_TABLE_OBJECT : public RDB_OBJECT {
+public:
+    RDB_TABLE_OBJECT(const std::string& name, std::uint32_t columns, int rows, int type = 4);
+    RDB_TABLE_OBJECT* dynamic_cast_to_RDB_TABLE_OBJECT() override;
+    std::uint32_t get_number_of_columns() const;
+    int get_number_of_rows() const;
+    void set_number_of_rows(int rows) { m_rows = rows; }  // stand-in administration
+
+private:
+    std::uint32_t m_columns;
+    int m_rows;
+};
+
+// The yes/no-per-row view some tables offer.
+class RDB_ROW_TEST_OBJECT {
+public:
+    virtual ~RDB_ROW_TEST_OBJECT();
+    virtual bool test_row(int row) = 0;
+};
+
+// A table with a row-test view: one answer per row, rows beyond the answers
+// answer true. Every question is recorded.
+class RDB_ROW_TEST_TABLE_OBJECT : public RDB_TABLE_OBJECT, public RDB_ROW_TEST_OBJECT {
+public:
+    RDB_ROW_TEST_TABLE_OBJECT(const std::string& name, std::uint32_t columns,
+                              const std::vector<bool>& answers, int type = 4);
+    RDB_ROW_TEST_OBJECT* dynamic_cast_to_RDB_ROW_TEST_OBJECT() override;
+    bool test_row(int row) override;
+    const std::vector<int>& rows_asked() const { return m_rows_asked; }
+
+private:
+    std::vector<bool> m_answers;
+    std::vector<int> m_rows_asked;
+};
+
+class RDB_CHART_TABLE_OBJECT : public RDB_TABLE_OBJECT {
+public:
+    RDB_CHART_TABLE_OBJECT(const std::string& name, int default_chart_type);
+    RDB_CHART_TABLE_OBJECT* dynamic_cast_to_RDB_CHART_TABLE_OBJECT() override;
+    int get_default_chart_type() const;
+
+private:
+    int m_default_chart_type;
+};
+
+// The record of one gauge; the library reads is_percentage only.
+struct RDB_GAUGE_DATA {
+    double m_value = 0.0;
+    double m_limit = 0.0;
+    bool is_percentage = false;
+};
+
+class RDB_GAUGES_OBJECT : public RDB_OBJECT {
+public:
+    explicit RDB_GAUGES_OBJECT(const std::string& name);
+    RDB_GAUGES_OBJECT* dynamic_cast_to_RDB_GAUGES_OBJECT() override;
+    // The gauge at `index`, or null past the last one (or at a gap).
+    RDB_GAUGE_DATA* get_data_at(unsigned int index);
+
+    void add_gauge(bool is_percentage);
+    // A missing record: get_data_at answers null at this index.
+    void add_gap();
+
+private:
+    std::vector<std::unique_ptr<RDB_GAUGE_DATA>> m_gauges;
+};
+
+class RDB_EMBEDDED_OBJECT : public RDB_OBJECT {
+public:
+    RDB_EMBEDDED_OBJECT(const std::string& name, RDB_EMBEDDED_OBJECT_EMBEDDED_TYPE_ENUM type,
+                        const std::string& info);
+    RDB_EMBEDDED_OBJECT* dynamic_cast_to_RDB_EMBEDDED_OBJECT() override;
+    RDB_EMBEDDED_OBJECT_EMBEDDED_TYPE_ENUM get_embedded_type() const;
+    string get_info_str() const;
+
+private:
+    RDB_EMBEDDED_OBJECT_EMBEDDED_TYPE_ENUM m_embedded_type;
+    std::string m_info;
+};
+
+// One report: a main folder (owned, may be absent).
+class RDB_REPORT {
+public:
+    explicit RDB_REPORT(RDB_FOLDER_OBJECT* main_folder);
+    ~RDB_REPORT();
+    RDB_REPORT(const RDB_REPORT&) = delete;
+    RDB_REPORT& operator=(const RDB_REPORT&) = delete;
+
+    RDB_FOLDER_OBJECT* get_main_folder() const;
+
+private:
+    RDB_FOLDER_OBJECT* m_main_folder;  // owned
+};
+
+// Per report type, what the manager was asked.
+struct RDB_MANAGER_COUNTS {
+    int gets = 0;
+    int ungets = 0;
+    int gets_answered = 0;  // gets that returned a report
+    std::vector<std::string> requesters;
+};
+
+// The report database manager.
+class DBMUI_MANAGER {
+public:
+    // The one manager, or null when the stand-in is switched off
+    // (host_rdb_set_manager_enabled). May be called before main.
+    static DBMUI_MANAGER* get_dbmui_manager();
+
+    // The report of `type` for `requester`, or null when there is none.
+    // Every call, with or without a report, is counted.
+    RDB_REPORT* get_rdb_report(RDB_REPORT_TYPE type, const char* requester);
+    // Gives a report back; also accepted after a get that returned null.
+    void unget_rdb_report(RDB_REPORT_TYPE type, const char* requester);
+
+    // Stand-in administration: install (replacing) or remove a report, read
+    // and clear the counters.
+    void set_report(RDB_REPORT_TYPE type, std::unique_ptr<RDB_REPORT> report);
+    void remove_report(RDB_REPORT_TYPE type);
+    void remove_all_reports();
+    const RDB_MANAGER_COUNTS& counts(RDB_REPORT_TYPE type);
+    // Outstanding holds (gets answered minus ungets) over every type.
+    int reports_held() const;
+    void reset_counts();
+
+    // Protocol records the report objects feed.
+    void note_free_report(const RDB_LINK_RPT_OBJECT* link);
+    void note_test_row();
+    // The link folders given free_report, in call order.
+    const std::vector<const RDB_LINK_RPT_OBJECT*>& free_report_calls() const { return m_free_calls; }
+    int test_row_count() const { return m_test_rows; }
+
+private:
+    DBMUI_MANAGER() = default;
+    friend DBMUI_MANAGER& rdb_stand_in_manager();
+
+    std::map<std::int32_t, std::unique_ptr<RDB_REPORT>> m_reports;
+    std::map<std::int32_t, RDB_MANAGER_COUNTS> m_counts;
+    std::vector<const RDB_LINK_RPT_OBJECT*> m_free_calls;
+    int m_test_rows = 0;
+};
+
+// Switches the manager on or off: while off, get_dbmui_manager answers null.
+void host_rdb_set_manager_enabled(bool enabled);
+
+// A stable, never-null text for a report type ("timing" and so on, or
+// "type<N>" for values without a name). The host owns it.
+const char* rdb_report_type_to_string(RDB_REPORT_TYPE type);
+
+// A key naming a report, safe as a file base name: bytes other than ASCII
+// letters, digits, "_" and "-" are escaped as "%XX", and the two parts are
+// joined with "@". Distinct (name, type text) pairs give distinct keys. A
+// key that would exceed 200 bytes is cut and ends in a hash of the whole.
+string rdb_make_report_key(const string& report_name, const string& report_type_text);
+
+#endif

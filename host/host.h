@@ -1,0 +1,78 @@
+// The stand-in host's own controls: what tests and the command-line host
+// use to set the host up and to see what the library did through it.
+#ifndef HOST_HOST_H
+#define HOST_HOST_H
+
+#include <cstddef>
+#include <string>
+#include <vector>
+
+#include "h/fio.h"
+#include "h/gen.h"
+#include "h/mem_alloc_sys.h"
+#include "h/msg.h"
+#include "h/rdb.h"
+
+// ---- Database directory -------------------------------------------------
+void host_set_db_dir(const std::string& directory);
+std::string host_db_dir();
+
+// ---- Messages -------------------------------------------------------------
+struct HOST_DEBUG_TRACE {
+    std::string module;
+    std::string text;
+};
+
+struct HOST_INTERNAL_ERROR {
+    std::string condition;
+    std::string module;
+    std::string file;
+    int line;
+};
+
+struct HOST_INFO_MESSAGE {
+    std::string text;  // as filled
+    unsigned long number;
+    std::vector<std::string> args;
+    std::string formatted;
+};
+
+struct HOST_MESSAGE_LOG {
+    std::vector<HOST_DEBUG_TRACE> debug_traces;  // traces and issued debug messages
+    std::vector<HOST_INTERNAL_ERROR> internal_errors;
+    std::vector<HOST_INFO_MESSAGE> info_messages;  // issued information messages
+};
+
+// The log of everything the host was told since the last clear.
+HOST_MESSAGE_LOG& host_message_log();
+void host_clear_messages();
+// What is echoed to stderr, one line each: "debug: TEXT" when `debug` is
+// on; "internal error: CONDITION (MODULE, FILE:LINE)" and "info: TEXT" when
+// `errors_and_info` is on.
+void host_set_message_echo(bool debug, bool errors_and_info);
+
+// ---- Memory accounts --------------------------------------------------------
+struct HOST_MEM_ACCOUNT {
+    const MEM_TRACKER_THUNK* thunk = nullptr;
+    std::size_t live_blocks = 0;
+    std::size_t live_bytes = 0;
+    std::size_t total_allocations = 0;
+    std::size_t total_bytes = 0;
+};
+
+// The account of one tracking record (all zero if it was never used).
+HOST_MEM_ACCOUNT host_mem_account(const MEM_TRACKER_THUNK* thunk);
+// Every account in use, in order of first use.
+std::vector<HOST_MEM_ACCOUNT> host_mem_accounts();
+std::size_t host_mem_live_blocks();
+std::size_t host_mem_live_bytes();
+std::size_t host_mem_total_allocations();
+std::size_t host_mem_total_bytes();
+// Modules registered with MEM_INITIALIZER and not yet unregistered.
+std::vector<std::string> host_mem_modules();
+
+// ---- Report database -----------------------------------------------------
+// The stand-in manager, whether or not get_dbmui_manager is switched on.
+DBMUI_MANAGER& rdb_stand_in_manager();
+
+#endif

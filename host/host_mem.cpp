@@ -1,0 +1,162 @@
+// Memory accounting of the stand-in host.
+//
+// Every block carries a 16-byte header pointing at its account, so freeing
+// needs no lookup; the account of a tracking record is found once per
+// allocation in a small open-addressed table keyed by the record's address.
+// All state is reached through function-local statics, because the library
+// allocates from its own static initialisers, possibly before ours ran.
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <new>
+
+#include "host/host.h"
+
+namespace {
+
+struct BLOCK_HEADER {
+    HOST_MEM_ACCOUNT* account;
+    std::size_t size;
+};
+static_assert(sizeof(BLOCK_HEADER) == 16, "keeps blocks 16-byte aligned");
+
+// Accounts live forever (blocks point at them), in a table that grows by
+// doubling. Plain malloc keeps the table out of its own accounting.
+struct ACCOUNT_TABLE {
+    HOST_MEM_ACCOUNT** slots = nullptr;
+    std::size_t capacity = 0;
+    std::size_t used = 0;
+    std::vector<HOST_MEM_ACCOUNT*>* order = nullptr;
+};
+
+ACCOUNT_TABLE& table() {
+    static ACCOUNT_TABLE t;
+    return t;
+}
+
+std::size_t slot_of(const MEM_TRACKER_THUNK* thunk, std::size_t capacity) {
+    std::uintptr_t h = reinterpret_cast<std::uintptr_t>(thunk);
+    h ^= h >> 17;
+    h *= 0x9E3779B97F4A7C15ull;
+    return static_cast<std::size_t>(h >> 7) & (capacity - 1);
+}
+
+void grow(ACCOUNT_TABLE& t) {
+    std::size_t capacity = t.capacity ? t.capacity * 2 : 64;
+    auto** slots = static_cast<HOST_MEM_ACCOUNT**>(std::calloc(capacity, sizeof(HOST_MEM_ACCOUNT*)));
+    if (slots == nullptr) std::abort();
+    for (std::size_t i = 0; i < t.capacity; ++i) {
+        HOST_MEM_ACCOUNT* a = t.slots[i];
+        if (a == nullptr) continue;
+        std::size_t s = slot_of(a->thunk, capacity);
+        while (slots[s] != nullptr) s = (s + 1) & (capacity - 1);
+        slots[s] = a;
+    }
+    std::free(t.slots);
+    t.slots = slots;
+    t.capacity = capacity;
+}
+
+HOST_MEM_ACCOUNT* find_account(const MEM_TRACKER_THUNK* thunk, bool create) {
+    ACCOUNT_TABLE& t = table();
+    if (t.capacity == 0) {
+        if (!create) return nullptr;
+        grow(t);
+    }
+    std::size_t s = slot_of(thunk, t.capacity);
+    while (t.slots[s] != nullptr) {
+        if (t.slots[s]->thunk == thunk) return t.slots[s];
+        s = (s + 1) & (t.capacity - 1);
+    }
+    if (!create) return nullptr;
+    if ((t.used + 1) * 2 > t.capacity) {
+        grow(t);
+        return find_account(thunk, create);
+    }
+    auto* account = new HOST_MEM_ACCOUNT();
+    account->thunk = thunk;
+    t.slots[s] = account;
+    ++t.used;
+    if (t.order == nullptr) t.order = new std::vector<HOST_MEM_ACCOUNT*>();
+    t.order->push_back(account);
+    return account;
+}
+
+HOST_MEM_ACCOUNT& totals() {
+    static HOST_MEM_ACCOUNT all;
+    return all;
+}
+
+std::vector<std::string>& modules() {
+    static auto* m = new std::vector<std::string>();  // never destroyed: used at unload
+    return *m;
+}
+
+}  // namespace
+
+void* MEM_MANAGER::new_wrapper(std::size_t size, MEM_TRACKER_THUNK* thunk, const char* /*file*/) {
+    auto* header = static_cast<BLOCK_HEADER*>(std::malloc(sizeof(BLOCK_HEADER) + size));
+    if (header == nullptr) {
+        std::fputs("stand-in host: out of memory\n", stderr);
+        std::abort();
+    }
+    HOST_MEM_ACCOUNT* account = find_account(thunk, true);
+    header->account = account;
+    header->size = size;
+    HOST_MEM_ACCOUNT& all = totals();
+    account->live_blocks++;
+    account->live_bytes += size;
+    account->total_allocations++;
+    account->total_bytes += size;
+    all.live_blocks++;
+    all.live_bytes += size;
+    all.total_allocations++;
+    all.total_bytes += size;
+    return header + 1;
+}
+
+void MEM_MANAGER::delete_wrapper(void* block, const char* /*module*/) {
+    if (block == nullptr) return;
+    BLOCK_HEADER* header = static_cast<BLOCK_HEADER*>(block) - 1;
+    HOST_MEM_ACCOUNT& all = totals();
+    header->account->live_blocks--;
+    header->account->live_bytes -= header->size;
+    all.live_blocks--;
+    all.live_bytes -= header->size;
+    std::free(header);
+}
+
+MEM_INITIALIZER::MEM_INITIALIZER(const char* module) : m_module(module) {
+    modules().push_back(module ? module : "");
+}
+
+MEM_INITIALIZER::~MEM_INITIALIZER() {
+    auto& m = modules();
+    for (auto it = m.begin(); it != m.end(); ++it) {
+        if (*it == (m_module ? m_module : "")) {
+            m.erase(it);
+            break;
+        }
+    }
+}
+
+HOST_MEM_ACCOUNT host_mem_account(const MEM_TRACKER_THUNK* thunk) {
+    HOST_MEM_ACCOUNT* a = find_account(thunk, false);
+    if (a != nullptr) return *a;
+    HOST_MEM_ACCOUNT none;
+    none.thunk = thunk;
+    return none;
+}
+
+std::vector<HOST_MEM_ACCOUNT> host_mem_accounts() {
+    std::vector<HOST_MEM_ACCOUNT> out;
+    if (table().order == nullptr) return out;
+    for (HOST_MEM_ACCOUNT* a : *table().order) out.push_back(*a);
+    return out;
+}
+
+std::size_t host_mem_live_blocks() { return totals().live_blocks; }
+std::size_t host_mem_live_bytes() { return totals().live_bytes; }
+std::size_t host_mem_total_allocations() { return totals().total_allocations; }
+std::size_t host_mem_total_bytes() { return totals().total_bytes; }
+std::vector<std::string> host_mem_modules() { return modules(); }

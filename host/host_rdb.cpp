@@ -1,0 +1,218 @@
+// The stand-in report database: objects built in code, one manager that
+// holds reports by type and counts the holding protocol.
+#include <cstdio>
+#include <cstring>
+
+#include "host/host.h"
+
+namespace {
+
+string to_string(const std::string& s) { return string(s.data(), s.size()); }
+
+bool& manager_enabled() {
+    static bool enabled = true;
+    return enabled;
+}
+
+}  // namespace
+
+// ---- Objects ----------------------------------------------------------------
+
+RDB_OBJECT::RDB_OBJECT(int type, const std::string& name, const std::string& header, const std::string& footer)
+    : m_type(type), m_name(name), m_header(header), m_footer(footer) {}
+RDB_OBJECT::~RDB_OBJECT() = default;
+
+RDB_FOLDER_OBJECT* RDB_OBJECT::dynamic_cast_to_RDB_FOLDER_OBJECT() { return nullptr; }
+RDB_LINK_RPT_OBJECT* RDB_OBJECT::dynamic_cast_to_RDB_LINK_RPT_OBJECT() { return nullptr; }
+RDB_TEXT_OBJECT* RDB_OBJECT::dynamic_cast_to_RDB_TEXT_OBJECT() { return nullptr; }
+RDB_TABLE_OBJECT* RDB_OBJECT::dynamic_cast_to_RDB_TABLE_OBJECT() { return nullptr; }
+RDB_ROW_TEST_OBJECT* RDB_OBJECT::dynamic_cast_to_RDB_ROW_TEST_OBJECT() { return nullptr; }
+RDB_CHART_TABLE_OBJECT* RDB_OBJECT::dynamic_cast_to_RDB_CHART_TABLE_OBJECT() { return nullptr; }
+RDB_GAUGES_OBJECT* RDB_OBJECT::dynamic_cast_to_RDB_GAUGES_OBJECT() { return nullptr; }
+RDB_EMBEDDED_OBJECT* RDB_OBJECT::dynamic_cast_to_RDB_EMBEDDED_OBJECT() { return nullptr; }
+
+int RDB_OBJECT::get_type() const { return m_type; }
+string RDB_OBJECT::get_name() const { return to_string(m_name); }
+string RDB_OBJECT::get_header() { return to_string(m_header); }
+string RDB_OBJECT::get_footer() { return to_string(m_footer); }
+
+RDB_FOLDER_OBJECT::RDB_FOLDER_OBJECT(const std::string& name, int type) : RDB_OBJECT(type, name) {}
+RDB_FOLDER_OBJECT::~RDB_FOLDER_OBJECT() {
+    for (RDB_OBJECT* child : m_children) delete child;
+}
+RDB_FOLDER_OBJECT* RDB_FOLDER_OBJECT::dynamic_cast_to_RDB_FOLDER_OBJECT() { return this; }
+RDB_FOLDER_OBJECT::iterator RDB_FOLDER_OBJECT::begin() { return m_children.begin(); }
+RDB_FOLDER_OBJECT::iterator RDB_FOLDER_OBJECT::end() { return m_children.end(); }
+
+RDB_LINK_RPT_OBJECT::RDB_LINK_RPT_OBJECT(const std::string& name) : RDB_FOLDER_OBJECT(name, 1) {}
+RDB_LINK_RPT_OBJECT* RDB_LINK_RPT_OBJECT::dynamic_cast_to_RDB_LINK_RPT_OBJECT() { return this; }
+void RDB_LINK_RPT_OBJECT::free_report() {
+    ++m_free_count;
+    rdb_stand_in_manager().note_free_report(this);
+}
+
+RDB_TEXT_OBJECT::RDB_TEXT_OBJECT(const std::string& name, bool html) : RDB_OBJECT(3, name), m_html(html) {}
+RDB_TEXT_OBJECT* RDB_TEXT_OBJECT::dynamic_cast_to_RDB_TEXT_OBJECT() { return this; }
+bool RDB_TEXT_OBJECT::is_html() const { return m_html; }
+
+RDB_TABLE_OBJECT::RDB_TABLE_OBJECT(const std::string& name, std::uint32_t columns, int rows, int type)
+    : RDB_OBJECT(type, name), m_columns(columns), m_rows(rows) {}
+RDB_TABLE_OBJECT* RDB_TABLE_OBJECT::dynamic_cast_to_RDB_TABLE_OBJECT() { return this; }
+std::uint32_t RDB_TABLE_OBJECT::get_number_of_columns() const { return m_columns; }
+int RDB_TABLE_OBJECT::get_number_of_rows() const { return m_rows; }
+
+RDB_ROW_TEST_OBJECT::~RDB_ROW_TEST_OBJECT() = default;
+
+RDB_ROW_TEST_TABLE_OBJECT::RDB_ROW_TEST_TABLE_OBJECT(const std::string& name, std::uint32_t columns,
+                                                     const std::vector<bool>& answers, int type)
+    : RDB_TABLE_OBJECT(name, columns, static_cast<int>(answers.size()), type), m_answers(answers) {}
+RDB_ROW_TEST_OBJECT* RDB_ROW_TEST_TABLE_OBJECT::dynamic_cast_to_RDB_ROW_TEST_OBJECT() { return this; }
+bool RDB_ROW_TEST_TABLE_OBJECT::test_row(int row) {
+    m_rows_asked.push_back(row);
+    rdb_stand_in_manager().note_test_row();
+    if (row < 0 || static_cast<std::size_t>(row) >= m_answers.size()) return true;
+    return m_answers[static_cast<std::size_t>(row)];
+}
+RDB_CHART_TABLE_OBJECT::RDB_CHART_TABLE_OBJECT(const std::string& name, int default_chart_type)
+    : RDB_TABLE_OBJECT(name, 0, 0, 5), m_default_chart_type(default_chart_type) {}
+RDB_CHART_TABLE_OBJECT* RDB_CHART_TABLE_OBJECT::dynamic_cast_to_RDB_CHART_TABLE_OBJECT() { return this; }
+int RDB_CHART_TABLE_OBJECT::get_default_chart_type() const { return m_default_chart_type; }
+
+RDB_GAUGES_OBJECT::RDB_GAUGES_OBJECT(const std::string& name) : RDB_OBJECT(9, name) {}
+RDB_GAUGES_OBJECT* RDB_GAUGES_OBJECT::dynamic_cast_to_RDB_GAUGES_OBJECT() { return this; }
+RDB_GAUGE_DATA* RDB_GAUGES_OBJECT::get_data_at(unsigned int index) {
+    return index < m_gauges.size() ? m_gauges[index].get() : nullptr;
+}
+void RDB_GAUGES_OBJECT::add_gauge(bool is_percentage) {
+    auto gauge = std::make_unique<RDB_GAUGE_DATA>();
+    gauge->is_percentage = is_percentage;
+    m_gauges.push_back(std::move(gauge));
+}
+void RDB_GAUGES_OBJECT::add_gap() { m_gauges.push_back(nullptr); }
+
+RDB_EMBEDDED_OBJECT::RDB_EMBEDDED_OBJECT(const std::string& name, RDB_EMBEDDED_OBJECT_EMBEDDED_TYPE_ENUM type,
+                                         const std::string& info)
+    : RDB_OBJECT(6, name), m_embedded_type(type), m_info(info) {}
+RDB_EMBEDDED_OBJECT* RDB_EMBEDDED_OBJECT::dynamic_cast_to_RDB_EMBEDDED_OBJECT() { return this; }
+RDB_EMBEDDED_OBJECT_EMBEDDED_TYPE_ENUM RDB_EMBEDDED_OBJECT::get_embedded_type() const { return m_embedded_type; }
+string RDB_EMBEDDED_OBJECT::get_info_str() const { return to_string(m_info); }
+
+RDB_REPORT::RDB_REPORT(RDB_FOLDER_OBJECT* main_folder) : m_main_folder(main_folder) {}
+RDB_REPORT::~RDB_REPORT() { delete m_main_folder; }
+RDB_FOLDER_OBJECT* RDB_REPORT::get_main_folder() const { return m_main_folder; }
+
+// ---- Manager ------------------------------------------------------------------
+
+DBMUI_MANAGER& rdb_stand_in_manager() {
+    static auto* manager = new DBMUI_MANAGER();  // never destroyed: used at unload
+    return *manager;
+}
+
+void host_rdb_set_manager_enabled(bool enabled) { manager_enabled() = enabled; }
+
+DBMUI_MANAGER* DBMUI_MANAGER::get_dbmui_manager() {
+    return manager_enabled() ? &rdb_stand_in_manager() : nullptr;
+}
+
+RDB_REPORT* DBMUI_MANAGER::get_rdb_report(RDB_REPORT_TYPE type, const char* requester) {
+    RDB_MANAGER_COUNTS& c = m_counts[type];
+    c.gets++;
+    c.requesters.push_back(requester ? requester : "");
+    auto it = m_reports.find(type);
+    if (it == m_reports.end() || !it->second) return nullptr;
+    c.gets_answered++;
+    return it->second.get();
+}
+
+void DBMUI_MANAGER::unget_rdb_report(RDB_REPORT_TYPE type, const char* requester) {
+    RDB_MANAGER_COUNTS& c = m_counts[type];
+    c.ungets++;
+    c.requesters.push_back(requester ? requester : "");
+}
+
+void DBMUI_MANAGER::set_report(RDB_REPORT_TYPE type, std::unique_ptr<RDB_REPORT> report) {
+    m_reports[type] = std::move(report);
+}
+void DBMUI_MANAGER::remove_report(RDB_REPORT_TYPE type) { m_reports.erase(type); }
+void DBMUI_MANAGER::remove_all_reports() { m_reports.clear(); }
+const RDB_MANAGER_COUNTS& DBMUI_MANAGER::counts(RDB_REPORT_TYPE type) { return m_counts[type]; }
+
+int DBMUI_MANAGER::reports_held() const {
+    int held = 0;
+    for (const auto& entry : m_counts) held += entry.second.gets_answered - entry.second.ungets;
+    return held;
+}
+
+void DBMUI_MANAGER::reset_counts() {
+    m_counts.clear();
+    m_free_calls.clear();
+    m_test_rows = 0;
+}
+
+void DBMUI_MANAGER::note_free_report(const RDB_LINK_RPT_OBJECT* link) { m_free_calls.push_back(link); }
+void DBMUI_MANAGER::note_test_row() { ++m_test_rows; }
+
+// ---- Report keys ------------------------------------------------------------
+
+const char* rdb_report_type_to_string(RDB_REPORT_TYPE type) {
+    switch (type) {
+        case RDB_REPORT_GENERIC: return "generic";
+        case RDB_REPORT_COMPILATION: return "compilation";
+        case RDB_REPORT_SYNTHESIS: return "synthesis";
+        case RDB_REPORT_TIMING: return "timing";
+        case RDB_REPORT_POWER: return "power";
+        case RDB_REPORT_SIMULATION: return "simulation";
+        default: break;
+    }
+    // Texts of unnamed types are made once and kept for the process's life.
+    static auto* texts = new std::map<std::int32_t, std::string>();
+    auto it = texts->find(type);
+    if (it == texts->end()) it = texts->emplace(type, "type" + std::to_string(static_cast<long>(type))).first;
+    return it->second.c_str();
+}
+
+namespace {
+
+void escape_into(std::string& out, const string& text) {
+    static const char hex[] = "0123456789ABCDEF";
+    for (char ch : text) {
+        unsigned char c = static_cast<unsigned char>(ch);
+        bool plain = (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9') || c == '_' || c == '-';
+        if (plain) {
+            out += ch;
+        } else {
+            out += '%';
+            out += hex[c >> 4];
+            out += hex[c & 15];
+        }
+    }
+}
+
+std::uint64_t fnv1a(const std::string& text) {
+    std::uint64_t h = 1469598103934665603ull;
+    for (unsigned char c : text) {
+        h ^= c;
+        h *= 1099511628211ull;
+    }
+    return h;
+}
+
+}  // namespace
+
+string rdb_make_report_key(const string& report_name, const string& report_type_text) {
+    const std::size_t limit = 200;
+    std::string key;
+    escape_into(key, report_name);
+    key += '@';
+    escape_into(key, report_type_text);
+    if (key.size() > limit) {
+        char hash[24];
+        std::snprintf(hash, sizeof hash, "~%016llx", static_cast<unsigned long long>(fnv1a(key)));
+        key.resize(limit - std::strlen(hash));
+        // Never cut an escape in half: it would leave a stray "%".
+        std::size_t pct = key.rfind('%');
+        if (pct != std::string::npos && pct + 3 > key.size()) key.resize(pct);
+        key += hash;
+    }
+    return to_string(key);
+}

@@ -1,0 +1,38 @@
+#!/bin/sh
+# Installs the Debian packages a make target needs. As root it runs apt-get;
+# otherwise it prints the exact apt-get line and fails.
+#   scripts/install-deps.sh test|bench|fuzz|valgrind|browser
+set -eu
+
+packages_for() {
+    case "$1" in
+        test) echo "cmake g++ make libgtest-dev libgmock-dev nlohmann-json3-dev libcli11-dev" ;;
+        bench) echo "cmake g++ make libbenchmark-dev libsimpleini-dev libinih-dev" ;;
+        fuzz) echo "cmake clang libclang-rt-14-dev nlohmann-json3-dev libcli11-dev" ;;
+        valgrind) echo "valgrind" ;;
+        browser) echo "chromium" ;;
+        *) echo "unknown package set: $1" >&2; exit 2 ;;
+    esac
+}
+
+missing=""
+for set in "$@"; do
+    for p in $(packages_for "$set"); do
+        if ! dpkg-query -W -f='${Status}' "$p" 2>/dev/null | grep -q "install ok installed"; then
+            case " $missing " in *" $p "*) ;; *) missing="$missing $p" ;; esac
+        fi
+    done
+done
+[ -z "$missing" ] && exit 0
+
+if [ "$(id -u)" = 0 ]; then
+    echo "installing:$missing"
+    export DEBIAN_FRONTEND=noninteractive
+    apt-get update -qq
+    # shellcheck disable=SC2086
+    apt-get install -y -qq --no-install-recommends $missing
+else
+    echo "missing Debian packages; run:" >&2
+    echo "  sudo apt-get install -y$missing" >&2
+    exit 1
+fi

@@ -1,0 +1,111 @@
+#include "support/test_support.h"
+
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <sstream>
+
+#include <pwd.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+namespace fs = std::filesystem;
+
+namespace rpltest {
+
+TempDir::TempDir() {
+    std::string pattern = (fs::temp_directory_path() / "rpl-test-XXXXXX").string();
+    char* made = ::mkdtemp(&pattern[0]);
+    if (made == nullptr) std::abort();
+    path_ = made;
+}
+
+TempDir::~TempDir() {
+    std::error_code ec;
+    // Give back any permission a test took away, so the tree can go.
+    for (auto it = fs::recursive_directory_iterator(path_, ec); !ec && it != fs::recursive_directory_iterator();
+         it.increment(ec)) {
+        if (!it->is_symlink(ec)) fs::permissions(it->path(), fs::perms::owner_all, fs::perm_options::add, ec);
+    }
+    fs::remove_all(path_, ec);
+}
+
+std::string read_file(const std::string& path, bool* ok) {
+    std::ifstream in(path, std::ios::binary);
+    if (ok) *ok = static_cast<bool>(in);
+    std::ostringstream out;
+    out << in.rdbuf();
+    return out.str();
+}
+
+void write_file(const std::string& path, const std::string& content) {
+    std::ofstream out(path, std::ios::binary | std::ios::trunc);
+    out << content;
+}
+
+bool file_exists(const std::string& path) {
+    std::error_code ec;
+    return fs::exists(fs::symlink_status(path, ec));
+}
+
+void install_report(RDB_REPORT_TYPE type, RDB_FOLDER_OBJECT* main_folder) {
+    rdb_stand_in_manager().set_report(type, std::make_unique<RDB_REPORT>(main_folder));
+}
+
+std::vector<std::string> index_paths(const RPL_REPORT_TOC& toc) {
+    std::vector<std::string> out;
+    for (RPL_REPORT_SECTION* s : toc.m_section_index) out.push_back(Std(s->m_rdb_path));
+    return out;
+}
+
+std::vector<std::string> internal_error_conditions() {
+    std::vector<std::string> out;
+    for (const auto& e : host_message_log().internal_errors) out.push_back(e.condition);
+    return out;
+}
+
+std::vector<std::string> debug_texts() {
+    std::vector<std::string> out;
+    for (const auto& t : host_message_log().debug_traces) out.push_back(t.text);
+    return out;
+}
+
+int run_as_nobody(const std::function<bool()>& body) {
+    pid_t pid = ::fork();
+    if (pid == 0) {
+        if (::geteuid() == 0) {
+            struct passwd* nobody = ::getpwnam("nobody");
+            uid_t uid = nobody ? nobody->pw_uid : 65534;
+            gid_t gid = nobody ? nobody->pw_gid : 65534;
+            if (::setgid(gid) != 0 || ::setuid(uid) != 0) ::_exit(3);
+        }
+        ::_exit(body() ? 0 : 1);
+    }
+    int status = 0;
+    ::waitpid(pid, &status, 0);
+    return WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
+}
+
+void HostTest::SetUp() {
+    db_ = std::make_unique<TempDir>();
+    host_set_db_dir(db_->path());
+    host_rdb_set_manager_enabled(true);
+    manager_.remove_all_reports();
+    manager_.reset_counts();
+    host_clear_messages();
+}
+
+void HostTest::TearDown() {
+    manager_.remove_all_reports();
+    manager_.reset_counts();
+    host_rdb_set_manager_enabled(true);
+    host_set_db_dir(".");
+    db_.reset();
+}
+
+std::string HostTest::settings_path(RDB_REPORT_TYPE type, const std::string& name) const {
+    RPL_REPORT_TOC toc(type, S(name));
+    return Std(toc.get_settings_filename());
+}
+
+}  // namespace rpltest

@@ -1,0 +1,73 @@
+// Shared helpers of the test suites: a scratch database directory, file
+// contents, report building through the stand-in database, and a fresh host
+// state for every test.
+#ifndef TESTS_SUPPORT_TEST_SUPPORT_H
+#define TESTS_SUPPORT_TEST_SUPPORT_H
+
+#include <gtest/gtest.h>
+
+#include <functional>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "host/host.h"
+#include "rpl/rpl.h"
+
+namespace rpltest {
+
+// A fresh directory under the system's temporary directory, removed with
+// everything in it when the object goes.
+class TempDir {
+public:
+    TempDir();
+    ~TempDir();
+    TempDir(const TempDir&) = delete;
+    TempDir& operator=(const TempDir&) = delete;
+    const std::string& path() const { return path_; }
+    std::string file(const std::string& name) const { return path_ + "/" + name; }
+
+private:
+    std::string path_;
+};
+
+// Whole file content; `ok` is false when it could not be read.
+std::string read_file(const std::string& path, bool* ok = nullptr);
+void write_file(const std::string& path, const std::string& content);
+bool file_exists(const std::string& path);
+
+// Converts between the library's string and std::string.
+inline string S(const std::string& s) { return string(s.data(), s.size()); }
+inline std::string Std(const string& s) { return std::string(s.data(), s.size()); }
+
+// Installs `main_folder` as the report of `type` in the stand-in manager.
+void install_report(RDB_REPORT_TYPE type, RDB_FOLDER_OBJECT* main_folder);
+
+// The rdb paths of a TOC's index, in order.
+std::vector<std::string> index_paths(const RPL_REPORT_TOC& toc);
+
+// Conditions of the internal errors logged since the last clear.
+std::vector<std::string> internal_error_conditions();
+// Texts of the debug traces logged since the last clear.
+std::vector<std::string> debug_texts();
+
+// Runs `body` in a child process whose user is "nobody", so that file
+// permissions bind even when the suite runs as root. Returns the child's
+// exit status (0 when `body` returned true).
+int run_as_nobody(const std::function<bool()>& body);
+
+// Every test starts with a clean host: manager on and empty, counters and
+// messages cleared, a scratch database directory.
+class HostTest : public ::testing::Test {
+protected:
+    void SetUp() override;
+    void TearDown() override;
+    std::string settings_path(RDB_REPORT_TYPE type, const std::string& name) const;
+
+    std::unique_ptr<TempDir> db_;
+    DBMUI_MANAGER& manager_ = rdb_stand_in_manager();
+};
+
+}  // namespace rpltest
+
+#endif
