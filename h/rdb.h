@@ -234,6 +234,8 @@ struct RDB_MANAGER_COUNTS {
     int gets = 0;
     int ungets = 0;
     int gets_answered = 0;  // gets that returned a report
+    int held = 0;           // reports given out and not given back; an unget
+                            // after a get that gave nothing holds nothing
     std::vector<std::string> requesters;
 };
 
@@ -256,7 +258,7 @@ public:
     void remove_report(RDB_REPORT_TYPE type);
     void remove_all_reports();
     const RDB_MANAGER_COUNTS& counts(RDB_REPORT_TYPE type);
-    // Outstanding holds (gets answered minus ungets) over every type.
+    // Reports given out and not yet given back, over every type.
     int reports_held() const;
     void reset_counts();
 

@@ -121,6 +121,7 @@ RDB_REPORT* DBMUI_MANAGER::get_rdb_report(RDB_REPORT_TYPE type, const char* requ
     auto it = m_reports.find(type);
     if (it == m_reports.end() || !it->second) return nullptr;
     c.gets_answered++;
+    c.held++;
     return it->second.get();
 }
 
@@ -128,6 +129,7 @@ void DBMUI_MANAGER::unget_rdb_report(RDB_REPORT_TYPE type, const char* requester
     RDB_MANAGER_COUNTS& c = m_counts[type];
     c.ungets++;
     c.requesters.push_back(requester ? requester : "");
+    if (c.held > 0) c.held--;
 }
 
 void DBMUI_MANAGER::set_report(RDB_REPORT_TYPE type, std::unique_ptr<RDB_REPORT> report) {
@@ -139,7 +141,7 @@ const RDB_MANAGER_COUNTS& DBMUI_MANAGER::counts(RDB_REPORT_TYPE type) { return m
 
 int DBMUI_MANAGER::reports_held() const {
     int held = 0;
-    for (const auto& entry : m_counts) held += entry.second.gets_answered - entry.second.ungets;
+    for (const auto& entry : m_counts) held += entry.second.held;
     return held;
 }
 
