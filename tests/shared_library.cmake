@@ -3,12 +3,12 @@
 add_test(NAME shared_library_leaves_host_services_undefined
   COMMAND ${CMAKE_COMMAND} -DLIBRARY=$<TARGET_FILE:rpl> -DREADELF=${CMAKE_READELF} -DNM=${CMAKE_NM}
           -P ${CMAKE_CURRENT_SOURCE_DIR}/scripts/check_shared_library.cmake)
-set_tests_properties(shared_library_leaves_host_services_undefined PROPERTIES LABELS "unit;shared-library")
+set_tests_properties(shared_library_leaves_host_services_undefined PROPERTIES LABELS shared-library)
 
 # The check itself must notice a binary that does link the stand-in host.
 add_test(NAME shared_library_check_spots_a_host_link
   COMMAND ${CMAKE_COMMAND} -DLIBRARY=$<TARGET_FILE:test_host> -DREADELF=${CMAKE_READELF}
           -DNM=${CMAKE_NM} -P ${CMAKE_CURRENT_SOURCE_DIR}/scripts/check_shared_library.cmake)
 set_tests_properties(shared_library_check_spots_a_host_link PROPERTIES
-  LABELS "unit;shared-library"
+  LABELS shared-library
   PASS_REGULAR_EXPRESSION "host-library-needed: librpl_host")
