@@ -10,7 +10,13 @@ using namespace rpltest;
 
 namespace {
 
-class Messages : public HostTest {};
+class Messages : public HostTest {
+protected:
+    void TearDown() override {
+        host_set_message_echo(false, false);
+        HostTest::TearDown();
+    }
+};
 
 // A section that notes its destruction, to show the code went on.
 class NotingSection : public RPL_FOLDER {
@@ -123,7 +129,6 @@ TEST_F(Messages, DebugTraceReachesTheHostUnderRpl) {
             EXPECT_EQ(host_message_log().debug_traces[0].text, c.second);
         }
     }
-    host_set_message_echo(false, false);
 }
 
 // Each broken invariant: what provokes it, the condition and file it names,
