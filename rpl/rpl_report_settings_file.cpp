@@ -1,6 +1,8 @@
 #include "rpl/rpl_report_settings_file.h"
 
 #include <cerrno>
+#include <cstdio>
+#include <cstdlib>
 #include <cstring>
 
 #include <fcntl.h>
@@ -62,17 +64,8 @@ bool write_all(int fd, const string& text) {
     return true;
 }
 
-mode_t creation_mode() {
-    static mode_t mode = [] {
-        mode_t mask = ::umask(022);
-        ::umask(mask);
-        return static_cast<mode_t>(0666 & ~mask);
-    }();
-    return mode;
-}
-
 // The plain way: open the file itself for writing, truncating it. Used when
-// no temporary file can be made beside it. True when it could be opened.
+// no temporary file can take its place. True when it could be opened.
 bool write_in_place(const string& path, const string& text) {
     int fd = ::open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0666);
     if (fd < 0) return false;
@@ -93,16 +86,46 @@ string save_target(const string& path) {
     return target;
 }
 
-string temporary_template(const string& target) {
+// Creates a new, empty file beside `target` under a name nobody else uses,
+// with `mode` as open(2) takes it, so a new settings file gets the umask's
+// bits as a plain create would. Only the start of the target's name goes
+// into the temporary name: a long name must still leave room for it.
+int create_temporary(const string& target, mode_t mode, string& temp) {
     string::size_type slash = target.rfind('/');
-    string directory = slash == string::npos ? string() : target.substr(0, slash + 1);
-    string base = slash == string::npos ? target : target.substr(slash + 1);
-    return directory + "." + base + ".XXXXXX";
+    string::size_type base_at = slash == string::npos ? 0 : slash + 1;
+    string prefix = target.substr(0, base_at) + "." + target.substr(base_at, 64);
+    static unsigned long counter = 0;
+    for (int attempt = 0; attempt < 64; ++attempt) {
+        char suffix[64];
+        std::snprintf(suffix, sizeof suffix, ".%ld.%lu.tmp", static_cast<long>(::getpid()), ++counter);
+        temp = prefix + suffix;
+        int fd = ::open(temp.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, mode);
+        if (fd >= 0 || errno != EEXIST) return fd;
+    }
+    return -1;
+}
+
+// Gives the new file the owner, group and permission bits of the one it
+// replaces (owner first: a change of owner clears set-id bits). False when
+// the owner cannot be kept: the replacement would take the file away from
+// its owner, who might then no longer write it.
+bool keep_owner_and_mode(int fd, const struct stat& old_st) {
+    struct stat st;
+    if (::fstat(fd, &st) != 0) return false;
+    if ((st.st_uid != old_st.st_uid || st.st_gid != old_st.st_gid) &&
+        ::fchown(fd, old_st.st_uid, old_st.st_gid) != 0)
+        return false;
+    return ::fchmod(fd, old_st.st_mode & 07777) == 0;
 }
 
 // Writes `text` beside `target` and renames it into place. A failed write
 // leaves the old file untouched and removes the temporary file; as with a
 // plain save, the result is whether the file could be opened for writing.
+//
+// write(2) hands the text to the kernel, so there is no buffer of ours to
+// flush: a reader, or this process dying, sees the old file or the new one.
+// There is deliberately no fsync: every click saves several times, and a
+// sync per save would make marking a folder crawl on a slow disk.
 bool replace_file(const string& target, const string& text) {
     struct stat old_st;
     bool existed = ::stat(target.c_str(), &old_st) == 0;
@@ -111,16 +134,20 @@ bool replace_file(const string& target, const string& text) {
         int probe = ::open(target.c_str(), O_WRONLY | O_NONBLOCK | O_CLOEXEC);
         if (probe < 0) return false;
         ::close(probe);
+        // Only a regular file is replaced; a device or a pipe takes the text.
+        if (!S_ISREG(old_st.st_mode)) return write_in_place(target, text);
     }
-    string temp = temporary_template(target);
-    int fd = ::mkstemp(&temp[0]);
+    string temp;
+    int fd = create_temporary(target, existed ? 0600 : 0666, temp);
     if (fd < 0) return write_in_place(target, text);
-
-    ::fchmod(fd, existed ? (old_st.st_mode & 07777) : creation_mode());
-    if (existed && (old_st.st_uid != ::geteuid() || old_st.st_gid != ::getegid()))
-        if (::fchown(fd, old_st.st_uid, old_st.st_gid) != 0) { /* keep ours: best effort */ }
+    if (existed && !keep_owner_and_mode(fd, old_st)) {
+        ::close(fd);
+        ::unlink(temp.c_str());
+        return write_in_place(target, text);
+    }
     bool written = write_all(fd, text);
-    ::close(fd);
+    // A close error may mean the text never reached the file: keep the old one.
+    if (::close(fd) != 0) written = false;
     if (!written) {
         ::unlink(temp.c_str());
         return true;
