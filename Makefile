@@ -5,7 +5,7 @@ JOBS       ?= 2
 CMAKE_ARGS ?=
 WERROR     ?= ON
 
-.PHONY: all build test demo bench test-asan test-valgrind fuzz deps clean
+.PHONY: all build test demo bench test-asan test-valgrind kill-loop fuzz deps clean
 
 all: build
 
@@ -34,7 +34,11 @@ test-asan:
 
 test-valgrind: build
 	./scripts/install-deps.sh valgrind
-	cd $(BUILD) && ctest --output-on-failure -L unit -T memcheck --overwrite MemoryCheckCommandOptions="--leak-check=full --errors-for-leak-kinds=definite --error-exitcode=1"
+	./scripts/valgrind.sh $(BUILD)
+
+# The kill loop of the fault-injection tests at length (KILL_LOOP_SECONDS, default 120).
+kill-loop: build
+	./scripts/kill_loop.sh $(BUILD) $(KILL_LOOP_SECONDS)
 
 fuzz:
 	./scripts/install-deps.sh fuzz
