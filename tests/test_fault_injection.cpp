@@ -443,21 +443,24 @@ TEST_F(FaultInjection, TwoProcessesMarkingOneReportLeaveAWholeFile) {
     const std::string c_off = "[||R||C]\nOUTPUT_SECTION=0\nPAGE_ORIENTATION=0\n";
     write_file(path_, c_on + x_on);
 
+    auto flip = [&](const char* section_path) {
+        RPL_REPORT_TOC toc(kType, S(kName));
+        toc.generate_toc(true);
+        RPL_REPORT_SECTION& section = at(toc, section_path);
+        // The base operation saves the two keys in one go (a chart's own
+        // save would add a key in a second one).
+        for (int i = 1; i <= flips; ++i) {
+            bool marked = i % 2 == 1;
+            section.m_page_orientation = marked ? 2 : 1;
+            section.m_marked_for_output = marked;
+            section.m_settings_changed = true;
+            section.RPL_REPORT_SECTION::write_acf_settings();
+        }
+    };
     auto flipper = [&](const char* section_path) {
         pid_t pid = ::fork();
         if (pid == 0) {
-            RPL_REPORT_TOC toc(kType, S(kName));
-            toc.generate_toc(true);
-            RPL_REPORT_SECTION& section = at(toc, section_path);
-            // The chart's own save adds a key; the base operation saves only
-            // the two keys, in one go.
-            for (int i = 1; i <= flips; ++i) {
-                bool marked = i % 2 == 1;
-                section.m_page_orientation = marked ? 2 : 1;
-                section.m_marked_for_output = marked;
-                section.m_settings_changed = true;
-                section.RPL_REPORT_SECTION::write_acf_settings();
-            }
+            flip(section_path);
             ::_exit(0);
         }
         return pid;

@@ -1,0 +1,117 @@
+// Any bytes as a report file of the command-line host: what the loader
+// accepts is installed in the stand-in database and built into a TOC. The
+// TOC must hold exactly the sections the report's tree calls for, in
+// depth-first order with their rdb paths, the report must be given back,
+// and marking a small tree must write a settings file that loads again.
+#include <cstddef>
+#include <cstdint>
+#include <cstdio>
+#include <cstdlib>
+#include <string>
+#include <vector>
+
+#include "host/host.h"
+#include "rpl/rpl.h"
+#include "tools/report_json.h"
+
+namespace {
+
+std::string Std(const string& s) { return std::string(s.data(), s.size()); }
+
+bool presented(int type) {
+    switch (type) {
+        case 1: case 3: case 4: case 5: case 6: case 7: case 8: case 9: case 14: return true;
+        default: return false;
+    }
+}
+
+// The rdb paths a build must give, worked out from the tree on its own.
+void expected_paths(RDB_FOLDER_OBJECT* folder, const std::string& path, std::vector<std::string>& out) {
+    for (RDB_FOLDER_OBJECT::iterator it = folder->begin(); it != folder->end(); ++it) {
+        RDB_OBJECT* child = *it;
+        if (child == nullptr || !presented(child->get_type())) continue;
+        std::string child_path = path + "||" + Std(child->get_name());
+        out.push_back(child_path);
+        RDB_FOLDER_OBJECT* sub = child->get_type() == 1 ? child->dynamic_cast_to_RDB_FOLDER_OBJECT() : nullptr;
+        if (sub != nullptr) expected_paths(sub, child_path, out);
+    }
+}
+
+void check(bool condition, const char* what) {
+    if (condition) return;
+    std::fprintf(stderr, "report build broken: %s\n", what);
+    std::abort();
+}
+
+// A scratch database directory on a memory file system when there is one.
+void use_scratch_db_dir() {
+    static bool done = [] {
+        char pattern[] = "/dev/shm/rpl-fuzz-XXXXXX";
+        char fallback[] = "/tmp/rpl-fuzz-XXXXXX";
+        const char* dir = ::mkdtemp(pattern);
+        if (dir == nullptr) dir = ::mkdtemp(fallback);
+        if (dir == nullptr) std::abort();
+        host_set_db_dir(dir);
+        return true;
+    }();
+    (void)done;
+}
+
+// Unmarks the whole tree, then builds it again from the settings file:
+// every section must read back as unmarked.
+void check_marking_round_trip(RPL_REPORT_TOC& toc, RDB_REPORT_TYPE type) {
+    string file = toc.get_settings_filename();
+    std::remove(file.c_str());
+    toc.m_section_index.front()->set_marked_for_output(false);
+    RPL_REPORT_TOC again(type, toc.m_report_name);
+    again.generate_toc(true);
+    check(again.m_section_index.size() == toc.m_section_index.size(), "a rebuild gave another tree");
+    for (RPL_REPORT_SECTION* section : again.m_section_index)
+        check(!section->m_marked_for_output, "a saved mark did not load again");
+    std::remove(file.c_str());
+}
+
+}  // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
+    use_scratch_db_dir();
+    rpl_toc::ReportLoad load = rpl_toc::load_report_json(std::string(reinterpret_cast<const char*>(data), size));
+    if (!load.ok()) {
+        check(load.error.find('\n') == std::string::npos, "an error of more than one line");
+        return 0;
+    }
+    const RDB_REPORT_TYPE type = static_cast<RDB_REPORT_TYPE>(load.report.type);
+    std::vector<std::string> expected;
+    RDB_FOLDER_OBJECT* main_folder = load.report.main_folder.get();
+    if (main_folder != nullptr && main_folder->get_type() == 1) {
+        const std::string root_path = "||" + Std(main_folder->get_name());
+        expected.push_back(root_path);
+        expected_paths(main_folder, root_path, expected);
+    }
+
+    DBMUI_MANAGER& manager = rdb_stand_in_manager();
+    manager.set_report(type, std::make_unique<RDB_REPORT>(load.report.main_folder.release()));
+    manager.reset_counts();
+    {
+        const std::string& name = load.report.name;
+        RPL_REPORT_TOC toc(type, string(name.data(), name.size()));
+        toc.generate_toc(true);
+        std::vector<std::string> paths;
+        for (RPL_REPORT_SECTION* section : toc.m_section_index) paths.push_back(Std(section->m_rdb_path));
+        if (paths != expected) {
+            for (const std::string& p : expected) std::fprintf(stderr, "expected %s\n", p.c_str());
+            for (const std::string& p : paths) std::fprintf(stderr, "built    %s\n", p.c_str());
+            check(false, "the index differs from the report's tree");
+        }
+        check(manager.counts(type).held == 0, "the report was not given back");
+        if (!paths.empty()) {
+            check(toc.section_exists(toc.m_section_index.front()->m_rdb_path) == toc.m_section_index.front(),
+                  "the root is not found by its path");
+            if (paths.size() <= 64) check_marking_round_trip(toc, type);
+        }
+    }
+    manager.remove_all_reports();
+    manager.reset_counts();
+    host_clear_messages();
+    return 0;
+}
