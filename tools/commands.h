@@ -1,0 +1,79 @@
+// The commands of rpl-toc. Each loads the report file into the stand-in
+// report database, builds the TOC with generate_toc and works on it through
+// the library's public interface.
+#ifndef TOOLS_COMMANDS_H
+#define TOOLS_COMMANDS_H
+
+#include <memory>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+#include "rpl/rpl.h"
+
+namespace rpl_toc {
+
+// Exit codes.
+constexpr int kExitOk = 0;
+constexpr int kExitNotFound = 1;   // find, next, prev found nothing
+constexpr int kExitError = 2;      // bad usage, bad report file, unknown PATH, unwritable file
+constexpr int kExitFailure = 3;    // the tool itself failed unexpectedly
+
+// An error the user can act on: main prints it as one line and exits with
+// its code.
+class CommandError : public std::runtime_error {
+public:
+    CommandError(int exit_code, const std::string& message) : std::runtime_error(message), m_exit_code(exit_code) {}
+    int exit_code() const { return m_exit_code; }
+
+private:
+    int m_exit_code;
+};
+
+// How results are printed.
+struct Output {
+    bool json = false;    // one JSON object instead of text
+    bool colour = false;  // ANSI colours (a terminal on stdout)
+};
+
+// A report file loaded into the stand-in database, with its TOC built.
+class Session {
+public:
+    // `db_dir` empty: the directory holding the report file. Throws
+    // CommandError when the file cannot be read or is not a valid report,
+    // or the directory does not exist.
+    Session(const std::string& report_file, const std::string& db_dir);
+    ~Session();
+    Session(const Session&) = delete;
+    Session& operator=(const Session&) = delete;
+
+    RPL_REPORT_TOC& toc() { return *m_toc; }
+    // The section with that rdb path; CommandError (exit 2) when there is none.
+    RPL_REPORT_SECTION& section(const std::string& path);
+
+private:
+    std::unique_ptr<RPL_REPORT_TOC> m_toc;  // owned; built once
+};
+
+// The options of `set`, as given on the command line.
+struct SetRequest {
+    bool has_orientation = false;
+    int orientation = 1;
+    bool has_chart_type = false;
+    int chart_type = 0;
+    std::vector<std::string> widths;  // "I=W"
+    std::vector<std::string> aligns;  // "I=L" or "I=R"
+    std::vector<std::string> orders;  // "I=D"
+};
+
+int run_show(Session& session, const Output& output, bool paths);
+int run_find(Session& session, const Output& output, const std::string& path);
+int run_step(Session& session, const std::string& path, bool forward);
+int run_mark(Session& session, const Output& output, const std::vector<std::string>& paths, bool marked);
+int run_set(Session& session, const Output& output, const std::string& path, const SetRequest& request);
+int run_settings(Session& session, const Output& output);
+int run_export(Session& session, const std::string& text_file, const std::string& html_file);
+
+}  // namespace rpl_toc
+
+#endif
