@@ -1,0 +1,178 @@
+#!/usr/bin/env python3
+"""Prints the medians of one benchmark run and the ratios the targets are
+stated in, from the JSON files Google Benchmark wrote (scripts/bench.sh).
+
+    bench/report.py SETTINGS_JSON TOC_JSON MEMORY_JSON
+
+Times are real (wall-clock) times; a benchmark run with repetitions gives
+its median, one run once gives that run.
+"""
+import json
+import sys
+
+SIZES = [100, 1000, 10000, 100000]
+TOC_SIZES = [100, 1000, 10000]
+# "Linear" for the load: the time per block at 100,000 blocks is within this
+# factor of the time per block at 10,000.
+LINEAR_SLACK = 1.25
+
+
+def load_runs(paths):
+    """run name -> {"ms": median real time in ms, "cpu_ms": ..., counters}"""
+    runs, context = {}, {}
+    for path in paths:
+        with open(path) as f:
+            data = json.load(f)
+        context.update(data.get("context", {}))
+        for b in data["benchmarks"]:
+            name = b.get("run_name", b["name"])
+            is_median = b.get("run_type") == "aggregate" and b.get("aggregate_name") == "median"
+            is_single = b.get("run_type", "iteration") == "iteration"
+            if not (is_median or (is_single and name not in runs)):
+                continue
+            scale = {"ns": 1e-6, "us": 1e-3, "ms": 1.0, "s": 1e3}[b.get("time_unit", "ns")]
+            run = {k: v for k, v in b.items() if isinstance(v, (int, float))}
+            run["ms"] = b["real_time"] * scale
+            run["cpu_ms"] = b["cpu_time"] * scale
+            if b.get("error_occurred"):
+                run["error"] = b.get("error_message", "error")
+            runs[name] = run
+    return runs, context
+
+
+class Report:
+    def __init__(self, runs):
+        self.runs = runs
+        self.failures = []
+
+    def get(self, name):
+        return self.runs.get(name + "/real_time")
+
+    def ms(self, name):
+        run = self.get(name)
+        return None if run is None or "error" in run else run["ms"]
+
+    def ratio(self, label, numerator, denominator, target=None, scale=1.0):
+        if numerator is None or denominator in (None, 0):
+            print(f"  {label:<58} n/a (not measured)")
+            return None
+        value = numerator / (denominator * scale)
+        verdict = ""
+        if target is not None:
+            held = value <= target
+            verdict = f"  target <= {target:g}: {'holds' if held else 'DOES NOT HOLD'}"
+            if not held:
+                self.failures.append(f"{label}: {value:.3f} (target <= {target:g})")
+        print(f"  {label:<58} {value:8.3f}{verdict}")
+        return value
+
+
+def fmt(ms):
+    return "-" if ms is None else f"{ms:.3f}"
+
+
+def table(header, rows):
+    widths = [max(len(str(r[i])) for r in [header] + rows) for i in range(len(header))]
+    line = lambda r: "  " + "  ".join(str(c).rjust(w) for c, w in zip(r, widths))
+    print(line(header))
+    for r in rows:
+        print(line(r))
+
+
+def settings_file(rep):
+    print("Settings file, one load / one save, median ms (real time)")
+    kinds = ["bare_read", "rpl_read", "inih_parse", "simpleini_load", "bare_write", "rpl_write", "simpleini_save"]
+    table(["blocks"] + kinds, [[n] + [fmt(rep.ms(f"{k}/{n}")) for k in kinds] for n in SIZES])
+    print()
+    print("Load")
+    rep.ratio("rpl_read / inih_parse, 10,000 blocks", rep.ms("rpl_read/10000"), rep.ms("inih_parse/10000"), 0.5)
+    rep.ratio("rpl_read / simpleini_load, 10,000 blocks", rep.ms("rpl_read/10000"), rep.ms("simpleini_load/10000"), 0.1)
+    rep.ratio("rpl_read / bare_read, 10,000 blocks", rep.ms("rpl_read/10000"), rep.ms("bare_read/10000"))
+    rep.ratio("rpl_read per block, 100,000 / 10,000 blocks", rep.ms("rpl_read/100000"), rep.ms("rpl_read/10000"),
+              LINEAR_SLACK, scale=10.0)
+    for n in (100, 1000, 100000):
+        rep.ratio(f"rpl_read / inih_parse, {n:,} blocks", rep.ms(f"rpl_read/{n}"), rep.ms(f"inih_parse/{n}"))
+    print("Save")
+    rep.ratio("rpl_write / simpleini_save, 10,000 blocks", rep.ms("rpl_write/10000"), rep.ms("simpleini_save/10000"), 0.1)
+    rep.ratio("rpl_write / bare_write, 10,000 blocks", rep.ms("rpl_write/10000"), rep.ms("bare_write/10000"), 3.0)
+    for n in (100, 1000, 100000):
+        rep.ratio(f"rpl_write / bare_write, {n:,} blocks", rep.ms(f"rpl_write/{n}"), rep.ms(f"bare_write/{n}"))
+    rep.ratio("rpl_write per block, 100,000 / 10,000 blocks", rep.ms("rpl_write/100000"), rep.ms("rpl_write/10000"),
+              scale=10.0)
+
+
+def toc(rep):
+    print()
+    print("TOC, median ms (real time)")
+    rows = []
+    for n in TOC_SIZES:
+        full = rep.get(f"generate_toc/{n}/1")
+        loads = int(full["loads"]) if full else None
+        rows.append([n, fmt(rep.ms(f"generate_toc/{n}/0")), fmt(rep.ms(f"generate_toc/{n}/1")), loads or "-",
+                     fmt(rep.ms(f"toc_file_read/{n}")), fmt(rep.ms(f"unmark_root/{n}")), fmt(rep.ms(f"unmark_leaf/{n}")),
+                     fmt(rep.ms(f"next_section_walk/{n}"))])
+    table(["sections", "build, no file", "build, full file", "loads", "one load", "unmark root", "unmark leaf",
+           "next-section walk"], rows)
+    print()
+    for n in TOC_SIZES:
+        full = rep.get(f"generate_toc/{n}/1")
+        loads = full["loads"] if full else None
+        target = 1.3 if n == 1000 else None
+        rep.ratio(f"build with full file / (loads x one load), {n:,} sections", rep.ms(f"generate_toc/{n}/1"),
+                  rep.ms(f"toc_file_read/{n}"), target, scale=loads or 1)
+    rep.ratio("build without file per section, 10,000 / 1,000 sections", rep.ms("generate_toc/10000/0"),
+              rep.ms("generate_toc/1000/0"), scale=10.0)
+    for kind in ("unmark_root", "unmark_leaf"):
+        for n in TOC_SIZES:
+            run = rep.get(f"{kind}/{n}")
+            if run and "error" not in run:
+                per_save = run["ms"] / run["saves"]
+                load = rep.ms(f"toc_file_read/{n}")
+                tail = f", {per_save / load:.2f} loads' worth" if load else ""
+                print(f"  {kind}, {n:,} sections: {int(run['saves'])} saves, {per_save:.3f} ms a save{tail}")
+    for n in TOC_SIZES:
+        run = rep.get(f"next_section_walk/{n}")
+        if run and "error" not in run:
+            print(f"  next-section walk, {n:,} sections: {int(run['steps'])} steps, "
+                  f"{run['ms'] * 1000 / run['steps']:.2f} us a step (each step scans the index from its start)")
+
+
+def memory(rep):
+    run = rep.get("toc_memory/100000/iterations:1/repeats:1") or next(
+        (v for k, v in rep.runs.items() if k.startswith("toc_memory/")), None)
+    print()
+    if run is None or "error" in run:
+        print("Memory: not measured")
+        return
+    print(f"Memory, built TOC of {int(run['sections']):,} sections (no settings file), build {run['ms']:.0f} ms")
+    print(f"  peak resident size of the process        {run['peak_rss_MiB']:8.1f} MiB")
+    print(f"  resident before the build (the report)   {run['report_rss_MiB']:8.1f} MiB")
+    print(f"  resident growth per section              {run['rss_per_section']:8.0f} bytes")
+    print(f"  tracked bytes kept per section           {run['tracked_live_per_section']:8.0f} bytes "
+          f"in {run['tracked_blocks_per_section']:.1f} blocks")
+    print(f"  tracked bytes allocated per section      {run['tracked_alloc_per_section']:8.0f} bytes "
+          f"in {run['allocs_per_section']:.1f} allocations")
+
+
+def main(argv):
+    runs, context = load_runs(argv[1:])
+    rep = Report(runs)
+    skipped = context.get("peers_skipped", "none")
+    print(f"Peers skipped: {skipped}.  Machine: {context.get('num_cpus', '?')} CPUs at "
+          f"{context.get('mhz_per_cpu', '?')} MHz, load average {context.get('load_avg', '?')}")
+    print()
+    settings_file(rep)
+    toc(rep)
+    memory(rep)
+    print()
+    if rep.failures:
+        print("Targets that do not hold:")
+        for f in rep.failures:
+            print("  " + f)
+    else:
+        print("Every target that was measured holds.")
+    return 0
+
+
+if __name__ == "__main__":
+    sys.exit(main(sys.argv))

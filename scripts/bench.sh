@@ -1,0 +1,31 @@
+#!/bin/sh
+# Runs the benchmarks of a build made with -DRPL_BUILD_BENCH=ON (in Release)
+# and prints their medians and the ratios the targets are stated in.
+#   scripts/bench.sh BUILD_DIR [extra Google Benchmark flags]
+# Every ratio is computed from the medians of one run of the binaries. The
+# raw results stay in BUILD_DIR/bench-results/*.json. bench/README.md tells
+# how to read them.
+set -eu
+
+build=${1:?usage: scripts/bench.sh BUILD_DIR [benchmark flags]}
+shift
+here=$(cd "$(dirname "$0")/.." && pwd)
+out="$build/bench-results"
+mkdir -p "$out"
+
+# Five repetitions, medians reported; a benchmark that pins its own count
+# (the slow builds, the memory run) keeps it.
+for name in bench_settings_file bench_toc bench_memory; do
+    binary="$build/bench/$name"
+    if [ ! -x "$binary" ]; then
+        echo "missing $binary: configure with -DRPL_BUILD_BENCH=ON and build first" >&2
+        exit 1
+    fi
+    echo "== $name"
+    "$binary" --benchmark_repetitions=5 --benchmark_report_aggregates_only=true \
+        --benchmark_min_time=0.2 \
+        --benchmark_out="$out/$name.json" --benchmark_out_format=json "$@"
+done
+
+echo
+python3 "$here/bench/report.py" "$out/bench_settings_file.json" "$out/bench_toc.json" "$out/bench_memory.json"
