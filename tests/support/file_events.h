@@ -11,7 +11,7 @@
 #ifndef TESTS_SUPPORT_FILE_EVENTS_H
 #define TESTS_SUPPORT_FILE_EVENTS_H
 
-#include <cstring>
+#include <cstdint>
 #include <filesystem>
 #include <string>
 
@@ -25,6 +25,7 @@ public:
     struct COUNTS {
         int loads = 0;
         int saves = 0;
+        std::string order;  // "L" for each load and "S" for each save, as they happened
     };
 
     explicit FileEvents(const std::string& path)
@@ -62,12 +63,17 @@ public:
 private:
     void count(std::uint32_t mask, COUNTS& counts) {
         if (mask & IN_MODIFY) modified_ = true;
-        if (mask & IN_CLOSE_NOWRITE) ++counts.loads;
-        if (mask & IN_MOVED_TO) ++counts.saves;
+        if (mask & IN_CLOSE_NOWRITE) add(counts.loads, 'L', counts);
+        if (mask & IN_MOVED_TO) add(counts.saves, 'S', counts);
         if (mask & IN_CLOSE_WRITE) {
-            if (modified_) ++counts.saves;
+            if (modified_) add(counts.saves, 'S', counts);
             modified_ = false;
         }
+    }
+
+    static void add(int& count, char letter, COUNTS& counts) {
+        ++count;
+        counts.order += letter;
     }
 
     std::string name_;
