@@ -129,7 +129,7 @@ section h2 { font-size: 17px; margin: 0 0 6px; display: flex; gap: 10px; align-i
 .kind.text { background: #f3e8ff; } .kind.gauges { background: #ffe4e6; } .kind.embedded { background: #e0f2fe; }
 .kind.summary { background: #fde68a; }
 .up { margin-left: auto; font-size: 12px; font-weight: normal; color: var(--muted); text-decoration: none; }
-dl { display: grid; grid-template-columns: max-content 1fr; gap: 2px 16px; margin: 0; }
+dl { display: grid; grid-template-columns: 9em 1fr; gap: 2px 16px; margin: 0; }
 dt { color: var(--muted); } dd { margin: 0; }
 )";
 
