@@ -194,7 +194,7 @@ TEST_F(SectionSettings, UnknownChartTypeWarnsOnlyWhenTheChartWouldWrite) {
     EXPECT_TRUE(fs::is_empty(db_->path()));
 }
 
-TEST_F(SectionSettings, ChartExampleBlockIsWrittenAsDocumented) {
+TEST_F(SectionSettings, MarkedLandscapeChartOfTypeTwoWritesItsThreeKeysSorted) {
     auto chart = make<RPL_CHART>("||Report||Timing||Slack");
     chart->m_marked_for_output = true;
     chart->m_page_orientation = 2;

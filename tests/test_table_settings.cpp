@@ -58,7 +58,7 @@ TEST_F(TableSettings, ReadingTakesCommaEndedItemsUpToTheColumnCount) {
     };
     // Every table starts with widths {9, 9}, alignments {RIGHT}, order {8}.
     const CASE cases[] = {
-        {"the documented example", 3, "120L,80R,60L,", "0,2,1,", {120, 80, 60}, {L, R, L}, {0, 2, 1}, true},
+        {"three columns, left right left", 3, "120L,80R,60L,", "0,2,1,", {120, 80, 60}, {L, R, L}, {0, 2, 1}, true},
         {"items beyond the columns are ignored", 2, "100L,200R,300L,", "1,0,2,", {100, 200}, {L, R}, {1, 0}, true},
         {"text after the last comma is no item", 2, "100L,200R", "1,0", {100}, {L}, {1}, true},
         {"no comma at all empties the lists", 2, "100L", "1", {}, {}, {}, true},
@@ -121,7 +121,7 @@ TEST_F(TableSettings, WritingFormatsEveryColumnAndLeavesAShortListsKeyAlone) {
         const char* widths_line;
     };
     const CASE cases[] = {
-        {"the documented example", 3, {120, 80, 60}, {L, R, L}, {0, 2, 1}, "0,2,1,", "120L,80R,60L,"},
+        {"three columns, left right left", 3, {120, 80, 60}, {L, R, L}, {0, 2, 1}, "0,2,1,", "120L,80R,60L,"},
         {"widths too short", 3, {1, 2}, {}, {0, 1, 2}, "0,1,2,", "old"},
         {"order too short", 3, {1, 2, 3}, {}, {0}, "old", "1L,2L,3L,"},
         {"zero columns", 0, {1}, {R}, {0}, "old", "old"},
