@@ -3,6 +3,7 @@
 // TOC must hold exactly the sections the report's tree calls for, in
 // depth-first order with their rdb paths, the report must be given back,
 // and marking a small tree must write a settings file that loads again.
+// What rpl-toc shows of a rejected file or of a path is one clean line.
 #include <cstddef>
 #include <cstdint>
 #include <cstdio>
@@ -13,6 +14,7 @@
 #include "host/host.h"
 #include "rpl/rpl.h"
 #include "tools/report_json.h"
+#include "tools/section_info.h"
 
 namespace {
 
@@ -35,6 +37,13 @@ void expected_paths(RDB_FOLDER_OBJECT* folder, const std::string& path, std::vec
         RDB_FOLDER_OBJECT* sub = child->get_type() == 1 ? child->dynamic_cast_to_RDB_FOLDER_OBJECT() : nullptr;
         if (sub != nullptr) expected_paths(sub, child_path, out);
     }
+}
+
+// No control character: shown on a terminal, the text is one plain line.
+bool one_clean_line(const std::string& text) {
+    for (char c : text)
+        if (static_cast<unsigned char>(c) < 0x20 || c == 0x7f) return false;
+    return true;
 }
 
 void check(bool condition, const char* what) {
@@ -77,7 +86,10 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     use_scratch_db_dir();
     rpl_toc::ReportLoad load = rpl_toc::load_report_json(std::string(reinterpret_cast<const char*>(data), size));
     if (!load.ok()) {
-        check(load.error.find('\n') == std::string::npos, "an error of more than one line");
+        // The loader keeps the offending key as it is (a newline included);
+        // rpl-toc shows the error through printable().
+        check(!load.error.empty() && one_clean_line(rpl_toc::printable(load.error)),
+              "an error shown on more than one line");
         return 0;
     }
     const RDB_REPORT_TYPE type = static_cast<RDB_REPORT_TYPE>(load.report.type);
@@ -97,7 +109,10 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
         RPL_REPORT_TOC toc(type, string(name.data(), name.size()));
         toc.generate_toc(true);
         std::vector<std::string> paths;
-        for (RPL_REPORT_SECTION* section : toc.m_section_index) paths.push_back(Std(section->m_rdb_path));
+        for (RPL_REPORT_SECTION* section : toc.m_section_index) {
+            paths.push_back(Std(section->m_rdb_path));
+            check(one_clean_line(rpl_toc::printable(paths.back())), "a path shown on more than one line");
+        }
         if (paths != expected) {
             for (const std::string& p : expected) std::fprintf(stderr, "expected %s\n", p.c_str());
             for (const std::string& p : paths) std::fprintf(stderr, "built    %s\n", p.c_str());
