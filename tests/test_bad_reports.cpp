@@ -155,6 +155,31 @@ TEST_F(BadReports, HugeNamesAndColumnCountsAreKeptWhole) {
     EXPECT_TRUE(find(again, "||R||" + chart_name)->m_marked_for_output);
 }
 
+TEST_F(BadReports, LineFeedInASectionNameIsWrittenUnescaped) {
+    // Names go into the file as they are, so a line feed splits the
+    // section's header: the file still loads, the next save drops the tail
+    // of the header, and that section's block is never found again.
+    auto* root = new RDB_FOLDER_OBJECT("R");
+    root->add(new RDB_TEXT_OBJECT("a\nb", false));
+    root->add(new RDB_TEXT_OBJECT("c", false));
+    install_report(kType, root);
+    const std::string file = settings_path(kType, "line feed");
+    {
+        RPL_REPORT_TOC toc(kType, S("line feed"));
+        toc.generate_toc(true);
+        find(toc, "||R||a\nb")->internal_set_marked_for_output(false);
+        EXPECT_EQ(read_file(file), "[||R||a\nb]\nOUTPUT_SECTION=0\nPAGE_ORIENTATION=0\n");
+        find(toc, "||R||c")->internal_set_marked_for_output(false);
+        EXPECT_EQ(read_file(file),
+                  "[||R||a\nOUTPUT_SECTION=0\nPAGE_ORIENTATION=0\n[||R||c]\nOUTPUT_SECTION=0\nPAGE_ORIENTATION=0\n");
+    }
+    RPL_REPORT_TOC again(kType, S("line feed"));
+    again.generate_toc(true);
+    EXPECT_EQ(index_paths(again), (std::vector<std::string>{"||R", "||R||a\nb", "||R||c"}));
+    EXPECT_TRUE(find(again, "||R||a\nb")->m_marked_for_output);
+    EXPECT_FALSE(find(again, "||R||c")->m_marked_for_output);
+}
+
 TEST_F(BadReports, ObjectsThatAreNotWhatTheirTypeSaysStillGiveATree) {
     auto* root = new RDB_FOLDER_OBJECT("R");
     root->add(new RDB_OBJECT(4, "table in name only"));
