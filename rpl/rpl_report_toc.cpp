@@ -231,8 +231,14 @@ void RPL_REPORT_TOC::build_rdb_toc() {
 
 void RPL_REPORT_TOC::build_root(RDB_FOLDER_OBJECT* main_folder, string path) {
     RPL_FOLDER* root = new (std::nothrow) RPL_FOLDER(main_folder->get_name());
-    if (!RPL_CHECK(root != NULL)) return;
-    if (RPL_CHECK(m_children != NULL)) m_children->push_back(root);
+    bool have_root = RPL_CHECK(root != NULL);
+    bool have_list = RPL_CHECK(m_children != NULL);
+    // Without a root list nobody would own the tree: build nothing.
+    if (!have_root || !have_list) {
+        delete root;
+        return;
+    }
+    m_children->push_back(root);
     m_section_index.push_back(root);
     path += main_folder->get_name();
     root->m_report_name = m_report_name;
