@@ -58,7 +58,6 @@ private:
     void init(RDB_REPORT_TYPE report_type, const string& report_name);
     void build_root(RDB_FOLDER_OBJECT* main_folder, string path);
     RPL_REPORT_SECTION* build_section(RDB_OBJECT* child, const string& parent_path);
-    void set_common_fields(RPL_REPORT_SECTION* section, RDB_OBJECT* child, const string& parent_path);
     int find_anchor(const string& rdb_path) const;
 };
 
