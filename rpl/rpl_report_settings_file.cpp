@@ -215,16 +215,19 @@ void RPL_REPORT_SETTINGS_FILE::parse(const char* text, std::size_t size) {
         if (length == 0) {
             // empty line
         } else if (line[0] == '[') {
-            // A file this library wrote is sorted, so the end is the right hint.
-            SECTIONS::iterator it = m_sections.try_emplace(m_sections.end(), string(line, length), nullptr);
+            // A file this library wrote is sorted, so the end is the right
+            // hint. emplace_hint checks the hint once (try_emplace checks it
+            // twice over); a repeated header, which the library never writes,
+            // then costs a node made and dropped.
+            SECTIONS::iterator it = m_sections.emplace_hint(m_sections.end(), string(line, length), nullptr);
             current = nullptr;
             if (it->second == nullptr) current = it->second = new KEY_VALUES();
         } else if (current != nullptr) {
             const char* equals = static_cast<const char*>(std::memchr(line, '=', length));
             if (equals != nullptr) {
                 // The first value of a key stays; later ones are not stored.
-                current->try_emplace(current->end(), string(line, static_cast<std::size_t>(equals - line)),
-                                     equals + 1, static_cast<std::size_t>(line_end - equals - 1));
+                current->emplace_hint(current->end(), string(line, static_cast<std::size_t>(equals - line)),
+                                      string(equals + 1, static_cast<std::size_t>(line_end - equals - 1)));
             }
         }
         line = newline ? newline + 1 : end;
