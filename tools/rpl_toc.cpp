@@ -68,29 +68,18 @@ CLI::App* add_command(CLI::App& app, const char* name, const char* help, Command
     return command;
 }
 
-void add_set_options(CLI::App* set, CommandLine& cl) {
-    set->add_option("PATH", cl.path, "the section to change")->required();
-    set->add_option("--orientation", cl.set.orientation, "page orientation")
-        ->check(CLI::Range(1, 2).description(""))->type_name("1|2");
-    set->add_option("--chart-type", cl.set.chart_type, "chart type (charts only)")->type_name("N");
-    set->add_option("--width", cl.set.widths, "width W of column I (tables only)")
-        ->type_name("I=W")->allow_extra_args(false);
-    set->add_option("--align", cl.set.aligns, "alignment of column I, L or R (tables only)")
-        ->type_name("I=L|R")->allow_extra_args(false);
-    set->add_option("--order", cl.set.orders, "display column D of column I (tables only)")
-        ->type_name("I=D")->allow_extra_args(false);
-}
+using Commands = std::vector<Command>;
 
-std::vector<Command> define_commands(CLI::App& app, CommandLine& cl) {
-    std::vector<Command> commands;
+void define_show(CLI::App& app, CommandLine& cl, Commands& commands) {
     CLI::App* show = add_command(app, "show", "print the TOC as a tree", cl);
     show->add_flag("--paths", cl.show_paths, "print each section's rdb path instead of its name");
     commands.push_back({show, [&cl](Session& s, const Output& o) { return run_show(s, o, cl.show_paths); }});
+}
 
+void define_lookup(CLI::App& app, CommandLine& cl, Commands& commands) {
     CLI::App* find = add_command(app, "find", "print the section with that path (exit 1: none)", cl);
     find->add_option("PATH", cl.path, "rdb path")->required();
     commands.push_back({find, [&cl](Session& s, const Output& o) { return run_find(s, o, cl.path); }});
-
     for (bool forward : {true, false}) {
         CLI::App* step = add_command(app, forward ? "next" : "prev",
                                      forward ? "print the path of the next section that is not a folder (exit 1: none)"
@@ -99,7 +88,9 @@ std::vector<Command> define_commands(CLI::App& app, CommandLine& cl) {
         step->add_option("PATH", cl.path, "rdb path to step from")->required();
         commands.push_back({step, [&cl, forward](Session& s, const Output&) { return run_step(s, cl.path, forward); }});
     }
+}
 
+void define_marking(CLI::App& app, CommandLine& cl, Commands& commands) {
     for (bool marked : {true, false}) {
         CLI::App* mark = add_command(app, marked ? "mark" : "unmark",
                                      marked ? "mark sections and everything below them for output"
@@ -108,26 +99,49 @@ std::vector<Command> define_commands(CLI::App& app, CommandLine& cl) {
         mark->add_option("PATH", cl.paths, "rdb paths, applied in the order given")->required();
         commands.push_back({mark, [&cl, marked](Session& s, const Output& o) { return run_mark(s, o, cl.paths, marked); }});
     }
+}
 
+void define_set(CLI::App& app, CommandLine& cl, Commands& commands) {
     CLI::App* set = add_command(app, "set", "change a section's layout settings and save them", cl);
-    add_set_options(set, cl);
+    set->add_option("PATH", cl.path, "the section to change")->required();
+    set->add_option("--orientation", cl.set.orientation, "page orientation")
+        ->check(CLI::Range(1, 2).description(""))->type_name("1|2");
+    set->add_option("--chart-type", cl.set.chart_type, "chart type (charts only)")->type_name("N");
+    // One value per option, so that a value cannot swallow the next argument.
+    set->add_option("--width", cl.set.widths, "width W of column I (tables only)")
+        ->type_name("I=W")->allow_extra_args(false);
+    set->add_option("--align", cl.set.aligns, "alignment of column I, L or R (tables only)")
+        ->type_name("I=L|R")->allow_extra_args(false);
+    set->add_option("--order", cl.set.orders, "display column D of column I (tables only)")
+        ->type_name("I=D")->allow_extra_args(false);
     commands.push_back({set, [&cl, set](Session& s, const Output& o) {
                             cl.set.has_orientation = set->count("--orientation") > 0;
                             cl.set.has_chart_type = set->count("--chart-type") > 0;
                             return run_set(s, o, cl.path, cl.set);
                         }});
+}
 
+void define_files(CLI::App& app, CommandLine& cl, Commands& commands) {
     CLI::App* settings = add_command(app, "settings", "print the settings file's path and content", cl);
     commands.push_back({settings, [](Session& s, const Output& o) { return run_settings(s, o); }});
 
     CLI::App* exp = add_command(app, "export", "write the marked sections to a text or HTML report file", cl);
     exp->add_option("--text", cl.text_file, "write a text file")->type_name("FILE");
     exp->add_option("--html", cl.html_file, "write one self-contained HTML page")->type_name("FILE");
-    exp->callback([&cl] {
+    exp->callback([&cl] {  // a usage error, found before the report is read
         if (cl.text_file.empty() == cl.html_file.empty())
             throw CLI::ValidationError("export needs exactly one of --text FILE and --html FILE");
     });
     commands.push_back({exp, [&cl](Session& s, const Output&) { return run_export(s, cl.text_file, cl.html_file); }});
+}
+
+Commands define_commands(CLI::App& app, CommandLine& cl) {
+    Commands commands;
+    define_show(app, cl, commands);
+    define_lookup(app, cl, commands);
+    define_marking(app, cl, commands);
+    define_set(app, cl, commands);
+    define_files(app, cl, commands);
     return commands;
 }
 
@@ -173,7 +187,7 @@ int run(int argc, char** argv) {
     CLI::App app(kDescription, "rpl-toc");
     CommandLine cl;
     define_global_options(app, cl);
-    std::vector<Command> commands = define_commands(app, cl);
+    Commands commands = define_commands(app, cl);
     try {
         app.parse(argc, argv);
     } catch (const CLI::ParseError& e) {
