@@ -42,7 +42,7 @@ kill-loop: build
 
 fuzz:
 	./scripts/install-deps.sh fuzz
-	CXX=clang++ cmake -S . -B $(BUILD)-fuzz -DCMAKE_BUILD_TYPE=RelWithDebInfo -DRPL_BUILD_FUZZ=ON -DRPL_BUILD_TESTS=OFF $(CMAKE_ARGS)
+	CXX=clang++ cmake -S . -B $(BUILD)-fuzz -DCMAKE_BUILD_TYPE=RelWithDebInfo -DRPL_BUILD_FUZZ=ON -DRPL_BUILD_TESTS=OFF -DRPL_SANITIZE=address,undefined $(CMAKE_ARGS)
 	cmake --build $(BUILD)-fuzz -j$(JOBS)
 	./scripts/fuzz.sh $(BUILD)-fuzz $(FUZZ_SECONDS)
 
