@@ -23,4 +23,4 @@ while [ "$(date +%s)" -lt "$end" ]; do
     fi
     runs=$((runs + 1))
 done
-echo "kill loop: $runs runs, $((runs * 50)) kills mid-save, every file whole"
+echo "kill loop: $runs runs, $((runs * 50)) kills of a saving process, every file whole"
