@@ -42,6 +42,7 @@ public:
     // The body with every placeholder replaced by its bound argument.
     std::string formatted() const;
     bool is_debug() const { return m_is_debug; }
+    MSG_REPORT* report() const { return m_report; }
 
 protected:
     MSG_BASE(MSG_REPORT* report, bool is_debug);
