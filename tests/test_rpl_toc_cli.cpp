@@ -252,7 +252,7 @@ TEST_F(RplTocCli, BadReportFilesNameThePlaceOfTheFault) {
               "/root/children/0/colour: unknown field"},
              {"{\"root\": {\"type\": 1, \"children\": [{\"type\": 3, \"a/b~\": 1}]}}",
               "/root/children/0/a~1b~0: unknown field"},
-             {"{\"root\": {\"type\": 3, \"a\\nb\": 1}}", "/root/a\\x0ab: unknown field"},
+             {"{\"root\": {\"type\": 3, \"a\\nb\": 1}}", "/root/a\\nb: unknown field"},
              {"{\"root\": {\"type\": 3, \"columns\": 1}}", "/root/columns: not a field of an object of type 3"},
              {"{\"root\": {\"type\": 1, \"children\": [7]}}", "/root/children/0: expected an object or null"},
              {"{\"root\": {\"type\": 1, \"children\": {}}}", "/root/children: expected an array"},

@@ -1,6 +1,8 @@
 // Loading a report file: JSON text to stand-in report-database objects.
 #include "tools/report_json.h"
 
+#include "tools/section_info.h"
+
 #include <cstdint>
 #include <limits>
 #include <new>
@@ -166,26 +168,9 @@ private:
     std::string m_at;  // JSON pointer of the value being read
 };
 
-// The error promises one line, and a field name may hold any character:
-// control bytes in it are shown as "\xNN".
-std::string one_line(const std::string& text) {
-    static const char hex[] = "0123456789abcdef";
-    std::string out;
-    for (char c : text) {
-        unsigned char u = static_cast<unsigned char>(c);
-        if (u >= 0x20 && u != 0x7f) {
-            out += c;
-        } else {
-            out += "\\x";
-            out += hex[u >> 4];
-            out += hex[u & 15];
-        }
-    }
-    return out;
-}
-
+// The error promises one line, and a field name may hold any character.
 void Builder::fail(const std::string& what) const {
-    throw LoadError{one_line((m_at.empty() ? std::string("top level") : m_at) + ": " + what)};
+    throw LoadError{printable((m_at.empty() ? std::string("top level") : m_at) + ": " + what)};
 }
 
 void Builder::fail_at(const std::string& token, const std::string& what) {
