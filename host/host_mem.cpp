@@ -3,6 +3,11 @@
 // Every block carries a 16-byte header pointing at its account, so freeing
 // needs no lookup; the account of a tracking record is found once per
 // allocation in a small open-addressed table keyed by the record's address.
+// Small blocks come from per-size free lists, as a tool's memory manager
+// keeps them: a freed node is handed to the next request of its size
+// without a trip through the C library's heap. Under AddressSanitizer, or
+// with RPL_HOST_PLAIN_HEAP set in the environment (valgrind runs), every
+// block comes from malloc instead, so those tools see each one.
 // All state is reached through function-local statics, because the library
 // allocates from its own static initialisers, possibly before ours ran.
 #include <cstdio>
@@ -92,14 +97,85 @@ std::vector<std::string>& modules() {
     return *m;
 }
 
+// ---- Small-block pools -------------------------------------------------------
+
+const std::size_t POOL_GRAIN = 16;
+const std::size_t POOL_LIMIT = 512;  // whole blocks, header included
+const std::size_t SLAB_BYTES = 256 * 1024;
+
+struct FREE_BLOCK {
+    FREE_BLOCK* next;
+};
+
+struct POOLS {
+    FREE_BLOCK* free_lists[POOL_LIMIT / POOL_GRAIN + 1] = {};
+    char* slab_next = nullptr;
+    char* slab_end = nullptr;
+};
+
+POOLS& pools() {
+    static POOLS p;
+    return p;
+}
+
+bool pools_enabled() {
+#if defined(__SANITIZE_ADDRESS__)
+    return false;
+#elif defined(__has_feature)
+#if __has_feature(address_sanitizer)
+    return false;
+#endif
+#endif
+    static const bool enabled = std::getenv("RPL_HOST_PLAIN_HEAP") == nullptr;
+    return enabled;
+}
+
+[[noreturn]] void out_of_memory() {
+    std::fputs("stand-in host: out of memory\n", stderr);
+    std::abort();
+}
+
+// A block of `bytes` (header included); pooled when small. Slabs are never
+// given back: the pools only grow to the most the process held at once.
+void* take_block(std::size_t bytes) {
+    if (!pools_enabled() || bytes > POOL_LIMIT) {
+        void* block = std::malloc(bytes);
+        if (block == nullptr) out_of_memory();
+        return block;
+    }
+    POOLS& p = pools();
+    std::size_t size_class = (bytes + POOL_GRAIN - 1) / POOL_GRAIN;
+    if (FREE_BLOCK* block = p.free_lists[size_class]) {
+        p.free_lists[size_class] = block->next;
+        return block;
+    }
+    std::size_t rounded = size_class * POOL_GRAIN;
+    if (static_cast<std::size_t>(p.slab_end - p.slab_next) < rounded) {
+        p.slab_next = static_cast<char*>(std::malloc(SLAB_BYTES));
+        if (p.slab_next == nullptr) out_of_memory();
+        p.slab_end = p.slab_next + SLAB_BYTES;
+    }
+    void* block = p.slab_next;
+    p.slab_next += rounded;
+    return block;
+}
+
+void give_block(void* block, std::size_t bytes) {
+    if (!pools_enabled() || bytes > POOL_LIMIT) {
+        std::free(block);
+        return;
+    }
+    POOLS& p = pools();
+    std::size_t size_class = (bytes + POOL_GRAIN - 1) / POOL_GRAIN;
+    auto* free_block = static_cast<FREE_BLOCK*>(block);
+    free_block->next = p.free_lists[size_class];
+    p.free_lists[size_class] = free_block;
+}
+
 }  // namespace
 
 void* MEM_MANAGER::new_wrapper(std::size_t size, MEM_TRACKER_THUNK* thunk, const char* /*file*/) {
-    auto* header = static_cast<BLOCK_HEADER*>(std::malloc(sizeof(BLOCK_HEADER) + size));
-    if (header == nullptr) {
-        std::fputs("stand-in host: out of memory\n", stderr);
-        std::abort();
-    }
+    auto* header = static_cast<BLOCK_HEADER*>(take_block(sizeof(BLOCK_HEADER) + size));
     HOST_MEM_ACCOUNT* account = find_account(thunk, true);
     header->account = account;
     header->size = size;
@@ -123,7 +199,7 @@ void MEM_MANAGER::delete_wrapper(void* block, const char* /*module*/) {
     header->account->live_bytes -= header->size;
     all.live_blocks--;
     all.live_bytes -= header->size;
-    std::free(header);
+    give_block(header, sizeof(BLOCK_HEADER) + header->size);
 }
 
 MEM_INITIALIZER::MEM_INITIALIZER(const char* module) : m_module(module) {

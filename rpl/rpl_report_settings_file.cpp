@@ -239,9 +239,12 @@ bool RPL_REPORT_SETTINGS_FILE::write_to_disk() {
         free_storage();
         return false;
     }
-    string text;
-    format(text);
-    bool saved = save_file(m_filename, text);
+    bool saved;
+    {
+        string text;
+        format(text);
+        saved = save_file(m_filename, text);
+    }
     free_storage();
     return saved;
 }

@@ -12,7 +12,7 @@ for exe in "$build"/tests/test_*; do
     echo "== valgrind $name"
     ran=$((ran + 1))
     # The kill loop runs its short version; valgrind makes each save slow.
-    if ! (cd "$build/tests" && RPL_KILL_LOOP_ROUNDS=3 valgrind --quiet --leak-check=full \
+    if ! (cd "$build/tests" && RPL_KILL_LOOP_ROUNDS=3 RPL_HOST_PLAIN_HEAP=1 valgrind --quiet --leak-check=full \
             --errors-for-leak-kinds=definite --error-exitcode=1 "./$name" --gtest_brief=1); then
         failed="$failed $name"
     fi
