@@ -239,6 +239,8 @@ bool RPL_REPORT_SETTINGS_FILE::write_to_disk() {
         free_storage();
         return false;
     }
+    // The text goes before the store: freeing one large block while many
+    // small ones wait freed makes the C library merge them all there and then.
     bool saved;
     {
         string text;
