@@ -7,7 +7,8 @@
 // keeps them: a freed node is handed to the next request of its size
 // without a trip through the C library's heap. Under AddressSanitizer, or
 // with RPL_HOST_PLAIN_HEAP set in the environment (valgrind runs), every
-// block comes from malloc instead, so those tools see each one.
+// block comes from malloc instead, so those tools see each one. Nothing here
+// locks: like the library, the manager is used from one thread at a time.
 // All state is reached through function-local statics, because the library
 // allocates from its own static initialisers, possibly before ours ran.
 #include <cstdio>
