@@ -12,16 +12,6 @@ namespace {
 
 class Messages : public HostTest {};
 
-// A section that notes its destruction, to show the code went on.
-class NotingSection : public RPL_FOLDER {
-public:
-    NotingSection(const std::string& name, std::vector<std::string>* log) : RPL_FOLDER(S(name)), log_(log) {}
-    ~NotingSection() override { log_->push_back(Std(m_name)); }
-
-private:
-    std::vector<std::string>* log_;
-};
-
 // Line `line` of a library source, found from this file's place in the tree.
 std::string source_line(const std::string& file, int line) {
     std::ifstream in(std::filesystem::path(__FILE__).parent_path().parent_path() / "rpl" / file);
@@ -105,10 +95,10 @@ TEST_F(Messages, InternalErrorsCarryConditionModuleFileAndLineThenGoOn) {
          "child != NULL", "rpl_report_section.cpp", 2},
         {"section destroyed with a null child",
          [&] {
-             auto* s = new NotingSection("outer", &destroyed);
-             s->add_child(new NotingSection("before", &destroyed));
+             auto* s = new LoggedSection("outer", &destroyed);
+             s->add_child(new LoggedSection("before", &destroyed));
              s->m_children->push_back(nullptr);
-             s->add_child(new NotingSection("after", &destroyed));
+             s->add_child(new LoggedSection("after", &destroyed));
              delete s;
              EXPECT_EQ(destroyed, (std::vector<std::string>{"outer", "before", "after"}));
          },
@@ -116,7 +106,7 @@ TEST_F(Messages, InternalErrorsCarryConditionModuleFileAndLineThenGoOn) {
         {"clear_children with a null root",
          [&] {
              toc.m_children->push_back(nullptr);
-             toc.m_children->push_back(new NotingSection("root", &destroyed));
+             toc.m_children->push_back(new LoggedSection("root", &destroyed));
              toc.m_section_index.push_back(toc.m_children->back());
              toc.clear_children();
              EXPECT_EQ(destroyed, (std::vector<std::string>{"root"}));

@@ -10,16 +10,6 @@ namespace {
 
 class ReportSection : public HostTest {};
 
-// A section that notes its destruction in a shared log.
-class Logged : public RPL_FOLDER {
-public:
-    Logged(const std::string& name, std::vector<std::string>* log) : RPL_FOLDER(S(name)), log_(log) {}
-    ~Logged() override { log_->push_back(Std(m_name)); }
-
-private:
-    std::vector<std::string>* log_;
-};
-
 RPL_REPORT_SECTION* with_path(RPL_REPORT_SECTION* s, const std::string& path) {
     s->m_rdb_path = S(path);
     return s;
@@ -72,13 +62,13 @@ TEST_F(ReportSection, ChildrenAreAppendedOwnedAndDestroyedInListOrderOnce) {
     //   │    └─ A2
     //   └─ B
     std::vector<std::string> log;
-    auto* r = new Logged("R", &log);
-    auto* a = new Logged("A", &log);
-    auto* b = new Logged("B", &log);
+    auto* r = new LoggedSection("R", &log);
+    auto* a = new LoggedSection("A", &log);
+    auto* b = new LoggedSection("B", &log);
     r->add_child(a);
     r->add_child(b);
-    a->add_child(new Logged("A1", &log));
-    a->add_child(new Logged("A2", &log));
+    a->add_child(new LoggedSection("A1", &log));
+    a->add_child(new LoggedSection("A2", &log));
     EXPECT_EQ(std::vector<RPL_REPORT_SECTION*>(r->m_children->begin(), r->m_children->end()),
               (std::vector<RPL_REPORT_SECTION*>{a, b}));
     EXPECT_EQ(std::make_tuple(a->m_parent, b->m_parent, a->m_children->back()->m_parent),

@@ -56,6 +56,17 @@ std::vector<std::string> debug_texts();
 // exit status (0 when `body` returned true).
 int run_as_nobody(const std::function<bool()>& body);
 
+// A folder section that writes its name to `log` when it is destroyed, so
+// a test can see which sections went and in what order.
+class LoggedSection : public RPL_FOLDER {
+public:
+    LoggedSection(const std::string& name, std::vector<std::string>* log) : RPL_FOLDER(S(name)), log_(log) {}
+    ~LoggedSection() override { log_->push_back(Std(m_name)); }
+
+private:
+    std::vector<std::string>* log_;  // not owned
+};
+
 // Every test starts with a clean host: manager on and empty, counters and
 // messages cleared, a scratch database directory.
 class HostTest : public ::testing::Test {
