@@ -2,15 +2,27 @@
 // spawns the built binary and looks at its exit code, its stdout and stderr,
 // and the files it leaves.
 #include <fcntl.h>
+#include <grp.h>
+#include <linux/fs.h>
+#include <pwd.h>
+#include <sys/ioctl.h>
+#include <sys/mount.h>
+#include <sys/resource.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
+#include <filesystem>
+#include <functional>
+#include <iostream>
 #include <regex>
 #include <set>
 #include <string>
+#include <thread>
 #include <tuple>
 #include <utility>
 #include <vector>
@@ -22,11 +34,14 @@
 #ifndef RPL_TOC_BINARY  // the tool is not built: every test skips
 #define RPL_TOC_BINARY ""
 #define RPL_EXAMPLES_DIR ""
+#define RPL_TOOLS_SOURCE_DIR ""
 #endif
 
 using nlohmann::json;
 using rpltest::read_file;
 using rpltest::TempDir;
+using rpltest::write_file;
+namespace fs = std::filesystem;
 
 namespace {
 
@@ -35,38 +50,67 @@ struct Result {
     std::string out, err;
 };
 
+// How the child runs, besides its arguments.
+struct Launch {
+    bool terminal = false;           // stdout on a pseudo-terminal
+    std::string locale = "C.UTF-8";  // LC_ALL
+    std::string input = "/dev/null";  // stdin
+    std::string cwd;                 // empty: the test's
+    long long fsize_limit = -1;      // RLIMIT_FSIZE in bytes; -1: none
+    bool as_nobody = false;          // as "nobody" when the suite runs as root, so permissions bind
+};
+
+void become_nobody() {
+    if (geteuid() != 0) return;
+    struct passwd* nobody = getpwnam("nobody");
+    if (setgroups(0, nullptr) != 0 || setgid(nobody ? nobody->pw_gid : 65534) != 0 ||
+        setuid(nobody ? nobody->pw_uid : 65534) != 0)
+        _exit(126);
+}
+
+[[noreturn]] void exec_child(const std::vector<std::string>& argv, const Launch& launch, int out_fd, int err_fd) {
+    int in_fd = open(launch.input.c_str(), O_RDONLY);
+    dup2(in_fd, STDIN_FILENO);
+    dup2(out_fd, STDOUT_FILENO);
+    dup2(err_fd, STDERR_FILENO);
+    unsetenv("NO_COLOR");
+    setenv("TERM", "xterm", 1);
+    setenv("LC_ALL", launch.locale.c_str(), 1);
+    if (!launch.cwd.empty() && chdir(launch.cwd.c_str()) != 0) _exit(125);
+    if (launch.fsize_limit >= 0) {
+        rlimit limit{static_cast<rlim_t>(launch.fsize_limit), static_cast<rlim_t>(launch.fsize_limit)};
+        setrlimit(RLIMIT_FSIZE, &limit);
+    }
+    if (launch.as_nobody) become_nobody();
+    std::vector<char*> args;
+    for (const std::string& a : argv) args.push_back(const_cast<char*>(a.c_str()));
+    args.push_back(nullptr);
+    execv(args[0], args.data());
+    _exit(127);
+}
+
 // Runs `argv` with stdout and stderr in files under `scratch`, or with
 // stdout on a pseudo-terminal.
-Result spawn(const std::vector<std::string>& argv, const std::string& scratch, bool terminal = false) {
+Result spawn(const std::vector<std::string>& argv, const std::string& scratch, const Launch& launch = {}) {
     std::string out_path = scratch + "/stdout", err_path = scratch + "/stderr";
     int err_fd = open(err_path.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
-    int master = terminal ? posix_openpt(O_RDWR | O_NOCTTY) : -1;
-    if (terminal && (grantpt(master) != 0 || unlockpt(master) != 0)) return {};
-    int out_fd = terminal ? open(ptsname(master), O_RDWR | O_NOCTTY)
-                          : open(out_path.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
+    int master = launch.terminal ? posix_openpt(O_RDWR | O_NOCTTY) : -1;
+    if (launch.terminal && (grantpt(master) != 0 || unlockpt(master) != 0)) return {};
+    int out_fd = launch.terminal ? open(ptsname(master), O_RDWR | O_NOCTTY)
+                                 : open(out_path.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
     pid_t pid = fork();
-    if (pid == 0) {
-        dup2(out_fd, STDOUT_FILENO);
-        dup2(err_fd, STDERR_FILENO);
-        unsetenv("NO_COLOR");
-        setenv("TERM", "xterm", 1);
-        std::vector<char*> args;
-        for (const std::string& a : argv) args.push_back(const_cast<char*>(a.c_str()));
-        args.push_back(nullptr);
-        execv(args[0], args.data());
-        _exit(127);
-    }
+    if (pid == 0) exec_child(argv, launch, out_fd, err_fd);
     close(out_fd);
     close(err_fd);
     Result r;
     char buffer[4096];
     ssize_t n;
-    while (terminal && (n = read(master, buffer, sizeof buffer)) > 0)  // until the child closes the terminal
+    while (launch.terminal && (n = read(master, buffer, sizeof buffer)) > 0)  // until the child closes the terminal
         r.out.append(buffer, static_cast<std::size_t>(n));
     int status = 0;
     waitpid(pid, &status, 0);
     r.code = WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
-    if (terminal)
+    if (launch.terminal)
         close(master);
     else
         r.out = read_file(out_path);
@@ -100,6 +144,31 @@ const json& section_at(const json& toc, const std::string& path) {
 
 using Args = std::vector<std::string>;
 
+// The names in a directory, sorted.
+std::vector<std::string> entries_of(const std::string& dir) {
+    std::set<std::string> names;
+    for (const auto& entry : fs::directory_iterator(dir)) names.insert(entry.path().filename().string());
+    return {names.begin(), names.end()};
+}
+
+bool set_append_only(const std::string& path, bool on) {
+    int fd = open(path.c_str(), O_RDONLY | O_NONBLOCK);
+    int flags = 0;
+    bool done = fd >= 0 && ioctl(fd, FS_IOC_GETFLAGS, &flags) == 0 &&
+                (flags = on ? flags | FS_APPEND_FL : flags & ~FS_APPEND_FL, ioctl(fd, FS_IOC_SETFLAGS, &flags) == 0);
+    if (fd >= 0) close(fd);
+    return done;
+}
+
+// Writes to `path` until the file system is full.
+void fill_up(const std::string& path) {
+    int fd = open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
+    std::string block(4096, 'x');
+    while (write(fd, block.data(), block.size()) > 0) {
+    }
+    close(fd);
+}
+
 // small.json's settings after "unmark ||R||F".
 const char* const kAfterUnmarkF =
     "[||R]\nOUTPUT_SECTION=1\nPAGE_ORIENTATION=0\n"
@@ -113,14 +182,14 @@ protected:
         if (std::string(RPL_TOC_BINARY).empty()) GTEST_SKIP() << "rpl-toc is not built (RPL_BUILD_TOOLS is off)";
     }
     // rpl-toc with exactly these arguments.
-    Result raw(Args args, bool terminal = false) {
+    Result raw(Args args, const Launch& launch = {}) {
         args.insert(args.begin(), RPL_TOC_BINARY);
-        return spawn(args, scratch_.path(), terminal);
+        return spawn(args, scratch_.path(), launch);
     }
     // rpl-toc with the scratch database directory in front.
-    Result toc(Args args, bool terminal = false) {
+    Result toc(Args args, const Launch& launch = {}) {
         args.insert(args.begin(), {"--db-dir", db_.path()});
-        return raw(args, terminal);
+        return raw(args, launch);
     }
     // --json output; every command but find and settings prints the whole TOC.
     json toc_json(Args args) {
@@ -134,7 +203,7 @@ protected:
         return j;
     }
     std::string report(const std::string& name, const std::string& text) {
-        rpltest::write_file(files_.file(name), text);
+        write_file(files_.file(name), text);
         return files_.file(name);
     }
     std::string settings() { return read_file(db_.file("small@timing.rplset")); }
@@ -181,6 +250,16 @@ TEST_F(RplTocCli, FailuresAreOneErrorLineExitTwoAndWriteNothing) {
              {{"set", small_, "||R||T1", "--width", "3=10"}, "no column 3; the table has 3 columns"},
              {{"set", small_, "||R||T1", "--chart-type", "2"}, "--chart-type applies to charts only"},
              {{"set", small_, "||R||F||C1", "--width", "0=1"}, "apply to tables only"},
+             {{"set", small_, "||R||F||C1", "--chart-type", "3"}, "--chart-type"},  // stored as 0: never shown
+             {{"set", small_, "||R||T1"}, "set needs at least one of --orientation, --chart-type, --width"},
+             {{"--json", "export", small_, "--text", "-"}, "export --json prints to standard output"},
+             // A column list shorter than the table is not stored, so it is refused.
+             {{"set", small_, "||R||T1", "--width", "0=120", "--width", "2=60"},
+              "--width '0=120': widths are stored only when every column has one; give --width for column 1 too"},
+             {{"set", small_, "||R||T1", "--order", "1=0"},
+              "--order '1=0': display columns are stored only when every column has one; give --order for columns 0, 2 too"},
+             {{"set", small_, "||R||T1", "--align", "2=R"}, "--align '2=R': alignments are stored with the widths, "
+                                                          "only when every column has a width; give --width for columns 0, 1, 2 too"},
          }) {
         SCOPED_TRACE(args.empty() ? "(none)" : args.back());
         expect_error(toc(args), says);
@@ -214,14 +293,18 @@ TEST_F(RplTocCli, BadReportFilesNameThePlaceOfTheFault) {
              {"{\"root\": {\"type\": 9, \"gauges\": [true, 0]}}", "/root/gauges/1: expected true or false"},
              {"[]", "top level: expected a JSON object"},
              {"{\"name\": \"x\",\n \"type\": tru}", "invalid JSON at line 2, column 13: "},
-             {deep(1002), "line 1, column 22031: nesting too deep: rpl-toc reads folders at most 1000 levels below "
-                          "the main folder"},
+             {deep(102), "line 1, column 2231: nesting too deep: rpl-toc reads folders at most 100 levels below "
+                         "the main folder"},
+             // A name is a line of the settings file: a line feed would name another section's block.
+             {child("{\"type\": 3, \"name\": \"A\\n[||R||Victim\"}"),
+              "/root/children/0/name: a name may not contain a line feed"},
+             {"{\"root\": {\"type\": 1, \"name\": \"R\\u0000x\"}}", "/root/name: a name may not contain a NUL byte"},
          }) {
         SCOPED_TRACE(text.substr(0, 80));
         std::string file = report("bad.json", text);
         expect_error(toc({"show", file}), "rpl-toc: error: " + file + ": " + error);  // names file, then place
     }
-    Result deepest = toc({"show", report("deep.json", deep(1001))});  // 1000 levels below the main folder
+    Result deepest = toc({"show", report("deep.json", deep(101))});  // 100 levels below the main folder
     EXPECT_EQ(deepest.code, 0) << deepest.err;
 }
 
@@ -240,9 +323,39 @@ TEST_F(RplTocCli, ShowPrintsATreeColouredOnlyOnATerminal) {
               "└── [x] X1      text, plain\n"
               "[x] all marked for output   [~] partly   [ ] none\n");
     EXPECT_NE(toc({"show", "--paths", small_}).out.find("│   └── [ ] ||R||F||G"), std::string::npos);
-    Result terminal = toc({"show", small_}, true);
+    Launch terminal_launch;
+    terminal_launch.terminal = true;
+    Result terminal = toc({"show", small_}, terminal_launch);
     EXPECT_EQ(terminal.code, 0);
     EXPECT_NE(terminal.out.find("\x1b[32m[x]\x1b[0m"), std::string::npos) << terminal.out;
+}
+
+// Box characters only where the locale says UTF-8; kinds line up by
+// display width, so a wide character takes two columns.
+TEST_F(RplTocCli, TreeLinesFollowTheLocaleAndColumnsTheDisplayWidth) {
+    std::string wide = report("wide.json", R"({"root": {"type": 1, "name": "R", "children": [
+        {"type": 3, "name": "\u4e2d\u6587\u540d"}, {"type": 3, "name": "ab"}]}})");
+    const std::string boxes =
+        "[x] R           folder\n"
+        "├── [x] \u4e2d\u6587\u540d  text, plain\n"
+        "└── [x] ab      text, plain\n";
+    const std::string ascii =
+        "[x] R           folder\n"
+        "|-- [x] \u4e2d\u6587\u540d  text, plain\n"
+        "`-- [x] ab      text, plain\n";
+    const std::string ascii_small = "[x] R           folder\n|-- [x] T1      table, 3 columns\n";
+    for (const auto& [locale, args, lines] : std::vector<std::tuple<std::string, Args, std::string>>{
+             {"C.UTF-8", {"show", wide}, boxes},
+             {"C.UTF-8", {"--ascii", "show", wide}, ascii},
+             {"C", {"show", small_}, ascii_small},
+             {"POSIX", {"show", small_}, ascii_small},
+         }) {
+        SCOPED_TRACE(locale + " " + args[0]);
+        Launch launch;
+        launch.locale = locale;
+        Result r = toc(args, launch);
+        EXPECT_EQ(r.out.substr(r.out.find('\n') + 1, lines.size()), lines);
+    }
 }
 
 TEST_F(RplTocCli, ShowJsonHoldsEverySectionInIndexOrderWithItsKindsValues) {
@@ -299,7 +412,7 @@ TEST_F(RplTocCli, FindNextAndPrevPrintTheSectionOrExitOne) {
     }
     // find --json prints exactly the section that show --json lists.
     json section = section_at(toc_json({"show", small_}), "||R||F||C1");
-    section.insert(section.begin(), {"format", 1});
+    section["format"] = 1;
     EXPECT_EQ(toc_json({"find", small_, "||R||F||C1"}), section);
 }
 
@@ -360,27 +473,97 @@ TEST_F(RplTocCli, CommandsInARowShareTheDatabaseDirectory) {
     EXPECT_EQ(section_at(json::parse(raw({"--json", "show", file}).out), "||R||T1").at("orientation"), 1);
 }
 
-// A settings file that exists but cannot be read is never overwritten; the
-// commands work on the defaults. Run as "nobody", since root reads anything.
-TEST_F(RplTocCli, AnUnreadableSettingsFileIsLeftUnchanged) {
-    for (const TempDir* dir : {&db_, &files_, &scratch_}) ASSERT_EQ(chmod(dir->path().c_str(), 0777), 0);
-    const std::string old_text = "[||R||X1]\nOUTPUT_SECTION=0\nPAGE_ORIENTATION=0\n";
-    rpltest::write_file(db_.file("small@timing.rplset"), old_text);
-    ASSERT_EQ(chmod(db_.file("small@timing.rplset").c_str(), 0222), 0);
-    std::string out = files_.file("out.txt");
-    EXPECT_EQ(rpltest::run_as_nobody([&] {
-                  return toc({"mark", small_, "||R"}).code == 0 &&
-                         toc({"set", small_, "||R||T1", "--orientation", "2"}).code == 0 &&
-                         toc({"export", small_, "--text", out}).code == 0;
-              }),
-              0);
-    EXPECT_EQ(settings(), old_text);
-    EXPECT_NE(read_file(out).find("1.3 X1  [text]"), std::string::npos) << "X1 is marked by default";
+// The library tells nobody when a save fails, so the tool checks: a change
+// that did not reach the settings file is an error naming the file and the
+// reason, the file stays as it was and nothing is left beside it. Reading
+// commands warn when the file cannot be read. Run as "nobody" where
+// permissions matter, since root may write anything.
+TEST_F(RplTocCli, ChangesThatWereNotSavedAreErrorsAndLeaveTheFileAsItWas) {
+    if (geteuid() != 0) GTEST_SKIP() << "needs root: to act as nobody, to mount a full file system, to set append-only";
+    ASSERT_EQ(chmod(scratch_.path().c_str(), 0777), 0);
+    std::string big = kAfterUnmarkF;  // more than the limit below, in lines a save keeps
+    for (int i = 0; big.size() < 100000; ++i) big += "[||S" + std::to_string(i) + "]\nOUTPUT_SECTION=0\n";
+    struct Case {
+        std::string what;
+        std::function<bool(const std::string& dir, const std::string& file)> make;  // false: cannot be made here
+        std::string reason;
+        bool unreadable;  // reading commands warn
+        Launch launch;
+    };
+    Launch nobody;
+    nobody.as_nobody = true;
+    Launch size_limit;
+    size_limit.fsize_limit = 32768;
+    auto old_file = [](mode_t mode, const std::string& text) {
+        return [mode, text](const std::string&, const std::string& file) {
+            write_file(file, text);
+            return chmod(file.c_str(), mode) == 0;
+        };
+    };
+    for (const Case& c : std::vector<Case>{
+             {"unreadable file", old_file(0222, kAfterUnmarkF), "Permission denied", true, nobody},
+             {"directory in its place",
+              [](const std::string&, const std::string& file) { return mkdir(file.c_str(), 0755) == 0; },
+              "Is a directory", true, nobody},
+             {"symbolic link loop",
+              [](const std::string&, const std::string& file) {
+                  return symlink(fs::path(file).filename().c_str(), file.c_str()) == 0;
+              },
+              "Too many levels of symbolic links", true, nobody},
+             {"read-only file", old_file(0444, kAfterUnmarkF), "Permission denied", false, nobody},
+             {"append-only file",
+              [&](const std::string& dir, const std::string& file) {
+                  return old_file(0666, kAfterUnmarkF)(dir, file) && set_append_only(file, true);
+              },
+              "Operation not permitted", false, nobody},
+             {"read-only directory without a file",
+              [](const std::string& dir, const std::string&) { return chmod(dir.c_str(), 0555) == 0; },
+              "Permission denied", false, nobody},
+             {"full disk",
+              [](const std::string& dir, const std::string& file) {
+                  if (mount("tmpfs", dir.c_str(), "tmpfs", 0, "size=64k,mode=0777") != 0) return false;
+                  write_file(file, kAfterUnmarkF);
+                  fill_up(dir + "/filler");
+                  return true;
+              },
+              "No space left on device", false, {}},
+             {"file-size limit", old_file(0644, big), "File too large", false, size_limit},
+         }) {
+        SCOPED_TRACE(c.what);
+        TempDir dir;
+        ASSERT_EQ(chmod(dir.path().c_str(), 0777), 0);
+        const std::string file = dir.file("small@timing.rplset");
+        if (!c.make(dir.path(), file)) {
+            std::cerr << "[ skipped  ] " << c.what << ": " << std::strerror(errno) << " on this machine\n";
+            continue;
+        }
+        const std::vector<std::string> entries = entries_of(dir.path());
+        const std::string before = read_file(file);
+        for (Args args : {Args{"unmark", small_, "||R||X1"}, Args{"set", small_, "||R||T1", "--orientation", "2"}}) {
+            args.insert(args.begin(), {"--db-dir", dir.path()});
+            Result r = raw(args, c.launch);
+            EXPECT_EQ(r.code, 2) << args[0];
+            EXPECT_EQ(r.err, "rpl-toc: error: the change was not saved: " + file + ": " + c.reason + "\n");
+            EXPECT_TRUE(read_file(file) == before) << "the file changed";
+            EXPECT_EQ(entries_of(dir.path()), entries) << "nothing left beside it";
+        }
+        Result show = raw({"--db-dir", dir.path(), "show", small_}, c.launch);
+        EXPECT_EQ(show.code, 0);
+        EXPECT_EQ(show.err, c.unreadable ? "rpl-toc: warning: the settings file cannot be read, defaults are shown: " +
+                                               file + ": " + c.reason + "\n"
+                                         : "");
+        set_append_only(file, false);
+        umount(dir.path().c_str());
+    }
 }
 
-TEST_F(RplTocCli, DebugTracesShowOnlyWithDebug) {
+// Objects the build leaves out are counted in a note; --debug says which.
+TEST_F(RplTocCli, ObjectsLeftOutAreNotedAndDebugSaysWhich) {
     std::string odd = RPL_EXAMPLES_DIR "/odd_cases.json";  // null children and unknown object types
-    EXPECT_EQ(toc({"show", odd}).err, "");
+    const std::string note = "rpl-toc: note: 5 objects of the report were left out";
+    for (const char* command : {"show", "list"})
+        EXPECT_EQ(toc({command, odd}).err, note + " (run with --debug to see which)\n") << command;
+    EXPECT_EQ(toc({"show", small_}).err, "");
     Result r = toc({"--debug", "show", odd});
     EXPECT_EQ(r.code, 0);
     EXPECT_EQ(r.err,
@@ -388,7 +571,8 @@ TEST_F(RplTocCli, DebugTracesShowOnlyWithDebug) {
               "debug: Unhandled RDB Object type: 2\n"
               "debug: Unhandled RDB Object type: 42\n"
               "debug: Unhandled RDB Object type: -1\n"
-              "debug: Eeeeeek! The RDB object was NULL\n");
+              "debug: Eeeeeek! The RDB object was NULL\n" +
+                  note + "\n");
 }
 
 TEST_F(RplTocCli, ExportWritesTheMarkedSectionsAsTextAndAsOneHtmlPage) {

@@ -164,7 +164,9 @@ Commands define_commands(CLI::App& app, CommandLine& cl) {
 
 void define_global_options(CLI::App& app, CommandLine& cl) {
     app.set_version_flag("--version", std::string("rpl-toc ") + RPL_TOC_VERSION);
-    app.add_option("--db-dir", cl.db_dir, "database directory of the settings file (default: the report file's)")
+    app.add_option("--db-dir", cl.db_dir,
+                   "database directory of the settings file (default: the report file's directory; the current\n"
+                   "one when REPORT is - or not a regular file)")
         ->type_name("DIR");
     app.add_flag("--json", cl.json, "print one JSON document with \"format\": 1 (every command)");
     app.add_flag("--ascii", cl.ascii, "draw the tree in plain ASCII (the default unless the locale is UTF-8)");
