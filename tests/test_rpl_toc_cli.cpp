@@ -191,13 +191,13 @@ protected:
         args.insert(args.begin(), {"--db-dir", db_.path()});
         return raw(args, launch);
     }
-    // --json output; every command but find and settings prints the whole TOC.
+    // --json output; show and the commands that change something print the whole TOC.
     json toc_json(Args args) {
         args.insert(args.begin(), "--json");
         Result r = toc(args);
         EXPECT_EQ(r.code, 0) << r.err;
         json j = json::parse(r.out);
-        if (args[1] != "find" && args[1] != "settings") {
+        if (std::set<std::string>{"show", "mark", "unmark", "set"}.count(args[1])) {
             EXPECT_EQ(keys_of(j), (std::set<std::string>{"format", "report", "type", "settings_file", "sections"}));
         }
         return j;
@@ -416,6 +416,98 @@ TEST_F(RplTocCli, FindNextAndPrevPrintTheSectionOrExitOne) {
     EXPECT_EQ(toc_json({"find", small_, "||R||F||C1"}), section);
 }
 
+// list walks the whole index, also past a repeated path, which next cannot.
+TEST_F(RplTocCli, ListPrintsEveryPathInIndexOrder) {
+    for (const auto& [args, out] : std::vector<std::pair<Args, std::string>>{
+             {{"list", small_}, "||R||T1\n||R||F||C1\n||R||X1\n"},
+             {{"list", "--all", small_}, "||R\n||R||T1\n||R||F\n||R||F||C1\n||R||F||G\n||R||X1\n"},
+         }) {
+        Result r = toc(args);
+        EXPECT_EQ(r.code, 0);
+        EXPECT_EQ(r.out, out);
+        json listed = toc_json(args);
+        std::string paths;
+        for (const json& section : listed.at("sections")) paths += section.at("path").get<std::string>() + "\n";
+        EXPECT_EQ(paths, out);
+    }
+    std::string odd = toc({"list", RPL_EXAMPLES_DIR "/odd_cases.json"}).out;
+    EXPECT_NE(odd.find("||Odd Cases||Twin\n||Odd Cases||Twin\n"), std::string::npos) << odd;
+}
+
+// Every command prints one JSON document with "format": 1 first.
+TEST_F(RplTocCli, EveryJsonDocumentStartsWithItsFormat) {
+    const std::string text = files_.file("out.txt"), settings_file = db_.file("small@timing.rplset");
+    for (const auto& [args, code, expected] : std::vector<std::tuple<Args, int, json>>{
+             {{"show", small_}, 0, nullptr},
+             {{"list", small_}, 0, nullptr},
+             {{"find", small_, "||R"}, 0, nullptr},
+             {{"next", small_, "||R||F"}, 0, {{"format", 1}, {"path", "||R||F||C1"}}},
+             {{"prev", small_, "||R||T1"}, 1, {{"format", 1}, {"path", nullptr}}},
+             {{"settings", small_}, 0,
+              {{"format", 1}, {"settings_file", settings_file}, {"exists", false}, {"readable", true}, {"content", nullptr}}},
+             {{"export", small_, "--text", text}, 0,
+              {{"format", 1}, {"file", text}, {"as", "text"}, {"sections", 6}, {"left_out", 0}}},
+             {{"unmark", small_, "||R||F"}, 0, nullptr},
+             {{"export", small_, "--html", text}, 0,
+              {{"format", 1}, {"file", text}, {"as", "html"}, {"sections", 3}, {"left_out", 3}}},
+             {{"set", small_, "||R||X1", "--orientation", "2"}, 0, nullptr},
+             {{"mark", small_, "||R||F||G"}, 0, nullptr},
+         }) {
+        SCOPED_TRACE(args[0]);
+        Args with_json = args;
+        with_json.insert(with_json.begin(), "--json");
+        Result r = toc(with_json);
+        EXPECT_EQ(r.code, code) << r.err;
+        EXPECT_EQ(r.out.rfind("{\n  \"format\": 1,\n", 0), 0u) << r.out.substr(0, 40);
+        if (!expected.is_null()) {
+            EXPECT_EQ(json::parse(r.out), expected);
+        }
+    }
+}
+
+// "-" is standard input; a report that is not a regular file keeps its
+// settings in the current directory (never in /dev); reading stops at the
+// cap whatever the file.
+TEST_F(RplTocCli, ReportsComeFromStandardInputPipesAndDevicesUpToTheirCap) {
+    expect_error(toc({"show", "/dev/zero"}), "report file '/dev/zero' is larger than 256 MiB");
+    const std::string list = "||R||T1\n||R||F||C1\n||R||X1\n";
+    TempDir work;
+    Launch from_small;
+    from_small.input = small_;
+    from_small.cwd = work.path();
+    for (const auto& [args, settings_dir] : std::vector<std::pair<Args, std::string>>{
+             {{"unmark", "-", "||R||X1"}, work.path()},
+             {{"unmark", "/dev/stdin", "||R||X1"}, work.path()},
+             {{"--db-dir", db_.path(), "unmark", "-", "||R||X1"}, db_.path()},
+         }) {
+        SCOPED_TRACE(args[args.size() - 2]);
+        ASSERT_EQ(raw(args, from_small).code, 0);
+        EXPECT_EQ(read_file(settings_dir + "/small@timing.rplset"), "[||R]\nOUTPUT_SECTION=1\nPAGE_ORIENTATION=0\n"
+                                                                    "[||R||X1]\nOUTPUT_SECTION=0\nPAGE_ORIENTATION=0\n");
+        fs::remove(settings_dir + "/small@timing.rplset");
+    }
+    std::string pipe = files_.file("pipe.json");
+    ASSERT_EQ(mkfifo(pipe.c_str(), 0600), 0);
+    std::thread writer([&] { write_file(pipe, read_file(small_)); });
+    Result piped = raw({"list", pipe}, from_small);
+    writer.join();
+    EXPECT_EQ(piped.out, list);
+
+    Result out = raw({"export", "-", "--text", "-"}, from_small);
+    EXPECT_EQ(out.code, 0);
+    EXPECT_EQ(out.out.rfind("Report \"small\"", 0), 0u) << out.out;
+    EXPECT_EQ(entries_of(work.path()), std::vector<std::string>{}) << "no file named -";
+}
+
+// Names reach the terminal escaped; --raw gives the file's bytes.
+TEST_F(RplTocCli, SettingsEscapesControlBytesUnlessRaw) {
+    std::string file = report("r.json", R"({"name": "small", "type": 3, "root": {"type": 1, "name": "R\u001b]0;pwned\u0007"}})");
+    ASSERT_EQ(toc({"unmark", file, "||R\x1b]0;pwned\x07"}).code, 0);
+    const std::string head = "settings file: " + db_.file("small@timing.rplset") + "\n";
+    EXPECT_EQ(toc({"settings", file}).out, head + "[||R\\x1b]0;pwned\\x07]\nOUTPUT_SECTION=0\nPAGE_ORIENTATION=0\n");
+    EXPECT_EQ(toc({"settings", "--raw", file}).out, head + "[||R\x1b]0;pwned\x07]\nOUTPUT_SECTION=0\nPAGE_ORIENTATION=0\n");
+}
+
 TEST_F(RplTocCli, MarkAndUnmarkWriteThroughToTheSettingsFile) {
     std::string path = db_.file("small@timing.rplset");
     EXPECT_EQ(toc({"settings", small_}).out, "settings file: " + path + " does not exist yet\n");
@@ -456,6 +548,34 @@ TEST_F(RplTocCli, SetChangesLayoutAndTheNextRunReadsItBack) {
     EXPECT_EQ(json({t1["widths"], t1["alignments"], t1["order"], t1["orientation"]}),
               json::parse(R"([[120, 80, 60], ["L", "R", "L"], [0, 2, 1], 2])"));
     EXPECT_EQ(section_at(again, "||R||F||C1").at("chart_type"), 2);
+}
+
+// The library keeps a column list only when it covers every column: a
+// short one is refused before anything changes, naming what is missing; a
+// list held in full changes one column at a time.
+TEST_F(RplTocCli, ColumnListsChangeOneColumnAtATimeOnceStoredInFull) {
+    const std::string slack = "||Design Flow||Timing||Setup Slack";  // 5 columns
+    Result refused = toc({"set", flow_, slack, "--width", "0=120"});
+    EXPECT_EQ(refused.code, 2);
+    EXPECT_EQ(refused.err, "rpl-toc: error: --width '0=120': widths are stored only when every column has one; "
+                           "give --width for columns 1, 2, 3, 4 too\n");
+    EXPECT_FALSE(rpltest::file_exists(db_.file("design_flow@compilation.rplset")));
+    for (const Args& options : std::vector<Args>{
+             {"--width", "0=120", "--width", "1=80", "--width", "2=60", "--width", "3=60", "--width", "4=50",
+              "--align", "4=R"},
+             {"--width", "2=99"},
+             {"--align", "0=R"},
+         }) {
+        Args args = {"set", flow_, slack};
+        args.insert(args.end(), options.begin(), options.end());
+        Result r = toc(args);
+        EXPECT_EQ(r.code, 0) << r.err;
+    }
+    expect_error(toc({"set", flow_, slack, "--order", "0=1"}), "give --order for columns 1, 2, 3, 4 too");
+    std::string stored = read_file(db_.file("design_flow@compilation.rplset"));
+    EXPECT_NE(stored.find("[" + slack + "]\nCOLUMN_WIDTHS=120R,80L,99L,60L,50R,\nOUTPUT_SECTION=1\n"), std::string::npos)
+        << stored;
+    EXPECT_EQ(stored.find("COLUMN_ORDER"), std::string::npos);
 }
 
 TEST_F(RplTocCli, CommandsInARowShareTheDatabaseDirectory) {
@@ -643,6 +763,39 @@ TEST_F(RplTocCli, ExportedHtmlRendersInChromium) {
     EXPECT_EQ(image.substr(16, 8), std::string("\0\0\x04\xb0\0\0\x03\x84", 8)) << "1200 x 900";
     // A blank page compresses to a few kilobytes; the rendered report does not.
     EXPECT_GT(image.size(), 30000u);
+}
+
+// The man page renders without a warning and names exactly the options
+// --help gives; the completion loads and completes commands and paths.
+TEST_F(RplTocCli, ManPageCompletionAndHelpAgree) {
+    const std::string page = RPL_TOOLS_SOURCE_DIR "/rpl-toc.1";
+    Result man = spawn({"/usr/bin/man", "--warnings", "-l", page}, scratch_.path());
+    EXPECT_EQ(man.code, 0);
+    EXPECT_EQ(man.err, "");
+    EXPECT_NE(man.out.find("EXIT STATUS"), std::string::npos);
+
+    auto options = [](const std::string& text) {
+        std::set<std::string> found;
+        std::regex option("--[a-z][a-z-]*");
+        for (auto it = std::sregex_iterator(text.begin(), text.end(), option); it != std::sregex_iterator(); ++it)
+            found.insert(it->str());
+        return found;
+    };
+    std::string help = raw({"--help"}).out;
+    EXPECT_NE(help.find("Exit codes: 0 success; 1 nothing found"), std::string::npos);
+    for (const char* command : {"show", "list", "find", "next", "prev", "mark", "unmark", "set", "settings", "export"})
+        help += raw({command, "--help"}).out;
+    EXPECT_EQ(options(std::regex_replace(read_file(page), std::regex(R"(\\-)"), "-")), options(help));
+
+    Result completion = spawn(
+        {"/bin/bash", "-c",
+         "PATH=" + fs::path(RPL_TOC_BINARY).parent_path().string() + ":$PATH; source " RPL_TOOLS_SOURCE_DIR
+         "/rpl-toc.bash; complete -p rpl-toc; COMP_WORDS=(rpl-toc se); COMP_CWORD=1; _rpl_toc; "
+         "printf '%s\\n' \"${COMPREPLY[@]}\"; COMP_WORDS=(rpl-toc mark " + small_ + " '||R||F'); COMP_CWORD=3; "
+         "_rpl_toc; printf '%s\\n' \"${COMPREPLY[@]}\""},
+        scratch_.path());
+    EXPECT_EQ(completion.out, "complete -F _rpl_toc rpl-toc\nset\nsettings\n||R||F\n||R||F||C1\n||R||F||G\n");
+    EXPECT_EQ(completion.err, "");
 }
 
 }  // namespace
