@@ -499,13 +499,18 @@ TEST_F(RplTocCli, ReportsComeFromStandardInputPipesAndDevicesUpToTheirCap) {
     EXPECT_EQ(entries_of(work.path()), std::vector<std::string>{}) << "no file named -";
 }
 
-// Names reach the terminal escaped; --raw gives the file's bytes.
+// Names reach the terminal escaped, C1 controls and bidirectional overrides
+// too; --raw gives the file's bytes.
 TEST_F(RplTocCli, SettingsEscapesControlBytesUnlessRaw) {
-    std::string file = report("r.json", R"({"name": "small", "type": 3, "root": {"type": 1, "name": "R\u001b]0;pwned\u0007"}})");
-    ASSERT_EQ(toc({"unmark", file, "||R\x1b]0;pwned\x07"}).code, 0);
+    std::string file = report("r.json", R"({"name": "small", "type": 3,
+        "root": {"type": 1, "name": "R\u001b]0;pwned\u0007\u009b2J\u202e"}})");
+    const std::string name = "R\x1b]0;pwned\x07\u009b2J\u202e";
+    ASSERT_EQ(toc({"unmark", file, "||" + name}).code, 0);
     const std::string head = "settings file: " + db_.file("small@timing.rplset") + "\n";
-    EXPECT_EQ(toc({"settings", file}).out, head + "[||R\\x1b]0;pwned\\x07]\nOUTPUT_SECTION=0\nPAGE_ORIENTATION=0\n");
-    EXPECT_EQ(toc({"settings", "--raw", file}).out, head + "[||R\x1b]0;pwned\x07]\nOUTPUT_SECTION=0\nPAGE_ORIENTATION=0\n");
+    const std::string keys = "]\nOUTPUT_SECTION=0\nPAGE_ORIENTATION=0\n";
+    EXPECT_EQ(toc({"settings", file}).out, head + "[||R\\x1b]0;pwned\\x07\\u009b2J\\u202e" + keys);
+    EXPECT_EQ(toc({"settings", "--raw", file}).out, head + "[||" + name + keys);
+    EXPECT_NE(toc({"show", file}).out.find("[ ] R\\x1b]0;pwned\\x07\\u009b2J\\u202e  folder"), std::string::npos);
 }
 
 TEST_F(RplTocCli, MarkAndUnmarkWriteThroughToTheSettingsFile) {
