@@ -75,7 +75,7 @@ CLI::App* add_command(CLI::App& app, const char* name, const char* help, Command
     return command;
 }
 
-void define_show(CLI::App& app, CommandLine& cl, Commands& commands) {
+void define_views(CLI::App& app, CommandLine& cl, Commands& commands) {
     CLI::App* show = add_command(app, "show", "print the TOC as a tree", cl);
     show->add_flag("--paths", cl.show_paths, "print each section's rdb path instead of its name");
     commands[show] = [&cl](Session& s, const Output& o) { return run_show(s, o, cl.show_paths); };
@@ -154,7 +154,7 @@ void define_files(CLI::App& app, CommandLine& cl, Commands& commands) {
 
 Commands define_commands(CLI::App& app, CommandLine& cl) {
     Commands commands;
-    define_show(app, cl, commands);
+    define_views(app, cl, commands);
     define_lookup(app, cl, commands);
     define_marking(app, cl, commands);
     define_set(app, cl, commands);
