@@ -676,7 +676,7 @@ TEST_F(RplTocCli, ChangesThatWereNotSavedAreErrorsAndLeaveTheFileAsItWas) {
         }
         Result show = raw({"--db-dir", dir.path(), "show", small_}, c.launch);
         EXPECT_EQ(show.code, 0);
-        EXPECT_EQ(show.err, c.unreadable ? "rpl-toc: warning: the settings file cannot be read, defaults are shown: " +
+        EXPECT_EQ(show.err, c.unreadable ? "rpl-toc: warning: the settings file cannot be read, so defaults are used: " +
                                                file + ": " + c.reason + "\n"
                                          : "");
         set_append_only(file, false);
