@@ -259,9 +259,11 @@ TEST_F(RplTocCli, FailuresAreOneErrorLineExitTwoAndWriteNothing) {
              {{"set", small_, "||R||T1", "--width", "0=120", "--width", "2=60"},
               "--width '0=120': widths are stored only when every column has one; give --width for column 1 too"},
              {{"set", small_, "||R||T1", "--order", "1=0"},
-              "--order '1=0': display columns are stored only when every column has one; give --order for columns 0, 2 too"},
-             {{"set", small_, "||R||T1", "--align", "2=R"}, "--align '2=R': alignments are stored with the widths, "
-                                                          "only when every column has a width; give --width for columns 0, 1, 2 too"},
+              "--order '1=0': display columns are stored only when every column has one; "
+              "give --order for columns 0, 2 too"},
+             {{"set", small_, "||R||T1", "--align", "2=R"},
+              "--align '2=R': alignments are stored with the widths, only when every column has a width; "
+              "give --width for columns 0, 1, 2 too"},
          }) {
         SCOPED_TRACE(args.empty() ? "(none)" : args.back());
         expect_error(toc(args), says);
@@ -446,7 +448,8 @@ TEST_F(RplTocCli, EveryJsonDocumentStartsWithItsFormat) {
              {{"next", small_, "||R||F"}, 0, {{"format", 1}, {"path", "||R||F||C1"}}},
              {{"prev", small_, "||R||T1"}, 1, {{"format", 1}, {"path", nullptr}}},
              {{"settings", small_}, 0,
-              {{"format", 1}, {"settings_file", settings_file}, {"exists", false}, {"readable", true}, {"content", nullptr}}},
+              {{"format", 1}, {"settings_file", settings_file}, {"exists", false}, {"readable", true},
+               {"content", nullptr}}},
              {{"export", small_, "--text", text}, 0,
               {{"format", 1}, {"file", text}, {"as", "text"}, {"sections", 6}, {"left_out", 0}}},
              {{"unmark", small_, "||R||F"}, 0, nullptr},
@@ -484,8 +487,8 @@ TEST_F(RplTocCli, ReportsComeFromStandardInputPipesAndDevicesUpToTheirCap) {
          }) {
         SCOPED_TRACE(args[args.size() - 2]);
         ASSERT_EQ(raw(args, from_small).code, 0);
-        EXPECT_EQ(read_file(settings_dir + "/small@timing.rplset"), "[||R]\nOUTPUT_SECTION=1\nPAGE_ORIENTATION=0\n"
-                                                                    "[||R||X1]\nOUTPUT_SECTION=0\nPAGE_ORIENTATION=0\n");
+        EXPECT_EQ(read_file(settings_dir + "/small@timing.rplset"),
+                  "[||R]\nOUTPUT_SECTION=1\nPAGE_ORIENTATION=0\n[||R||X1]\nOUTPUT_SECTION=0\nPAGE_ORIENTATION=0\n");
         fs::remove(settings_dir + "/small@timing.rplset");
     }
     std::string pipe = files_.file("pipe.json");
@@ -580,7 +583,8 @@ TEST_F(RplTocCli, ColumnListsChangeOneColumnAtATimeOnceStoredInFull) {
     }
     expect_error(toc({"set", flow_, slack, "--order", "0=1"}), "give --order for columns 1, 2, 3, 4 too");
     std::string stored = read_file(db_.file("design_flow@compilation.rplset"));
-    EXPECT_NE(stored.find("[" + slack + "]\nCOLUMN_WIDTHS=120R,80L,99L,60L,50R,\nOUTPUT_SECTION=1\n"), std::string::npos)
+    EXPECT_NE(stored.find("[" + slack + "]\nCOLUMN_WIDTHS=120R,80L,99L,60L,50R,\nOUTPUT_SECTION=1\n"),
+              std::string::npos)
         << stored;
     EXPECT_EQ(stored.find("COLUMN_ORDER"), std::string::npos);
 }
@@ -676,9 +680,8 @@ TEST_F(RplTocCli, ChangesThatWereNotSavedAreErrorsAndLeaveTheFileAsItWas) {
         }
         Result show = raw({"--db-dir", dir.path(), "show", small_}, c.launch);
         EXPECT_EQ(show.code, 0);
-        EXPECT_EQ(show.err, c.unreadable ? "rpl-toc: warning: the settings file cannot be read, so defaults are used: " +
-                                               file + ": " + c.reason + "\n"
-                                         : "");
+        const std::string warning = "rpl-toc: warning: the settings file cannot be read, so defaults are used: ";
+        EXPECT_EQ(show.err, c.unreadable ? warning + file + ": " + c.reason + "\n" : "");
         set_append_only(file, false);
         umount(dir.path().c_str());
     }

@@ -4,6 +4,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstring>
 #include <filesystem>
@@ -34,7 +35,8 @@ std::string read_bounded(int fd, const std::string& path) {
     std::string text;
     std::size_t used = 0;
     for (;;) {
-        if (used == text.size()) text.resize(std::min(kMaxReportFileBytes + 1, std::max<std::size_t>(65536, used * 2)));
+        if (used == text.size())
+            text.resize(std::min(kMaxReportFileBytes + 1, std::max<std::size_t>(65536, used * 2)));
         ssize_t n = ::read(fd, &text[used], text.size() - used);
         if (n < 0 && errno == EINTR) continue;
         if (n < 0) throw CommandError(kExitError, "cannot read " + source_name(path) + ": " + std::strerror(errno));
