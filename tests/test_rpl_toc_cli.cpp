@@ -495,6 +495,7 @@ TEST_F(RplTocCli, ReportsComeFromStandardInputPipesAndDevicesUpToTheirCap) {
     ASSERT_EQ(mkfifo(pipe.c_str(), 0600), 0);
     std::thread writer([&] { write_file(pipe, read_file(small_)); });
     Result piped = raw({"list", pipe}, from_small);
+    close(open(pipe.c_str(), O_RDONLY | O_NONBLOCK));  // frees the writer should rpl-toc not have read
     writer.join();
     EXPECT_EQ(piped.out, list);
 
