@@ -6,7 +6,7 @@ set -eu
 
 packages_for() {
     case "$1" in
-        test) echo "cmake g++ make libgtest-dev libgmock-dev nlohmann-json3-dev libcli11-dev" ;;
+        test) echo "cmake g++ make pkg-config libgtest-dev libgmock-dev nlohmann-json3-dev libcli11-dev python3 python3-jsonschema chromium chromium-driver python3-selenium" ;;
         bench) echo "cmake g++ make libbenchmark-dev libsimpleini-dev libinih-dev" ;;
         fuzz) echo "cmake clang libclang-rt-14-dev nlohmann-json3-dev libcli11-dev" ;;
         valgrind) echo "valgrind" ;;
