@@ -278,9 +278,9 @@ int run_export(Session& session, const std::string& text_file, const std::string
     if (text_file.empty() == html_file.empty())  // the command line checks this too
         throw CommandError(kExitError, "export needs exactly one of --text FILE and --html FILE");
     bool html = !html_file.empty();
-    std::string error = write_report_file(session.toc(), html ? html_file : text_file,
-                                          html ? ReportFormat::html : ReportFormat::text);
-    if (!error.empty()) throw CommandError(kExitError, printable(error));
+    ReportWritten written = write_report_file(session.toc(), html ? html_file : text_file,
+                                              html ? ReportFormat::html : ReportFormat::text);
+    if (!written.error.empty()) throw CommandError(kExitError, printable(written.error));
     return kExitOk;
 }
 
