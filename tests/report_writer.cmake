@@ -1,12 +1,6 @@
 # The report writer's suite calls the command-line host's code directly.
-if(TARGET test_report_writer AND TARGET rpl-toc)
-  find_package(nlohmann_json 3 CONFIG REQUIRED)
-  target_sources(test_report_writer PRIVATE
-    ${PROJECT_SOURCE_DIR}/tools/commands.cpp ${PROJECT_SOURCE_DIR}/tools/report_json.cpp
-    ${PROJECT_SOURCE_DIR}/tools/report_writer.cpp ${PROJECT_SOURCE_DIR}/tools/section_info.cpp
-    ${PROJECT_SOURCE_DIR}/tools/toc_json.cpp ${PROJECT_SOURCE_DIR}/tools/toc_tree.cpp)
-  target_include_directories(test_report_writer PRIVATE ${PROJECT_SOURCE_DIR})
-  target_link_libraries(test_report_writer PRIVATE nlohmann_json::nlohmann_json)
+if(TARGET test_report_writer AND TARGET rpl_toc_core)
+  target_link_libraries(test_report_writer PRIVATE rpl_toc_core)
 endif()
 
 # The HTML export laid out by headless Chromium at 1200 and 420 pixels and

@@ -345,8 +345,7 @@ std::string format(RPL_REPORT_TOC& toc, const Contents& c, ReportFormat format) 
 
 // Writes `content` to standard output or to the file; the error, or empty.
 std::string write_content(const std::string& path, const std::string& content) {
-    if (path == "-") {
-        issue(MSG_RPL::I::WRITE_REPORT_FILE(path.c_str()));
+    if (path == "-") {  // no file to name: the report is the output
         std::cout.write(content.data(), static_cast<std::streamsize>(content.size()));
         std::cout.flush();
         return std::cout ? std::string() : "cannot write the report to standard output";
