@@ -49,7 +49,11 @@ def browser(width, profile):
                  "--disable-background-networking", "--disable-component-update", "--disable-sync",
                  f"--user-data-dir={profile}", f"--window-size={width},900"):
         options.add_argument(flag)
-    return webdriver.Chrome(service=Service(CHROMEDRIVER), options=options)
+    driver = webdriver.Chrome(service=Service(CHROMEDRIVER), options=options)
+    # A window is never narrower than 500 pixels; the page's viewport can be.
+    driver.execute_cdp_cmd("Emulation.setDeviceMetricsOverride",
+                           {"width": width, "height": 900, "deviceScaleFactor": 1, "mobile": False})
+    return driver
 
 
 def box(driver, selector):
@@ -65,6 +69,8 @@ def style(driver, element_id, prop):
 
 
 def check_screen(driver, width):
+    inner = driver.execute_script("return window.innerWidth")
+    check(inner == width, f"the window is {inner} px wide, not {width}")
     overflow = driver.execute_script("return document.documentElement.scrollWidth - window.innerWidth")
     check(overflow <= 0, f"{width} px: the page is {overflow} px wider than the window")
     nav, main = box(driver, "nav"), box(driver, "main")
