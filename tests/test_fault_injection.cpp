@@ -74,7 +74,7 @@ std::string store_text(const char* mark) {
 // write_to_disk's result.
 bool save_store(const std::string& path, const char* mark) {
     RPL_REPORT_SETTINGS_FILE file;
-    file.m_filename = S(path);
+    file.m_filename = to_rpl(path);
     for (const char* section : {"||R||a", "||R||b"}) {
         file.set_value_str(section, "OUTPUT_SECTION", mark);
         file.set_value_str(section, "PAGE_ORIENTATION", "0");
@@ -85,9 +85,9 @@ bool save_store(const std::string& path, const char* mark) {
 // Unmarks a section of a TOC just built: a load of the settings file, and
 // saves when the load succeeded.
 void unmark(const char* path) {
-    RPL_REPORT_TOC toc(kType, S(kName));
+    RPL_REPORT_TOC toc(kType, to_rpl(kName));
     toc.generate_toc(true);
-    toc.section_exists(S(path))->set_marked_for_output(false);
+    toc.section_exists(to_rpl(path))->set_marked_for_output(false);
 }
 
 }  // namespace
@@ -124,7 +124,7 @@ TEST_F(FaultInjection, SettingsFileItsUserMayNotWriteIsLeftAsItIs) {
         ASSERT_EQ(::chmod(path_.c_str(), mode), 0);
         EXPECT_EQ(run_as_nobody([&] {
                       RPL_REPORT_SETTINGS_FILE file;
-                      file.m_filename = S(path_);
+                      file.m_filename = to_rpl(path_);
                       bool loaded = file.read_from_disk();
                       file.set_value_str("||R||X", "OUTPUT_SECTION", "0");
                       bool saved = file.write_to_disk();
@@ -206,9 +206,9 @@ TEST_F(FaultInjection, DirectoryWithoutWritePermissionFallsBackToWritingInPlace)
     write_file(path_, kOldText);
     ASSERT_EQ(::chown(path_.c_str(), nobody().pw_uid, nobody().pw_gid), 0);
     EXPECT_EQ(run_as_nobody([&] {
-                  RPL_REPORT_TOC toc(kType, S(kName));
+                  RPL_REPORT_TOC toc(kType, to_rpl(kName));
                   toc.generate_toc(true);
-                  toc.section_exists(S("||R||X"))->internal_set_marked_for_output(false);
+                  toc.section_exists(to_rpl("||R||X"))->internal_set_marked_for_output(false);
                   return !save_store(path_ + ".new", "1");  // no file, and none can be made
               }),
               0);
@@ -222,8 +222,8 @@ TEST_F(FaultInjection, ProcessKilledWhileSavingLeavesTheOldOrTheNewFile) {
     const std::string value_o(1 << 20, 'o'), value_n(1 << 20, 'n');
     auto save_big = [&](const std::string& value) {
         RPL_REPORT_SETTINGS_FILE file;
-        file.m_filename = S(path_);
-        for (const char* section : {"||R||A", "||R||B"}) file.set_value_str(section, "V", S(value));
+        file.m_filename = to_rpl(path_);
+        for (const char* section : {"||R||A", "||R||B"}) file.set_value_str(section, "V", to_rpl(value));
         return file.write_to_disk();
     };
     const std::string old_text = "[||R||A]\nV=" + value_o + "\n[||R||B]\nV=" + value_o + "\n";
@@ -260,7 +260,7 @@ TEST_F(FaultInjection, ProcessKilledWhileSavingLeavesTheOldOrTheNewFile) {
         const std::string text = read_file(path_);
         ASSERT_TRUE(text == old_text || text == new_text) << "round " << round << ": torn, " << text.size() << " bytes";
         RPL_REPORT_SETTINGS_FILE file;
-        file.m_filename = S(path_);
+        file.m_filename = to_rpl(path_);
         ASSERT_TRUE(file.read_from_disk());
         EXPECT_EQ(file.m_sections.size(), 2u);
     }
@@ -280,9 +280,9 @@ TEST_F(FaultInjection, TwoProcessesMarkingOneReportLeaveAWholeFile) {
     auto flipper = [&](const char* section_path) {
         pid_t pid = ::fork();
         if (pid != 0) return pid;
-        RPL_REPORT_TOC toc(kType, S(kName));
+        RPL_REPORT_TOC toc(kType, to_rpl(kName));
         toc.generate_toc(true);
-        RPL_REPORT_SECTION& section = *toc.section_exists(S(section_path));
+        RPL_REPORT_SECTION& section = *toc.section_exists(to_rpl(section_path));
         for (int i = 1; i <= 200; ++i) {
             section.m_page_orientation = i % 2 == 1 ? 2 : 1;
             section.m_marked_for_output = i % 2 == 1;

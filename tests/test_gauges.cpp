@@ -33,7 +33,7 @@ TEST_F(Gauges, InitPercentagesAppendsTheFlagsUpToTheFirstMissingRecord) {
         {{"tt_f"}, {true, true}},       {{nullptr}, {}},    {{"tf", nullptr, "tf"}, {true, false, true, false}},
     };
     for (const auto& c : cases) {
-        RPL_GAUGES section(S("G"));
+        RPL_GAUGES section(to_rpl("G"));
         std::string trace;
         for (const char* layout : c.first) {
             trace += layout ? "'" + std::string(layout) + "' " : "null ";

@@ -24,7 +24,7 @@ bool safe_file_base_name(const std::string& key) {
 }
 
 std::string key_of(const std::string& name, const std::string& type_text) {
-    return Std(rdb_make_report_key(S(name), S(type_text)));
+    return to_std(rdb_make_report_key(to_rpl(name), to_rpl(type_text)));
 }
 
 }  // namespace
@@ -68,9 +68,9 @@ TEST_F(HostServices, LocalAtoiReadsLikeAtoiAndClamps) {
 TEST_F(HostServices, SprintfReplacesTheOutputWhateverItsLength) {
     for (std::size_t length : {0u, 255u, 256u, 70000u}) {
         const std::string payload(length, 'p');
-        string out = S("previous content");
+        string out = to_rpl("previous content");
         gen_sprintf(&out, "[%s|%d]", payload.c_str(), 7);
-        EXPECT_EQ(Std(out), "[" + payload + "|7]") << length;
+        EXPECT_EQ(to_std(out), "[" + payload + "|7]") << length;
     }
 }
 
@@ -88,7 +88,7 @@ TEST_F(HostServices, IsalphaKnowsAsciiLettersOnlyAndLessComparesBytesUpToNul) {
         {std::string("a\0y", 3), std::string("a\0x", 3), false},  // nothing after a NUL counts
     };
     for (const auto& c : cases)
-        EXPECT_EQ(less(S(std::get<0>(c)), S(std::get<1>(c))), std::get<2>(c))
+        EXPECT_EQ(less(to_rpl(std::get<0>(c)), to_rpl(std::get<1>(c))), std::get<2>(c))
             << "'" << std::get<0>(c) << "' < '" << std::get<1>(c) << "'";
 }
 
@@ -107,18 +107,18 @@ TEST_F(HostServices, ManagerCountsEveryGetAndUngetPerType) {
     auto* root = new RDB_FOLDER_OBJECT("R");
     install_report(RDB_REPORT_TIMING, root);
     DBMUI_MANAGER* manager = DBMUI_MANAGER::get_dbmui_manager();
-    ASSERT_EQ(manager, &manager_);
+    ASSERT_NE(manager, nullptr);
     EXPECT_EQ(manager->get_rdb_report(RDB_REPORT_TIMING, "RPL")->get_main_folder(), root);
     EXPECT_EQ(manager->get_rdb_report(RDB_REPORT_POWER, "other"), nullptr);
     manager->unget_rdb_report(RDB_REPORT_POWER, "other");
-    EXPECT_EQ(manager->reports_held(), 1) << "giving back what was never given out releases nothing";
+    EXPECT_EQ(host_rdb_reports_held(), 1) << "giving back what was never given out releases nothing";
     manager->unget_rdb_report(RDB_REPORT_TIMING, "RPL");
-    EXPECT_EQ(manager->reports_held(), 0);
+    EXPECT_EQ(host_rdb_reports_held(), 0);
 
-    const RDB_MANAGER_COUNTS& timing = manager->counts(RDB_REPORT_TIMING);
+    const RDB_MANAGER_COUNTS& timing = host_rdb_counts(RDB_REPORT_TIMING);
     EXPECT_EQ(std::make_tuple(timing.gets, timing.gets_answered, timing.ungets), std::make_tuple(1, 1, 1));
     EXPECT_EQ(timing.requesters, (std::vector<std::string>{"RPL", "RPL"}));
-    const RDB_MANAGER_COUNTS& power = manager->counts(RDB_REPORT_POWER);
+    const RDB_MANAGER_COUNTS& power = host_rdb_counts(RDB_REPORT_POWER);
     EXPECT_EQ(std::make_tuple(power.gets, power.gets_answered, power.ungets), std::make_tuple(1, 0, 1));
 
     host_rdb_set_manager_enabled(false);

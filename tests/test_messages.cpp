@@ -81,14 +81,14 @@ TEST_F(Messages, InternalErrorsCarryConditionModuleFileAndLineThenGoOn) {
         std::size_t reports;
     };
     std::vector<std::string> destroyed;
-    RPL_FOLDER parent(S("P"));
-    RPL_REPORT_TOC toc(RDB_REPORT_TIMING, S("r"));
+    RPL_FOLDER parent(to_rpl("P"));
+    RPL_REPORT_TOC toc(RDB_REPORT_TIMING, to_rpl("r"));
     const std::vector<CASE> cases = {
         {"add_child(null), before and after a child",
          [&] {
              parent.add_child(nullptr);
              EXPECT_EQ(parent.m_children, nullptr) << "no list is made for nothing";
-             parent.add_child(new RPL_FOLDER(S("a")));
+             parent.add_child(new RPL_FOLDER(to_rpl("a")));
              parent.add_child(nullptr);
              ASSERT_EQ(parent.m_children->size(), 1u);
          },

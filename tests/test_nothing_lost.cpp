@@ -28,7 +28,7 @@ RDB_FOLDER_OBJECT* report() {
     return root;
 }
 
-RPL_REPORT_SECTION* at(RPL_REPORT_TOC& toc, const char* path) { return toc.section_exists(S(path)); }
+RPL_REPORT_SECTION* at(RPL_REPORT_TOC& toc, const char* path) { return toc.section_exists(to_rpl(path)); }
 
 typedef std::function<void(RPL_REPORT_TOC&)> OPERATION;
 

@@ -33,11 +33,11 @@ protected:
         root->add(new RDB_FOLDER_OBJECT("G"))->add(new RDB_TEXT_OBJECT("C", false));
         install_report(RDB_REPORT_TIMING, root);
         toc_.generate_toc(true);
-        file_ = Std(toc_.get_settings_filename());
+        file_ = to_std(toc_.get_settings_filename());
     }
 
     RPL_REPORT_SECTION* at(const std::string& short_path) {
-        RPL_REPORT_SECTION* section = toc_.section_exists(S("||" + short_path));
+        RPL_REPORT_SECTION* section = toc_.section_exists(to_rpl("||" + short_path));
         EXPECT_NE(section, nullptr) << short_path;
         return section;
     }

@@ -36,7 +36,7 @@ struct KIND {
 template <class K>
 KIND kind(const char* name, const char* casts, const char* default_name = "") {
     return {name, casts, default_name,
-            [](const char* n) -> RPL_REPORT_SECTION* { return n ? new K(S(n)) : new K(); }};
+            [](const char* n) -> RPL_REPORT_SECTION* { return n ? new K(to_rpl(n)) : new K(); }};
 }
 
 const std::vector<KIND> kKinds = {
@@ -61,7 +61,7 @@ TEST_F(SectionKinds, EveryKindStartsWithTheSectionDefaults) {
         for (const char* name : {static_cast<const char*>(nullptr), "Timing||Clocks"}) {
             SCOPED_TRACE(std::string(k.name) + (name ? " named" : " default"));
             std::unique_ptr<RPL_REPORT_SECTION> s(k.make(name));
-            EXPECT_EQ(Std(s->m_name), name ? name : k.default_name);
+            EXPECT_EQ(to_std(s->m_name), name ? name : k.default_name);
             EXPECT_EQ(s->m_non_text_flag, std::string(k.name) != "text") << "only texts clear it";
             EXPECT_TRUE(s->m_marked_for_output);
             EXPECT_FALSE(s->m_spare_flag);
@@ -84,7 +84,7 @@ TEST_F(SectionKinds, KindSpecificFieldsStartEmpty) {
 // The embedded kind is not a persisted setting.
 TEST_F(SectionKinds, SetEmbeddedTypeStoresTheKindAndLeavesSettingsAlone) {
     for (bool changed_before : {false, true}) {
-        RPL_EMBEDDED section(S("E"));
+        RPL_EMBEDDED section(to_rpl("E"));
         section.m_settings_changed = changed_before;
         for (auto type : {RDB_EMBEDDED_IMAGE, static_cast<RDB_EMBEDDED_OBJECT_EMBEDDED_TYPE_ENUM>(-5)}) {
             section.set_embedded_type(type);

@@ -22,14 +22,14 @@ class SectionSettings : public HostTest {
 protected:
     void SetUp() override {
         HostTest::SetUp();
-        file_ = Std(toc_.get_settings_filename());
+        file_ = to_std(toc_.get_settings_filename());
     }
 
     // A section of kind T at `path`, belonging to the live TOC.
     template <class T>
     std::unique_ptr<T> make(const std::string& path = kPath) {
-        auto section = std::make_unique<T>(S("S"));
-        section->m_rdb_path = S(path);
+        auto section = std::make_unique<T>(to_rpl("S"));
+        section->m_rdb_path = to_rpl(path);
         section->m_toc = &toc_;
         return section;
     }

@@ -17,13 +17,13 @@ protected:
     // Loads `content` from the file into `settings`, checking the load succeeds.
     void load(RPL_REPORT_SETTINGS_FILE& settings, const std::string& content) {
         write_file(path(), content);
-        settings.m_filename = S(path());
+        settings.m_filename = to_rpl(path());
         ASSERT_TRUE(settings.read_from_disk());
     }
 };
 
 std::string get(RPL_REPORT_SETTINGS_FILE& settings, const char* section, const char* key) {
-    return Std(settings.get_value_str(section, key));
+    return to_std(settings.get_value_str(section, key));
 }
 
 }  // namespace
@@ -76,7 +76,7 @@ TEST_F(SettingsFile, UnnamedOrDirectoryFileFailsToLoadAndToSaveAndEmptiesTheStor
     for (const std::string& name : {std::string(), path()}) {
         SCOPED_TRACE(name);
         RPL_REPORT_SETTINGS_FILE settings;
-        settings.m_filename = S(name);
+        settings.m_filename = to_rpl(name);
         settings.set_value_str("Old", "k", "v");
         EXPECT_FALSE(settings.read_from_disk());
         EXPECT_TRUE(settings.m_sections.empty());
@@ -89,7 +89,7 @@ TEST_F(SettingsFile, UnnamedOrDirectoryFileFailsToLoadAndToSaveAndEmptiesTheStor
 
 TEST_F(SettingsFile, AbsentFileLoadsAsEmptyAndSavingCreatesItAndEmptiesTheStore) {
     RPL_REPORT_SETTINGS_FILE settings;
-    settings.m_filename = S(path());
+    settings.m_filename = to_rpl(path());
     settings.set_value_str("Old", "k", "v");  // discarded by the load
     ASSERT_TRUE(settings.read_from_disk());
     EXPECT_TRUE(settings.m_sections.empty());

@@ -11,19 +11,19 @@ class SettingsValues : public HostTest {
 protected:
     void SetUp() override {
         HostTest::SetUp();
-        settings_.m_filename = S(db_->file("values.rplset"));
+        settings_.m_filename = to_rpl(db_->file("values.rplset"));
     }
 
     // Saves the store, returns the file, and loads it back into the store.
     std::string save_and_reload() {
         EXPECT_TRUE(settings_.write_to_disk());
-        std::string text = read_file(Std(settings_.m_filename));
+        std::string text = read_file(to_std(settings_.m_filename));
         EXPECT_TRUE(settings_.read_from_disk());
         return text;
     }
 
     std::string str(const std::string& section, const std::string& key) {
-        return Std(settings_.get_value_str(S(section), S(key)));
+        return to_std(settings_.get_value_str(to_rpl(section), to_rpl(key)));
     }
 
     RPL_REPORT_SETTINGS_FILE settings_;
@@ -55,7 +55,7 @@ TEST_F(SettingsValues, SectionNameIsCaseSensitiveAlwaysBracketedAndEndsAtANul) {
     settings_.set_value_str("S", "k", "lower");
     settings_.set_value_str("s", "K", "other");
     settings_.set_value_str("[A]", "K", "v");
-    settings_.set_value_str(S(std::string("B\0C", 3)), "K", "b");
+    settings_.set_value_str(to_rpl(std::string("B\0C", 3)), "K", "b");
     EXPECT_EQ(str("S", "K") + str("s", "k") + str("A", "K"), "");
     EXPECT_EQ(save_and_reload(), "[B]\nK=b\n[S]\nk=lower\n[[A]]\nK=v\n[s]\nK=other\n");
     EXPECT_EQ(str("[A]", "K"), "v");

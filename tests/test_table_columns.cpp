@@ -52,7 +52,7 @@ TEST_F(TableColumns, SetterGrowsOnlyItsOwnListWithFillValuesAndOverwritesInPlace
     for (std::size_t f = 0; f < kFamilies.size(); ++f) {
         const FAMILY& family = kFamilies[f];
         SCOPED_TRACE(family.name);
-        RPL_TABLE table(S("T"));
+        RPL_TABLE table(to_rpl("T"));
         for (unsigned index : {0u, 5u, UINT_MAX}) EXPECT_EQ(family.get(table, index), 0) << "new table, " << index;
         table.m_num_columns = 2;
         family.set(table, 5, family.value);
@@ -68,7 +68,7 @@ TEST_F(TableColumns, SetterGrowsOnlyItsOwnListWithFillValuesAndOverwritesInPlace
         family.set(table, 1, family.value);
         EXPECT_EQ(family.list(table), (std::vector<int>{0, family.value, 0, 0, 0, 0}));
     }
-    RPL_TABLE table(S("T"));
+    RPL_TABLE table(to_rpl("T"));
     table.set_alignment(2, RPL_TABLE::RIGHT);
     EXPECT_EQ(as_ints(table.m_column_alignment), (std::vector<int>{RPL_TABLE::LEFT, RPL_TABLE::LEFT, RPL_TABLE::RIGHT}));
 }
@@ -76,17 +76,17 @@ TEST_F(TableColumns, SetterGrowsOnlyItsOwnListWithFillValuesAndOverwritesInPlace
 // Saving is write_acf_settings' part: a setter only marks the change, even
 // when it writes the value already there.
 TEST_F(TableColumns, EverySetterMarksTheSettingsChangedAndWritesNothing) {
-    RPL_REPORT_TOC toc(RDB_REPORT_TIMING, S("columns"));
+    RPL_REPORT_TOC toc(RDB_REPORT_TIMING, to_rpl("columns"));
     for (const FAMILY& family : kFamilies) {
         SCOPED_TRACE(family.name);
-        RPL_TABLE table(S("T"));
+        RPL_TABLE table(to_rpl("T"));
         table.m_toc = &toc;
-        table.m_rdb_path = S("||R||T");
+        table.m_rdb_path = to_rpl("||R||T");
         family.set(table, 4, 0);
         EXPECT_TRUE(table.m_settings_changed) << "writing the fill value past the end";
         table.m_settings_changed = false;
         family.set(table, 4, 0);
         EXPECT_TRUE(table.m_settings_changed) << "writing the value already stored";
     }
-    EXPECT_FALSE(file_exists(Std(toc.get_settings_filename())));
+    EXPECT_FALSE(file_exists(to_std(toc.get_settings_filename())));
 }

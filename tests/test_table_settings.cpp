@@ -19,11 +19,11 @@ class TableSettings : public HostTest {
 protected:
     void SetUp() override {
         HostTest::SetUp();
-        file_ = Std(toc_.get_settings_filename());
+        file_ = to_std(toc_.get_settings_filename());
     }
 
     std::unique_ptr<RPL_TABLE> make(std::uint32_t columns) {
-        auto table = std::make_unique<RPL_TABLE>(S("T"));
+        auto table = std::make_unique<RPL_TABLE>(to_rpl("T"));
         table->m_rdb_path = "||R||T";
         table->m_toc = &toc_;
         table->m_num_columns = columns;

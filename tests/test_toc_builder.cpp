@@ -17,13 +17,13 @@ const RDB_REPORT_TYPE kType = RDB_REPORT_TIMING;
 const std::string kReportName = "rpt";
 using Paths = std::vector<std::string>;
 
-RPL_REPORT_SECTION* find(RPL_REPORT_TOC& toc, const std::string& path) { return toc.section_exists(S(path)); }
+RPL_REPORT_SECTION* find(RPL_REPORT_TOC& toc, const std::string& path) { return toc.section_exists(to_rpl(path)); }
 
 // Gives an object the header "h NAME" and the footer "f NAME".
 template <class T>
 T* titled(T* object) {
-    object->set_header("h " + Std(object->get_name()));
-    object->set_footer("f " + Std(object->get_name()));
+    object->set_header("h " + to_std(object->get_name()));
+    object->set_footer("f " + to_std(object->get_name()));
     return object;
 }
 
@@ -33,7 +33,7 @@ std::string describe(RPL_REPORT_SECTION* s) {
     if (RPL_TABLE* t = s->dynamic_cast_to_RPL_TABLE()) return "table " + std::to_string(t->m_num_columns);
     if (RPL_CHART* c = s->dynamic_cast_to_RPL_CHART()) return "chart " + std::to_string(c->m_chart_type);
     if (RPL_EMBEDDED* e = s->dynamic_cast_to_RPL_EMBEDDED())
-        return "embedded " + std::to_string(e->m_embedded_type) + " " + Std(e->m_info_str);
+        return "embedded " + std::to_string(e->m_embedded_type) + " " + to_std(e->m_info_str);
     if (RPL_GAUGES* g = s->dynamic_cast_to_RPL_GAUGES()) {
         std::string flags = "gauges ";
         for (bool p : g->m_percentages) flags += p ? '1' : '0';
@@ -80,7 +80,7 @@ TEST_F(TocBuilder, IndexIsDepthFirstAndEverySectionCopiesItsObject) {
     write_file(settings_path(kType, kReportName),
                "[||R]\nOUTPUT_SECTION=0\n[||R||Chart]\nCHART_TYPE=9\n[||R||Chart0]\nCHART_TYPE=0\n");
 
-    RPL_REPORT_TOC toc(kType, S(kReportName));
+    RPL_REPORT_TOC toc(kType, to_rpl(kReportName));
     toc.generate_toc(true);
     const Paths first = index_paths(toc);
     const std::size_t blocks_built = host_mem_live_blocks();
@@ -110,20 +110,20 @@ TEST_F(TocBuilder, IndexIsDepthFirstAndEverySectionCopiesItsObject) {
         const std::string name = path.substr(path.rfind("||") + 2);
         RPL_REPORT_SECTION* s = toc.m_section_index[i];
         SCOPED_TRACE(path);
-        EXPECT_EQ(Std(s->m_rdb_path), path);
-        EXPECT_EQ(Std(s->m_name), name);
+        EXPECT_EQ(to_std(s->m_rdb_path), path);
+        EXPECT_EQ(to_std(s->m_name), name);
         EXPECT_EQ(describe(s), rows[i].describe);
         EXPECT_EQ(s->m_rdb_object_type, rows[i].type);
-        EXPECT_EQ(Std(s->m_header) + "|" + Std(s->m_footer), rows[i].titled ? "h " + name + "|f " + name : "|");
-        EXPECT_EQ(Std(s->m_report_name), kReportName);
+        EXPECT_EQ(to_std(s->m_header) + "|" + to_std(s->m_footer), rows[i].titled ? "h " + name + "|f " + name : "|");
+        EXPECT_EQ(to_std(s->m_report_name), kReportName);
         EXPECT_EQ(s->m_toc, &toc);
         EXPECT_EQ(s->m_settings_changed, rows[i].type == 5) << "only charts, whatever the file held";
-        EXPECT_EQ(s->m_parent ? Std(s->m_parent->m_rdb_path) : "none", i ? path.substr(0, path.rfind("||")) : "none");
+        EXPECT_EQ(s->m_parent ? to_std(s->m_parent->m_rdb_path) : "none", i ? path.substr(0, path.rfind("||")) : "none");
         Paths listed, children;  // every child list holds the index's order
         if (s->m_children != nullptr)
-            for (RPL_REPORT_SECTION* c : *s->m_children) listed.push_back(Std(c->m_rdb_path));
+            for (RPL_REPORT_SECTION* c : *s->m_children) listed.push_back(to_std(c->m_rdb_path));
         for (RPL_REPORT_SECTION* c : toc.m_section_index)
-            if (c->m_parent == s) children.push_back(Std(c->m_rdb_path));
+            if (c->m_parent == s) children.push_back(to_std(c->m_rdb_path));
         EXPECT_EQ(listed, children);
     }
     EXPECT_EQ(*toc.m_children, RPL_SECTION_LIST(1, toc.m_section_index[0]));
@@ -156,7 +156,7 @@ TEST_F(TocBuilder, RowTestAsksFromRowOneAndStopsAtTheFirstFalse) {
     r->add(new RDB_TABLE_OBJECT("no row-test view", 2, 5));
     install_report(kType, r);
 
-    RPL_REPORT_TOC toc(kType, S(kReportName));
+    RPL_REPORT_TOC toc(kType, to_rpl(kReportName));
     toc.generate_toc(true);
     RPL_TABLE* table = find(toc, "||R||T")->dynamic_cast_to_RPL_TABLE();
     EXPECT_EQ(table->m_page_orientation, 2) << "read before the row test emptied the file";
@@ -172,7 +172,7 @@ TEST_F(TocBuilder, RowTestAsksFromRowOneAndStopsAtTheFirstFalse) {
     }
     for (const char* name : {"||R||negative row count", "||R||no row-test view"})
         EXPECT_FALSE(find(toc, name)->dynamic_cast_to_RPL_TABLE()->m_row_test_failed) << name;
-    EXPECT_EQ(static_cast<std::size_t>(manager_.test_row_count()), total_asked) << "no other table was asked";
+    EXPECT_EQ(static_cast<std::size_t>(host_rdb_test_row_count()), total_asked) << "no other table was asked";
 }
 
 // The main folder is a link too: it is freed once, after everything below.
@@ -182,19 +182,19 @@ TEST_F(TocBuilder, LinkFoldersAreFreedAtTheEndOfTheirOwnWalkInnermostFirst) {
     auto* l2 = l1->add(new RDB_LINK_RPT_OBJECT("L2"));
     auto* l3 = l2->add(new RDB_LINK_RPT_OBJECT("L3"));
     std::vector<std::size_t> frees_seen;  // when the builder reached the two tables
-    auto note_frees = [&] { frees_seen.push_back(manager_.free_report_calls().size()); };
+    auto note_frees = [&] { frees_seen.push_back(host_rdb_free_report_calls().size()); };
     l1->add(new AskingTable("after L2", note_frees));
     auto* l4 = main_link->add(new RDB_LINK_RPT_OBJECT("L4"));
     l4->add(new AskingTable("in L4", note_frees));
     install_report(kType, main_link);
 
-    RPL_REPORT_TOC toc(kType, S(kReportName));
+    RPL_REPORT_TOC toc(kType, to_rpl(kReportName));
     toc.generate_toc(true);
-    EXPECT_EQ(manager_.free_report_calls(), (std::vector<const RDB_LINK_RPT_OBJECT*>{l3, l2, l1, l4, main_link}));
+    EXPECT_EQ(host_rdb_free_report_calls(), (std::vector<const RDB_LINK_RPT_OBJECT*>{l3, l2, l1, l4, main_link}));
     EXPECT_EQ(frees_seen, (std::vector<std::size_t>{2, 3})) << "L3 and L2 went before their next sibling, L1 before L4";
     EXPECT_EQ(index_paths(toc), (Paths{"||R", "||R||L1", "||R||L1||L2", "||R||L1||L2||L3", "||R||L1||after L2",
                                        "||R||L4", "||R||L4||in L4"}));
-    EXPECT_EQ(manager_.counts(kType).ungets, 1);
+    EXPECT_EQ(host_rdb_counts(kType).ungets, 1);
 }
 
 TEST_F(TocBuilder, ReportIsGivenBackOncePerBuildWheneverThereIsAManager) {
@@ -212,10 +212,10 @@ TEST_F(TocBuilder, ReportIsGivenBackOncePerBuildWheneverThereIsAManager) {
         SCOPED_TRACE(testing::Message() << c.manager << c.install << c.main_folder_type);
         // A tree from an earlier build, which a failed build must not leave.
         install_report(kType, new RDB_FOLDER_OBJECT("Old"));
-        RPL_REPORT_TOC toc(kType, S(kReportName));
+        RPL_REPORT_TOC toc(kType, to_rpl(kReportName));
         toc.generate_toc(true);
-        manager_.remove_all_reports();
-        manager_.reset_counts();
+        host_rdb_remove_all_reports();
+        host_rdb_reset_counts();
         host_clear_messages();
         if (c.install)
             install_report(kType, c.main_folder_type ? new RDB_FOLDER_OBJECT("R", c.main_folder_type) : nullptr);
@@ -226,10 +226,10 @@ TEST_F(TocBuilder, ReportIsGivenBackOncePerBuildWheneverThereIsAManager) {
         EXPECT_EQ(index_paths(toc), c.trace.empty() ? Paths{"||R"} : Paths{});
         EXPECT_EQ(toc.m_children->size(), c.trace.empty() ? 1u : 0u);
         EXPECT_EQ(debug_texts(), c.trace.empty() ? Paths{} : Paths{c.trace});
-        EXPECT_EQ(manager_.counts(kType).gets, c.manager ? 1 : 0);
-        EXPECT_EQ(manager_.counts(kType).ungets, c.manager ? 1 : 0);
-        EXPECT_EQ(manager_.counts(kType).requesters, Paths(c.manager ? 2 : 0, "RPL"));
-        EXPECT_EQ(manager_.reports_held(), 0);
+        EXPECT_EQ(host_rdb_counts(kType).gets, c.manager ? 1 : 0);
+        EXPECT_EQ(host_rdb_counts(kType).ungets, c.manager ? 1 : 0);
+        EXPECT_EQ(host_rdb_counts(kType).requesters, Paths(c.manager ? 2 : 0, "RPL"));
+        EXPECT_EQ(host_rdb_reports_held(), 0);
         EXPECT_EQ(internal_error_conditions(), Paths{});
     }
 }
@@ -266,7 +266,7 @@ TEST_F(TocBuilder, BadObjectsAreTracedOrReportedAndTheWalkGoesOn) {
     expected_paths.insert(expected_paths.end(), {"||R||", "||R||||a||b"});
     install_report(kType, r);
 
-    RPL_REPORT_TOC toc(kType, S(kReportName));
+    RPL_REPORT_TOC toc(kType, to_rpl(kReportName));
     toc.generate_toc(true);
     EXPECT_EQ(index_paths(toc), expected_paths);
     EXPECT_EQ(find(toc, "||R||t"), toc.m_section_index[1]) << "the first of two equal paths is found";
@@ -280,23 +280,23 @@ TEST_F(TocBuilder, BadObjectsAreTracedOrReportedAndTheWalkGoesOn) {
     for (const Case& c : cases) {
         RPL_REPORT_SECTION* s = find(toc, "||R||" + std::to_string(c.type));
         EXPECT_EQ(describe(s), c.describe) << c.type;
-        EXPECT_EQ(Std(s->m_header) + Std(s->m_footer), "hf") << c.type << ": the common values are still copied";
+        EXPECT_EQ(to_std(s->m_header) + to_std(s->m_footer), "hf") << c.type << ": the common values are still copied";
     }
-    EXPECT_EQ(manager_.counts(kType).ungets, 1);
+    EXPECT_EQ(host_rdb_counts(kType).ungets, 1);
 }
 
 TEST_F(TocBuilder, MissingFolderParentOrRootListIsReportedAndNothingIsBuilt) {
     install_report(kType, new RDB_FOLDER_OBJECT("a main folder with a long name"));
-    RPL_REPORT_TOC toc(kType, S(kReportName));
-    RPL_FOLDER parent(S("P"));
+    RPL_REPORT_TOC toc(kType, to_rpl(kReportName));
+    RPL_FOLDER parent(to_rpl("P"));
     RDB_LINK_RPT_OBJECT link("L");
     link.add(new RDB_TEXT_OBJECT("x", false));
-    toc.build_folder(nullptr, nullptr, S("||P"));
-    toc.build_folder(&link, nullptr, S("||P"));
-    toc.build_folder(nullptr, &parent, S("||P"));
+    toc.build_folder(nullptr, nullptr, to_rpl("||P"));
+    toc.build_folder(&link, nullptr, to_rpl("||P"));
+    toc.build_folder(nullptr, &parent, to_rpl("||P"));
     EXPECT_EQ(internal_error_conditions(),
               (Paths{"folder != NULL", "parent != NULL", "parent != NULL", "folder != NULL"}));
-    EXPECT_EQ(link.free_count(), 0) << "a folder that is not walked is not freed";
+    EXPECT_TRUE(host_rdb_free_report_calls().empty()) << "a folder that is not walked is not freed";
     EXPECT_EQ(parent.m_children, nullptr);
 
     // A root left without a list to own it would show in the memory
@@ -311,7 +311,7 @@ TEST_F(TocBuilder, MissingFolderParentOrRootListIsReportedAndNothingIsBuilt) {
     EXPECT_TRUE(toc.m_section_index.empty());
     // From emptying the TOC (twice) and from entering the root.
     EXPECT_EQ(internal_error_conditions(), Paths(3, "m_children != NULL"));
-    EXPECT_EQ(manager_.counts(kType).ungets, 1);
+    EXPECT_EQ(host_rdb_counts(kType).ungets, 1);
 }
 
 // Building, reading settings, lookup, stepping, marking and destruction all
@@ -328,13 +328,13 @@ TEST_F(TocBuilder, ReportFiveThousandFoldersDeepBuildsNavigatesMarksAndGoes) {
 
     const std::size_t blocks_before = host_mem_live_blocks();
     {
-        RPL_REPORT_TOC toc(kType, S(kReportName));
+        RPL_REPORT_TOC toc(kType, to_rpl(kReportName));
         toc.generate_toc(true);
         ASSERT_EQ(toc.m_section_index.size(), 5002u);
         RPL_REPORT_SECTION* leaf = find(toc, leaf_path);
         ASSERT_EQ(leaf, toc.m_section_index.back());
         EXPECT_FALSE(leaf->m_marked_for_output) << "the deepest block is read";
-        EXPECT_EQ(Std(toc.get_next_section(S("||R"))), leaf_path) << "stepping passes over every folder";
+        EXPECT_EQ(to_std(toc.get_next_section(to_rpl("||R"))), leaf_path) << "stepping passes over every folder";
 
         // With the database directory missing nothing is saved (every
         // ancestor would rewrite a file of thousands of long paths) and the

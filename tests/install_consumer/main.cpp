@@ -27,7 +27,7 @@ void install_report() {
     timing->add(new RDB_TABLE_OBJECT("Clocks", 3, 4));
     timing->add(new RDB_CHART_TABLE_OBJECT("Slack", 2));
     root->add(new RDB_TEXT_OBJECT("Notes", true));
-    DBMUI_MANAGER::get_dbmui_manager()->set_report(RDB_REPORT_TIMING, std::make_unique<RDB_REPORT>(root));
+    host_rdb_set_report(RDB_REPORT_TIMING, std::make_unique<RDB_REPORT>(root));
 }
 
 bool check(bool condition, const char* what) {
