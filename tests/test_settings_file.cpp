@@ -6,6 +6,7 @@
 #include <filesystem>
 
 using namespace rpltest;
+using namespace std::string_literals;
 namespace fs = std::filesystem;
 
 namespace {
@@ -44,6 +45,7 @@ TEST_F(SettingsFile, LoadThenSaveWritesOnlyKeyLinesUnderHeadersSortedByteForByte
         {"a leading blank makes no header; no comment syntax", " [A]\nk=v\n[B]\n#c=1\n;d\n", "[B]\n#c=1\n"},
         {"carriage returns are kept", "[A]\r\nk=v\r\n\r\n", "[A]\r\nk=v\r\n"},
         {"last line without line feed", "[A]\nk=v", "[A]\nk=v\n"},
+        {"a NUL byte ends a line's text", "[A\0x]\nk\0=v\nkey=val\0ue\n\0[B]\nx=1\n"s, "[A\nkey=val\nx=1\n"},
     };
     for (const CASE& c : cases) {
         SCOPED_TRACE(c.what);

@@ -48,10 +48,12 @@ std::vector<std::string> internal_error_conditions();
 // Texts of the debug traces logged since the last clear.
 std::vector<std::string> debug_texts();
 
-// Runs `body` in a child process whose user is "nobody", so that file
-// permissions bind even when the suite runs as root. Returns the child's
-// exit status (0 when `body` returned true).
-int run_as_nobody(const std::function<bool()>& body);
+// Runs `body` in a child process, as the user "nobody" when `as_nobody` is
+// set, so that file permissions bind even when the suite runs as root.
+// Returns the child's exit status: 0 when `body` returned true, 128 plus
+// the signal when it was killed (SIGALRM after a minute: it blocked).
+int run_in_child(const std::function<bool()>& body, bool as_nobody = false);
+inline int run_as_nobody(const std::function<bool()>& body) { return run_in_child(body, true); }
 
 // A folder section that writes its name to `log` when it is destroyed, so
 // a test can see which sections went and in what order.
