@@ -220,13 +220,13 @@ std::string acl_giving_nobody_write() {
 TEST_F(FaultInjection, EveryWayOfSavingWritesTheTextOrWithinTheSizeLimitKeepsTheOldFile) {
     // Past the limit a write fails with EFBIG, also where it does not make
     // the file longer: then no reservation sees the limit.
-    const ROOM rooms[] = {
+    const ROOM kRooms[] = {
         {"no limit", 100, 5000, RLIM_INFINITY, true},
         {"limit between the old and the new length", 100, 5000, 1000, false},
         {"limit below both lengths, new text shorter", 5000, 3000, 16, false},
     };
     for (const SAVE_WAY& way : kWays)
-        for (const ROOM& room : rooms) save_and_check(db_->path(), way, room);
+        for (const ROOM& room : kRooms) save_and_check(db_->path(), way, room);
 }
 
 TEST_F(FaultInjection, EveryWayOfSavingOnAFullDiskKeepsTheOldFile) {

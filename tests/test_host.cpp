@@ -58,10 +58,13 @@ TEST_F(HostServices, ReportKeysAreSafeFileBaseNamesAndDistinct) {
 
 // Settings values are read with it, from files people may edit.
 TEST_F(HostServices, LocalAtoiReadsLikeAtoiAndClamps) {
-    for (const auto& c : std::vector<std::pair<const char*, int>>{
-             {"42", 42}, {"  -17x", -17}, {"+5", 5}, {"", 0}, {"abc", 0}, {"- 5", 0}, {"\t\n\v\f\r 8", 8},
-             {"0x1F", 0}, {"2147483648", INT_MAX}, {"-99999999999999999999", INT_MIN}, {nullptr, 0}})
-        EXPECT_EQ(gen_local_atoi(c.first), c.second) << (c.first ? c.first : "(null)");
+    const struct {
+        const char* text;
+        int value;
+    } kCases[] = {{"42", 42},     {"  -17x", -17},        {"+5", 5},       {"", 0},
+                  {"abc", 0},     {"- 5", 0},             {"\t\n\v\f\r 8", 8}, {"0x1F", 0},
+                  {"2147483648", INT_MAX}, {"-99999999999999999999", INT_MIN}, {nullptr, 0}};
+    for (const auto& c : kCases) EXPECT_EQ(gen_local_atoi(c.text), c.value) << (c.text ? c.text : "(null)");
 }
 
 // Settings headers are formatted here, and rdb paths have no length limit.
@@ -82,14 +85,15 @@ TEST_F(HostServices, IsalphaKnowsAsciiLettersOnlyAndLessComparesBytesUpToNul) {
     EXPECT_EQ(letters, "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz") << "ASCII only, high bytes either sign";
 
     STL_CASE_SENSITIVE_LESS less;
-    const std::vector<std::tuple<std::string, std::string, bool>> cases = {
+    const struct {
+        std::string a, b;
+        bool less;
+    } kCases[] = {
         {"B", "a", true}, {"a", "B", false}, {"a", "a", false}, {"a", "ab", true},
         {"\x7f", "\x80", true},                                   // bytes compare unsigned
         {std::string("a\0y", 3), std::string("a\0x", 3), false},  // nothing after a NUL counts
     };
-    for (const auto& c : cases)
-        EXPECT_EQ(less(to_rpl(std::get<0>(c)), to_rpl(std::get<1>(c))), std::get<2>(c))
-            << "'" << std::get<0>(c) << "' < '" << std::get<1>(c) << "'";
+    for (const auto& c : kCases) EXPECT_EQ(less(to_rpl(c.a), to_rpl(c.b)), c.less) << "'" << c.a << "' < '" << c.b << "'";
 }
 
 // A dangling link is no settings file: the library then writes a new one.
@@ -97,9 +101,11 @@ TEST_F(HostServices, ExistsFollowsLinks) {
     write_file(db_->file("file"), "x");
     ASSERT_EQ(::symlink("file", db_->file("link").c_str()), 0);
     ASSERT_EQ(::symlink("missing", db_->file("dangling").c_str()), 0);
-    for (const auto& c : std::vector<std::pair<std::string, bool>>{
-             {db_->file("link"), true}, {db_->file("dangling"), false}, {db_->file("file/below"), false}})
-        EXPECT_EQ(FIO_FILE_SYSTEM::exists(c.first.c_str()), c.second) << c.first;
+    const struct {
+        std::string path;
+        bool exists;
+    } kCases[] = {{db_->file("link"), true}, {db_->file("dangling"), false}, {db_->file("file/below"), false}};
+    for (const auto& c : kCases) EXPECT_EQ(FIO_FILE_SYSTEM::exists(c.path.c_str()), c.exists) << c.path;
     EXPECT_FALSE(FIO_FILE_SYSTEM::exists(nullptr));
 }
 

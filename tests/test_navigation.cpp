@@ -40,7 +40,7 @@ TEST_F(Navigation, SteppingPassesOverFoldersAndNeedsTheExactPath) {
     const struct {
         std::string from, next, previous;
         bool exists;
-    } steps[] = {
+    } kSteps[] = {
         {"||R", "||R||T1", "", true},
         {"||R||T1", "||R||F||C1", "", true},
         {"||R||F", "||R||F||C1", "||R||T1", true},
@@ -54,7 +54,7 @@ TEST_F(Navigation, SteppingPassesOverFoldersAndNeedsTheExactPath) {
         {"||R||", "", "", false},
         {"", "", "", false},
     };
-    for (const auto& s : steps) {
+    for (const auto& s : kSteps) {
         SCOPED_TRACE("'" + s.from + "'");
         EXPECT_EQ(next(toc_, s.from), s.next);
         EXPECT_EQ(previous(toc_, s.from), s.previous);

@@ -40,7 +40,10 @@ typedef std::function<void(RPL_REPORT_TOC&)> OPERATION;
 // just built (building is the first of them) and followed by a read of
 // every section. Unmarking the root writes every kind of section; the
 // table's setters give its column part something to write.
-const std::vector<std::pair<const char*, OPERATION>> kOperations = {
+const struct {
+    const char* what;
+    OPERATION run;
+} kOperations[] = {
     {"generate_toc", [](RPL_REPORT_TOC&) {}},
     {"unmark a leaf", [](RPL_REPORT_TOC& t) { at(t, "||R||F||X")->set_marked_for_output(false); }},
     {"unmark the root", [](RPL_REPORT_TOC& t) { at(t, "||R")->set_marked_for_output(false); }},
@@ -90,15 +93,15 @@ TEST_F(NothingLost, FileItsUserMayNotReadIsLeftByteForByte) {
     write_file(path_, kUserText);
     ASSERT_EQ(::chmod(path_.c_str(), 0222), 0);
     for (const auto& op : kOperations) {
-        SCOPED_TRACE(op.first);
-        EXPECT_EQ(run_as_nobody([&] { return run_on_fresh_toc(op.second); }), 0);
+        SCOPED_TRACE(op.what);
+        EXPECT_EQ(run_as_nobody([&] { return run_on_fresh_toc(op.run); }), 0);
         EXPECT_EQ(read_file(path_), kUserText);
         EXPECT_EQ(entries(db_->path()), 1);
     }
     // Once it may read the file, the same user does rewrite it: the file
     // above was kept by the rule, not by a directory it could not reach.
     ASSERT_EQ(::chmod(path_.c_str(), 0666), 0);
-    EXPECT_EQ(run_as_nobody([&] { return !run_on_fresh_toc(kOperations[1].second); }), 0);
+    EXPECT_EQ(run_as_nobody([&] { return !run_on_fresh_toc(kOperations[1].run); }), 0);
     EXPECT_NE(read_file(path_), kUserText);
 }
 
@@ -135,8 +138,8 @@ TEST_F(NothingLost, WhatIsNotARegularFileIsNeitherReadNorReplaced) {
         SCOPED_TRACE(c.what);
         c.make(path_);
         for (const auto& op : kOperations) {
-            SCOPED_TRACE(op.first);
-            EXPECT_EQ(run_in_child([&] { return run_on_fresh_toc(op.second); }), 0);
+            SCOPED_TRACE(op.what);
+            EXPECT_EQ(run_in_child([&] { return run_on_fresh_toc(op.run); }), 0);
             EXPECT_EQ(fs::status(path_).type(), c.type);
             EXPECT_EQ(entries(db_->path()), 1);
         }

@@ -32,7 +32,11 @@ TEST_F(ReportSection, SectionExistsFindsTheFirstInPreOrderAndIsExact) {
     a->add_child(a2);
     root.add_child(b);
 
-    const std::vector<std::tuple<RPL_REPORT_SECTION*, std::string, RPL_REPORT_SECTION*>> cases = {
+    const struct {
+        RPL_REPORT_SECTION* from;
+        std::string path;
+        RPL_REPORT_SECTION* found;
+    } kCases[] = {
         {&root, "||R", &root},
         {&root, "||R||A", a},      // the ancestor before its descendant
         {&root, "||R||A||X", a1},  // the earlier subtree before a later sibling
@@ -41,19 +45,20 @@ TEST_F(ReportSection, SectionExistsFindsTheFirstInPreOrderAndIsExact) {
         {a2, "||R||A", a2},        // a section without children compares only itself
         {b, "||R||A", nullptr},    // only its own subtree is searched
     };
-    for (const auto& c : cases)
-        EXPECT_EQ(std::get<0>(c)->section_exists(to_rpl(std::get<1>(c))), std::get<2>(c))
-            << "from " << to_std(std::get<0>(c)->m_rdb_path) << " for '" << std::get<1>(c) << "'";
+    for (const auto& c : kCases)
+        EXPECT_EQ(c.from->section_exists(to_rpl(c.path)), c.found)
+            << "from " << to_std(c.from->m_rdb_path) << " for '" << c.path << "'";
 }
 
 TEST_F(ReportSection, ShortPathDropsOneLeadingPairOfBars) {
-    const std::vector<std::pair<std::string, std::string>> cases = {
-        {"||Report||Timing", "Report||Timing"}, {"||", ""}, {"", ""}, {"||||x", "||x"}, {"Rx", "Rx"}};
-    for (const auto& c : cases) {
+    const struct {
+        std::string path, short_path;
+    } kCases[] = {{"||Report||Timing", "Report||Timing"}, {"||", ""}, {"", ""}, {"||||x", "||x"}, {"Rx", "Rx"}};
+    for (const auto& c : kCases) {
         RPL_REPORT_SECTION s;
-        s.m_rdb_path = to_rpl(c.first);
-        EXPECT_EQ(to_std(s.get_short_rdb_path()), c.second) << "'" << c.first << "'";
-        EXPECT_EQ(to_std(s.m_rdb_path), c.first) << "the section keeps its path";
+        s.m_rdb_path = to_rpl(c.path);
+        EXPECT_EQ(to_std(s.get_short_rdb_path()), c.short_path) << "'" << c.path << "'";
+        EXPECT_EQ(to_std(s.m_rdb_path), c.path) << "the section keeps its path";
     }
 }
 
@@ -87,19 +92,18 @@ TEST_F(ReportSection, BorrowingTheReportNeedsALiveTocAndAManager) {
     install_report(RDB_REPORT_POWER, new RDB_FOLDER_OBJECT("R"));
     auto* gone = new RPL_REPORT_TOC(RDB_REPORT_POWER, to_rpl("r"));
     RPL_REPORT_TOC live(RDB_REPORT_POWER, to_rpl("r"));
-    struct CASE {
+    const struct {
         const char* what;
         RPL_REPORT_TOC* toc;
         bool manager;
         RPL_REPORT_TOC* report_toc;  // what get_report_toc answers
         std::size_t asked;           // gets and give-backs for two borrowings
-    };
-    const std::vector<CASE> cases = {{"live TOC", &live, true, &live, 4},
-                                     {"never built", nullptr, true, nullptr, 0},
-                                     {"TOC destroyed", gone, true, nullptr, 0},
-                                     {"no manager", &live, false, &live, 0}};
+    } kCases[] = {{"live TOC", &live, true, &live, 4},
+                  {"never built", nullptr, true, nullptr, 0},
+                  {"TOC destroyed", gone, true, nullptr, 0},
+                  {"no manager", &live, false, &live, 0}};
     delete gone;
-    for (const CASE& c : cases) {
+    for (const auto& c : kCases) {
         SCOPED_TRACE(c.what);
         host_rdb_reset_counts();
         host_rdb_set_manager_enabled(c.manager);

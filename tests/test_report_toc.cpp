@@ -1,5 +1,5 @@
-// The TOC object: its registry of live TOCs, its root list and index, and
-// borrowing its report from the database manager.
+// The TOC object: its registry of live TOCs, and destroying its tree while
+// it still counts as live.
 #include "support/test_support.h"
 
 #include <type_traits>
@@ -48,46 +48,6 @@ TEST_F(ReportToc, RegistryHoldsExactlyTheLiveTocs) {
     delete third;
     EXPECT_FALSE(RPL_REPORT_TOC::is_valid_pointer(third));
     EXPECT_TRUE(RPL_REPORT_TOC::m_toc_list.empty());
-}
-
-TEST_F(ReportToc, DefaultTocAsksTheManagerForTypeZeroEveryTimeAndFreeGivesBack) {
-    install_report(static_cast<RDB_REPORT_TYPE>(0), new RDB_FOLDER_OBJECT("zero"));
-    RPL_REPORT_TOC toc;
-    EXPECT_EQ(toc.m_report_type, 0);
-    EXPECT_TRUE(toc.m_report_name.empty());
-    RDB_REPORT* first = toc.get_rdb_report();
-    ASSERT_NE(first, nullptr);
-    EXPECT_EQ(to_std(first->get_main_folder()->get_name()), "zero");
-    EXPECT_EQ(toc.get_rdb_report(), first);
-    EXPECT_EQ(host_rdb_reports_held(), 2) << "each call is a hold of its own";
-    toc.free_rdb_report();
-    toc.free_rdb_report();
-    EXPECT_EQ(host_rdb_reports_held(), 0);
-    EXPECT_EQ(host_rdb_counts(static_cast<RDB_REPORT_TYPE>(0)).requesters, (std::vector<std::string>(4, "RPL")));
-
-    host_rdb_set_manager_enabled(false);
-    EXPECT_EQ(toc.get_rdb_report(), nullptr);
-    toc.free_rdb_report();
-    EXPECT_EQ(host_rdb_counts(static_cast<RDB_REPORT_TYPE>(0)).requesters.size(), 4u) << "no manager, nothing asked";
-}
-
-TEST_F(ReportToc, ClearingOrRegeneratingReplacesTheTreeQuietly) {
-    auto* report = new RDB_FOLDER_OBJECT("R");
-    report->add(new RDB_TEXT_OBJECT("T", false));
-    report->add(new RDB_FOLDER_OBJECT("F"))->add(new RDB_TABLE_OBJECT("X", 2, 1));
-    install_report(RDB_REPORT_TIMING, report);
-    RPL_REPORT_TOC toc(RDB_REPORT_TIMING, to_rpl("t"));
-    toc.clear_children();  // never generated
-
-    toc.generate_toc(true);
-    toc.generate_toc(false);
-    EXPECT_EQ(index_paths(toc), (std::vector<std::string>{"||R", "||R||T", "||R||F", "||R||F||X"}));
-    EXPECT_EQ(toc.m_children->size(), 1u) << "one root, not one per build";
-    toc.clear_children();
-    toc.clear_children();
-    EXPECT_TRUE(toc.m_children->empty());
-    EXPECT_TRUE(toc.m_section_index.empty());
-    EXPECT_TRUE(host_message_log().internal_errors.empty());
 }
 
 // Every section goes once, roots in order, each with its subtree, all while

@@ -30,12 +30,11 @@ std::string get(RPL_REPORT_SETTINGS_FILE& settings, const char* section, const c
 }  // namespace
 
 TEST_F(SettingsFile, LoadThenSaveWritesOnlyKeyLinesUnderHeadersSortedByteForByte) {
-    struct CASE {
+    const struct {
         const char* what;
         std::string file;
         std::string saved;
-    };
-    const CASE cases[] = {
+    } kCases[] = {
         {"lines before the first header, blank lines, lines without =; sorted by strcmp",
          "K0=v\nstray\n\n[b]\nno equals here\nz=1\n\n_=2\nB=3\n[B]\n[A]\nk=v\n", "[A]\nk=v\n[B]\n[b]\nB=3\n_=2\nz=1\n"},
         {"blanks around = belong to key and value", "[S]\nkey = value \n", "[S]\nkey = value \n"},
@@ -47,7 +46,7 @@ TEST_F(SettingsFile, LoadThenSaveWritesOnlyKeyLinesUnderHeadersSortedByteForByte
         {"last line without line feed", "[A]\nk=v", "[A]\nk=v\n"},
         {"a NUL byte ends a line's text", "[A\0x]\nk\0=v\nkey=val\0ue\n\0[B]\nx=1\n"s, "[A\nkey=val\nx=1\n"},
     };
-    for (const CASE& c : cases) {
+    for (const auto& c : kCases) {
         SCOPED_TRACE(c.what);
         RPL_REPORT_SETTINGS_FILE settings;
         load(settings, c.file);

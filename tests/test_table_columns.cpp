@@ -5,6 +5,7 @@
 
 #include <climits>
 #include <functional>
+#include <iterator>
 
 using namespace rpltest;
 
@@ -12,22 +13,20 @@ namespace {
 
 class TableColumns : public HostTest {};
 
-// One member of the getter/setter family, seen through ints so one table of
-// cases serves all three.
-struct FAMILY {
-    const char* name;
-    std::function<int(RPL_TABLE&, unsigned)> get;
-    std::function<void(RPL_TABLE&, unsigned, int)> set;
-    std::function<std::vector<int>(const RPL_TABLE&)> list;
-    int value;  // one value other than the fill value
-};
-
 template <class LIST>
 std::vector<int> as_ints(const LIST& list) {
     return std::vector<int>(list.begin(), list.end());
 }
 
-const std::vector<FAMILY> kFamilies = {
+// The getter/setter family, each member seen through ints so one table of
+// cases serves all three.
+const struct {
+    const char* name;
+    std::function<int(RPL_TABLE&, unsigned)> get;
+    std::function<void(RPL_TABLE&, unsigned, int)> set;
+    std::function<std::vector<int>(const RPL_TABLE&)> list;
+    int value;  // one value other than the fill value
+} kFamilies[] = {
     {"width", [](RPL_TABLE& t, unsigned i) { return t.get_column_width(i); },
      [](RPL_TABLE& t, unsigned i, int v) { t.set_column_width(i, v); },
      [](const RPL_TABLE& t) { return as_ints(t.m_column_width); }, 120},
@@ -49,8 +48,8 @@ std::vector<std::size_t> lengths(const RPL_TABLE& t) {
 // The fill values are 0 and LEFT (0 too); the column count is the report's,
 // and the lists follow the indices given.
 TEST_F(TableColumns, SetterGrowsOnlyItsOwnListWithFillValuesAndOverwritesInPlace) {
-    for (std::size_t f = 0; f < kFamilies.size(); ++f) {
-        const FAMILY& family = kFamilies[f];
+    for (std::size_t f = 0; f < std::size(kFamilies); ++f) {
+        const auto& family = kFamilies[f];
         SCOPED_TRACE(family.name);
         RPL_TABLE table(to_rpl("T"));
         for (unsigned index : {0u, 5u, UINT_MAX}) EXPECT_EQ(family.get(table, index), 0) << "new table, " << index;
@@ -77,7 +76,7 @@ TEST_F(TableColumns, SetterGrowsOnlyItsOwnListWithFillValuesAndOverwritesInPlace
 // when it writes the value already there.
 TEST_F(TableColumns, EverySetterMarksTheSettingsChangedAndWritesNothing) {
     RPL_REPORT_TOC toc(RDB_REPORT_TIMING, to_rpl("columns"));
-    for (const FAMILY& family : kFamilies) {
+    for (const auto& family : kFamilies) {
         SCOPED_TRACE(family.name);
         RPL_TABLE table(to_rpl("T"));
         table.m_toc = &toc;

@@ -6,6 +6,7 @@
 
 #include <climits>
 #include <functional>
+#include <iterator>
 
 using namespace rpltest;
 
@@ -89,8 +90,11 @@ TEST_F(TocBuilder, IndexIsDepthFirstAndEverySectionCopiesItsObject) {
     EXPECT_EQ(host_mem_live_blocks(), blocks_built) << "and nothing of the first is left";
 
     // Each folder before its contents, skipped objects leave no gap.
-    struct Row { std::string path, describe; int type; bool titled; };
-    const std::vector<Row> rows = {
+    const struct {
+        std::string path, describe;
+        int type;
+        bool titled;
+    } kRows[] = {
         {"||R", "folder", 1, false},  // the root takes no header or footer although R has them
         {"||R||Intro", "text html", 3, true},
         {"||R||Clocks", "table 7", 4, true},
@@ -104,20 +108,20 @@ TEST_F(TocBuilder, IndexIsDepthFirstAndEverySectionCopiesItsObject) {
         {"||R||Compile summary", "summary", 7, true},  // its own name, not the default "Summary"
         {"||R||Meters", "gauges 101", 9, false},
     };
-    ASSERT_EQ(toc.m_section_index.size(), rows.size());
-    for (std::size_t i = 0; i < rows.size(); ++i) {
-        const std::string& path = rows[i].path;
+    ASSERT_EQ(toc.m_section_index.size(), std::size(kRows));
+    for (std::size_t i = 0; i < std::size(kRows); ++i) {
+        const std::string& path = kRows[i].path;
         const std::string name = path.substr(path.rfind("||") + 2);
         RPL_REPORT_SECTION* s = toc.m_section_index[i];
         SCOPED_TRACE(path);
         EXPECT_EQ(to_std(s->m_rdb_path), path);
         EXPECT_EQ(to_std(s->m_name), name);
-        EXPECT_EQ(describe(s), rows[i].describe);
-        EXPECT_EQ(s->m_rdb_object_type, rows[i].type);
-        EXPECT_EQ(to_std(s->m_header) + "|" + to_std(s->m_footer), rows[i].titled ? "h " + name + "|f " + name : "|");
+        EXPECT_EQ(describe(s), kRows[i].describe);
+        EXPECT_EQ(s->m_rdb_object_type, kRows[i].type);
+        EXPECT_EQ(to_std(s->m_header) + "|" + to_std(s->m_footer), kRows[i].titled ? "h " + name + "|f " + name : "|");
         EXPECT_EQ(to_std(s->m_report_name), kReportName);
         EXPECT_EQ(s->m_toc, &toc);
-        EXPECT_EQ(s->m_settings_changed, rows[i].type == 5) << "only charts, whatever the file held";
+        EXPECT_EQ(s->m_settings_changed, kRows[i].type == 5) << "only charts, whatever the file held";
         EXPECT_EQ(s->m_parent ? to_std(s->m_parent->m_rdb_path) : "none", i ? path.substr(0, path.rfind("||")) : "none");
         Paths listed, children;  // every child list holds the index's order
         if (s->m_children != nullptr)
@@ -133,13 +137,12 @@ TEST_F(TocBuilder, IndexIsDepthFirstAndEverySectionCopiesItsObject) {
 }
 
 TEST_F(TocBuilder, RowTestAsksFromRowOneAndStopsAtTheFirstFalse) {
-    struct Case {
+    const struct {
         const char* name;
         std::vector<bool> answers;  // one per row, row 0 first
         bool failed;
         std::vector<int> asked;
-    };
-    const std::vector<Case> cases = {
+    } kCases[] = {
         {"one row", {false}, false, {}},
         {"row zero false", {false, true}, false, {1}},
         {"all true", {true, true, true}, false, {1, 2}},
@@ -151,7 +154,7 @@ TEST_F(TocBuilder, RowTestAsksFromRowOneAndStopsAtTheFirstFalse) {
     // A table that read its settings only after the row test would miss them.
     auto* t = r->add(new AskingTable("T", [&] { write_file(file, ""); }));
     std::vector<RDB_ROW_TEST_TABLE_OBJECT*> tables;
-    for (const Case& c : cases) tables.push_back(r->add(new RDB_ROW_TEST_TABLE_OBJECT(c.name, 2, c.answers, 8)));
+    for (const auto& c : kCases) tables.push_back(r->add(new RDB_ROW_TEST_TABLE_OBJECT(c.name, 2, c.answers, 8)));
     r->add(new RDB_ROW_TEST_TABLE_OBJECT("negative row count", 2, {true, false}))->set_number_of_rows(-3);
     r->add(new RDB_TABLE_OBJECT("no row-test view", 2, 5));
     install_report(kType, r);
@@ -163,12 +166,12 @@ TEST_F(TocBuilder, RowTestAsksFromRowOneAndStopsAtTheFirstFalse) {
     EXPECT_TRUE(table->m_row_test_failed);
     EXPECT_EQ(t->rows_asked(), std::vector<int>{1});
     std::size_t total_asked = 1;
-    for (std::size_t i = 0; i < cases.size(); ++i) {
-        SCOPED_TRACE(cases[i].name);
-        EXPECT_EQ(find(toc, std::string("||R||") + cases[i].name)->dynamic_cast_to_RPL_TABLE()->m_row_test_failed,
-                  cases[i].failed);
-        EXPECT_EQ(tables[i]->rows_asked(), cases[i].asked);
-        total_asked += cases[i].asked.size();
+    for (std::size_t i = 0; i < std::size(kCases); ++i) {
+        SCOPED_TRACE(kCases[i].name);
+        EXPECT_EQ(find(toc, std::string("||R||") + kCases[i].name)->dynamic_cast_to_RPL_TABLE()->m_row_test_failed,
+                  kCases[i].failed);
+        EXPECT_EQ(tables[i]->rows_asked(), kCases[i].asked);
+        total_asked += kCases[i].asked.size();
     }
     for (const char* name : {"||R||negative row count", "||R||no row-test view"})
         EXPECT_FALSE(find(toc, name)->dynamic_cast_to_RPL_TABLE()->m_row_test_failed) << name;
@@ -204,11 +207,11 @@ TEST_F(TocBuilder, ReportIsGivenBackOncePerBuildWheneverThereIsAManager) {
         bool manager, install;
         int main_folder_type;  // 0: no main folder
         std::string trace;     // none when the report is built
-    } cases[] = {
+    } kCases[] = {
         {true, true, 1, ""},  {true, false, 1, no_report}, {false, true, 1, no_report},
         {true, true, 0, no_root}, {true, true, 2, no_root},
     };
-    for (const auto& c : cases) {
+    for (const auto& c : kCases) {
         SCOPED_TRACE(testing::Message() << c.manager << c.install << c.main_folder_type);
         // A tree from an earlier build, which a failed build must not leave.
         install_report(kType, new RDB_FOLDER_OBJECT("Old"));
@@ -247,15 +250,17 @@ TEST_F(TocBuilder, BadObjectsAreTracedOrReportedAndTheWalkGoesOn) {
     // Objects whose type promises a class they are not: an internal error,
     // and a section keeping its constructor's values for what the object
     // could not give (a chart without a stored type reads as type 1).
-    struct Case { int type; std::string condition, describe; };
-    const std::vector<Case> cases = {
+    const struct {
+        int type;
+        std::string condition, describe;
+    } kCases[] = {
         {3, "text_object != NULL", "text plain"}, {4, "table_object != NULL", "table 0"},
         {8, "table_object != NULL", "table 0"},   {14, "table_object != NULL", "table 0"},
         {5, "chart != NULL", "chart 1"},          {6, "em_object != NULL", "embedded 0 "},
         {9, "gauges_object != NULL", "gauges "},  {1, "folder != NULL", "folder"},
     };
     Paths expected_paths = {"||R", "||R||t", "||R||t"}, expected_errors;
-    for (const Case& c : cases) {
+    for (const auto& c : kCases) {
         r->add(new RDB_OBJECT(c.type, std::to_string(c.type), "h", "f"));
         expected_paths.push_back("||R||" + std::to_string(c.type));
         expected_errors.push_back(c.condition);
@@ -277,7 +282,7 @@ TEST_F(TocBuilder, BadObjectsAreTracedOrReportedAndTheWalkGoesOn) {
                                     "Eeeeeek! The RDB object was NULL"}));
     EXPECT_EQ(internal_error_conditions(), expected_errors);
     EXPECT_EQ(host_message_log().internal_errors.at(0).file, "rpl_report_toc.cpp");
-    for (const Case& c : cases) {
+    for (const auto& c : kCases) {
         RPL_REPORT_SECTION* s = find(toc, "||R||" + std::to_string(c.type));
         EXPECT_EQ(describe(s), c.describe) << c.type;
         EXPECT_EQ(to_std(s->m_header) + to_std(s->m_footer), "hf") << c.type << ": the common values are still copied";
