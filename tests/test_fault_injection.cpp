@@ -301,6 +301,10 @@ TEST_F(FaultInjection, SettingsFileItsUserMayNotWriteIsLeftAsItIs) {
         EXPECT_EQ(db_entries(), std::vector<std::string>{base_});
         fs::remove(path_);
     }
+    // No file yet, and none may be made in the directory.
+    ASSERT_EQ(::chmod(db_->path().c_str(), 0755), 0);
+    EXPECT_EQ(run_as_nobody([&] { return !save_store(path_, "1"); }), 0);
+    EXPECT_EQ(db_entries(), std::vector<std::string>{});
 }
 
 TEST_F(FaultInjection, SymbolicLinksStayAndTheirTargetReceivesTheText) {
