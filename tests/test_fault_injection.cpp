@@ -233,7 +233,7 @@ TEST_F(FaultInjection, EveryWayOfSavingOnAFullDiskKeepsTheOldFile) {
     // A small memory file system, mounted where only this process sees it.
     const std::string dir = db_->file("full");
     fs::create_directory(dir);
-    if (::unshare(CLONE_NEWNS) != 0 || ::mount(nullptr, "/", nullptr, MS_REC | MS_PRIVATE, nullptr) != 0 ||
+    if (::unshare(CLONE_NEWNS) != 0 || ::mount("none", "/", "none", MS_REC | MS_PRIVATE, nullptr) != 0 ||
         ::mount("tmpfs", dir.c_str(), "tmpfs", 0, "size=256k") != 0)
         GTEST_SKIP() << "no file system of a set size can be mounted here: " << std::strerror(errno);
     // Every block taken but those the old file holds.
