@@ -87,7 +87,6 @@ void host_rdb_set_manager_enabled(bool enabled);
 struct RDB_MANAGER_COUNTS {
     int gets = 0;
     int ungets = 0;
-    int gets_answered = 0;  // gets that returned a report
     int held = 0;           // reports given out and not given back; an unget
                             // after a get that gave nothing holds nothing
     std::vector<std::string> requesters;

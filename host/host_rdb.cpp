@@ -120,7 +120,6 @@ RDB_REPORT* DBMUI_MANAGER::get_rdb_report(RDB_REPORT_TYPE type, const char* requ
     c.requesters.push_back(requester ? requester : "");
     auto it = stand_in().reports.find(type);
     if (it == stand_in().reports.end() || !it->second) return nullptr;
-    c.gets_answered++;
     c.held++;
     return it->second.get();
 }

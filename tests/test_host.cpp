@@ -8,7 +8,6 @@
 #include <climits>
 #include <regex>
 #include <set>
-#include <tuple>
 
 using namespace rpltest;
 
@@ -107,26 +106,4 @@ TEST_F(HostServices, ExistsFollowsLinks) {
     } kCases[] = {{db_->file("link"), true}, {db_->file("dangling"), false}, {db_->file("file/below"), false}};
     for (const auto& c : kCases) EXPECT_EQ(FIO_FILE_SYSTEM::exists(c.path.c_str()), c.exists) << c.path;
     EXPECT_FALSE(FIO_FILE_SYSTEM::exists(nullptr));
-}
-
-TEST_F(HostServices, ManagerCountsEveryGetAndUngetPerType) {
-    auto* root = new RDB_FOLDER_OBJECT("R");
-    install_report(RDB_REPORT_TIMING, root);
-    DBMUI_MANAGER* manager = DBMUI_MANAGER::get_dbmui_manager();
-    ASSERT_NE(manager, nullptr);
-    EXPECT_EQ(manager->get_rdb_report(RDB_REPORT_TIMING, "RPL")->get_main_folder(), root);
-    EXPECT_EQ(manager->get_rdb_report(RDB_REPORT_POWER, "other"), nullptr);
-    manager->unget_rdb_report(RDB_REPORT_POWER, "other");
-    EXPECT_EQ(host_rdb_reports_held(), 1) << "giving back what was never given out releases nothing";
-    manager->unget_rdb_report(RDB_REPORT_TIMING, "RPL");
-    EXPECT_EQ(host_rdb_reports_held(), 0);
-
-    const RDB_MANAGER_COUNTS& timing = host_rdb_counts(RDB_REPORT_TIMING);
-    EXPECT_EQ(std::make_tuple(timing.gets, timing.gets_answered, timing.ungets), std::make_tuple(1, 1, 1));
-    EXPECT_EQ(timing.requesters, (std::vector<std::string>{"RPL", "RPL"}));
-    const RDB_MANAGER_COUNTS& power = host_rdb_counts(RDB_REPORT_POWER);
-    EXPECT_EQ(std::make_tuple(power.gets, power.gets_answered, power.ungets), std::make_tuple(1, 0, 1));
-
-    host_rdb_set_manager_enabled(false);
-    EXPECT_EQ(DBMUI_MANAGER::get_dbmui_manager(), nullptr) << "switched off, there is no manager";
 }
