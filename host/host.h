@@ -87,8 +87,8 @@ void host_rdb_set_manager_enabled(bool enabled);
 struct RDB_MANAGER_COUNTS {
     int gets = 0;
     int ungets = 0;
-    int held = 0;           // reports given out and not given back; an unget
-                            // after a get that gave nothing holds nothing
+    int held = 0;  // reports given out and not given back; an unget after
+                   // a get that gave nothing holds nothing
     std::vector<std::string> requesters;
 };
 const RDB_MANAGER_COUNTS& host_rdb_counts(RDB_REPORT_TYPE type);
