@@ -642,6 +642,9 @@ TEST_F(RplTocCli, ChangesThatWereNotSavedAreErrorsAndLeaveTheFileAsItWas) {
                   return symlink(fs::path(file).filename().c_str(), file.c_str()) == 0;
               },
               "Too many levels of symbolic links", true, nobody},
+             {"pipe in its place",
+              [](const std::string&, const std::string& file) { return mkfifo(file.c_str(), 0666) == 0; },
+              "not a regular file", true, nobody},
              {"read-only file", old_file(0444, kAfterUnmarkF), "Permission denied", false, nobody},
              {"append-only file",
               [&](const std::string& dir, const std::string& file) {
@@ -670,13 +673,17 @@ TEST_F(RplTocCli, ChangesThatWereNotSavedAreErrorsAndLeaveTheFileAsItWas) {
             continue;
         }
         const std::vector<std::string> entries = entries_of(dir.path());
-        const std::string before = read_file(file);
+        auto content = [&file] {
+            std::error_code ec;
+            return fs::is_regular_file(file, ec) ? read_file(file) : std::string();
+        };
+        const std::string before = content();
         for (Args args : {Args{"unmark", small_, "||R||X1"}, Args{"set", small_, "||R||T1", "--orientation", "2"}}) {
             args.insert(args.begin(), {"--db-dir", dir.path()});
             Result r = raw(args, c.launch);
             EXPECT_EQ(r.code, 2) << args[0];
             EXPECT_EQ(r.err, "rpl-toc: error: the change was not saved: " + file + ": " + c.reason + "\n");
-            EXPECT_TRUE(read_file(file) == before) << "the file changed";
+            EXPECT_TRUE(content() == before) << "the file changed";
             EXPECT_EQ(entries_of(dir.path()), entries) << "nothing left beside it";
         }
         Result show = raw({"--db-dir", dir.path(), "show", small_}, c.launch);
