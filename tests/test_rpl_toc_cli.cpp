@@ -217,18 +217,6 @@ protected:
     TempDir scratch_;  // the spawned process's stdout and stderr
 };
 
-TEST_F(RplTocCli, HelpAndVersionPrintOnStdoutAndSucceed) {
-    for (const auto& [args, expect] : std::vector<std::pair<Args, std::string>>{
-             {{"--help"}, "Usage: rpl-toc [OPTIONS] SUBCOMMAND"},
-             {{"set", "--help"}, "Usage: rpl-toc set [OPTIONS] REPORT PATH"}}) {
-        Result r = raw(args);
-        EXPECT_EQ(r.code, 0) << args[0];
-        EXPECT_NE(r.out.find(expect), std::string::npos) << r.out;
-        EXPECT_EQ(r.err, "");
-    }
-    EXPECT_TRUE(std::regex_match(raw({"--version"}).out, std::regex("rpl-toc [0-9]+\\.[0-9]+\\.[0-9]+\n")));
-}
-
 // Every failure before the library is reached, and every refused change, is
 // exit 2 with one error line, and leaves the settings file as it was.
 TEST_F(RplTocCli, FailuresAreOneErrorLineExitTwoAndWriteNothing) {
@@ -470,17 +458,20 @@ TEST_F(RplTocCli, EveryJsonDocumentStartsWithItsFormat) {
     }
 }
 
-// "-" is standard input; a report that is not a regular file keeps its
-// settings in the current directory (never in /dev); reading stops at the
-// cap whatever the file.
-TEST_F(RplTocCli, ReportsComeFromStandardInputPipesAndDevicesUpToTheirCap) {
+// The settings file goes to --db-dir, given before or after the command,
+// else beside a regular report file, else to the current directory: "-" is
+// standard input, and /dev/stdin never puts it in /dev. Reading stops at
+// the cap whatever the file.
+TEST_F(RplTocCli, SettingsGoBesideARegularReportElseToTheCurrentDirectory) {
     expect_error(toc({"show", "/dev/zero"}), "report file '/dev/zero' is larger than 256 MiB");
-    const std::string list = "||R||T1\n||R||F||C1\n||R||X1\n";
+    const std::string file = report("r.json", read_file(small_));
     TempDir work;
     Launch from_small;
     from_small.input = small_;
     from_small.cwd = work.path();
     for (const auto& [args, settings_dir] : std::vector<std::pair<Args, std::string>>{
+             {{"unmark", file, "||R||X1"}, files_.path()},
+             {{"unmark", file, "||R||X1", "--db-dir", db_.path()}, db_.path()},
              {{"unmark", "-", "||R||X1"}, work.path()},
              {{"unmark", "/dev/stdin", "||R||X1"}, work.path()},
              {{"--db-dir", db_.path(), "unmark", "-", "||R||X1"}, db_.path()},
@@ -497,7 +488,7 @@ TEST_F(RplTocCli, ReportsComeFromStandardInputPipesAndDevicesUpToTheirCap) {
     Result piped = raw({"list", pipe}, from_small);
     close(open(pipe.c_str(), O_RDONLY | O_NONBLOCK));  // frees the writer should rpl-toc not have read
     writer.join();
-    EXPECT_EQ(piped.out, list);
+    EXPECT_EQ(piped.out, "||R||T1\n||R||F||C1\n||R||X1\n");
 
     Result out = raw({"export", "-", "--text", "-"}, from_small);
     EXPECT_EQ(out.code, 0);
@@ -588,21 +579,6 @@ TEST_F(RplTocCli, ColumnListsChangeOneColumnAtATimeOnceStoredInFull) {
               std::string::npos)
         << stored;
     EXPECT_EQ(stored.find("COLUMN_ORDER"), std::string::npos);
-}
-
-TEST_F(RplTocCli, CommandsInARowShareTheDatabaseDirectory) {
-    // By default the settings live beside the report file.
-    std::string file = report("r.json", read_file(small_));
-    ASSERT_EQ(raw({"unmark", file, "||R||X1"}).code, 0);
-    json beside = json::parse(raw({"--json", "show", file}).out);
-    EXPECT_EQ(section_at(beside, "||R||X1").at("marked"), false);
-    EXPECT_EQ(beside.at("settings_file"), files_.file("small@timing.rplset"));
-    // With --db-dir, also given after the command, they live there instead, apart from the others.
-    EXPECT_EQ(section_at(json::parse(raw({"show", file, "--json", "--db-dir", db_.path()}).out), "||R||X1")["marked"],
-              true);
-    ASSERT_EQ(toc({"set", file, "||R||T1", "--orientation", "2"}).code, 0);
-    EXPECT_EQ(section_at(toc_json({"show", file}), "||R||T1").at("orientation"), 2);
-    EXPECT_EQ(section_at(json::parse(raw({"--json", "show", file}).out), "||R||T1").at("orientation"), 1);
 }
 
 // The library tells nobody when a save fails, so the tool checks: a change
@@ -714,7 +690,8 @@ TEST_F(RplTocCli, ObjectsLeftOutAreNotedAndDebugSaysWhich) {
 }
 
 // The man page renders without a warning and names exactly the options
-// --help gives; the completion loads and completes commands and paths.
+// --help gives, which states the exit codes; the completion loads and
+// completes commands and paths.
 TEST_F(RplTocCli, ManPageCompletionAndHelpAgree) {
     const std::string page = RPL_TOOLS_SOURCE_DIR "/rpl-toc.1";
     Result man = spawn({"/usr/bin/man", "--warnings", "-l", page}, scratch_.path());
@@ -731,8 +708,13 @@ TEST_F(RplTocCli, ManPageCompletionAndHelpAgree) {
     };
     std::string help = raw({"--help"}).out;
     EXPECT_NE(help.find("Exit codes: 0 success; 1 nothing found"), std::string::npos);
-    for (const char* command : {"show", "list", "find", "next", "prev", "mark", "unmark", "set", "settings", "export"})
-        help += raw({command, "--help"}).out;
+    for (const char* command : {"show", "list", "find", "next", "prev", "mark", "unmark", "set", "settings", "export"}) {
+        Result r = raw({command, "--help"});
+        EXPECT_EQ(r.code, 0);
+        EXPECT_NE(r.out.find(std::string("Usage: rpl-toc ") + command + " [OPTIONS] REPORT"), std::string::npos);
+        help += r.out;
+    }
+    EXPECT_TRUE(std::regex_match(raw({"--version"}).out, std::regex("rpl-toc [0-9]+\\.[0-9]+\\.[0-9]+\n")));
     EXPECT_EQ(options(std::regex_replace(read_file(page), std::regex(R"(\\-)"), "-")), options(help));
 
     Result completion = spawn(
