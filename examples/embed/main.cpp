@@ -23,7 +23,7 @@ int main(int argc, char** argv) {
     timing->add(new RDB_TABLE_OBJECT("Setup Slack", 5, 12));
     timing->add(new RDB_CHART_TABLE_OBJECT("Slack Histogram", 1));
     root->add(new RDB_TEXT_OBJECT("Notes", false));
-    rdb_stand_in_manager().set_report(RDB_REPORT_TIMING, std::make_unique<RDB_REPORT>(root));
+    host_rdb_set_report(RDB_REPORT_TIMING, std::make_unique<RDB_REPORT>(root));
 
     RPL_REPORT_TOC toc(RDB_REPORT_TIMING, "timing");
     toc.generate_toc(true);
