@@ -135,16 +135,28 @@ function columnsForm(section, onSet) {
     return out;
   };
   const form = changeForm('Columns', onSet, change, grid, element('div', { className: 'form-actions' }, apply), note);
-  body.addEventListener('input', (event) => {
+  const touch = (event) => {
     const list = { width: 'widths', align: 'aligns', order: 'orders' }[event.target.name.split('-')[0]];
     touched[list] = true;
     apply.disabled = false;
-  });
+  };
+  body.addEventListener('input', touch);
+  body.addEventListener('change', touch);
   form.addEventListener('submit', () => form.send());
   return form;
 }
 
-export function renderDetails(container, section, onSet) {
+// A folder's contents in a few words: "4 sections, 3 marked".
+function contents(node) {
+  const marked = node.children.filter((c) => c.section.marked).length;
+  const count = node.children.length;
+  return `${count} ${count === 1 ? 'section' : 'sections'}, ${marked} marked`;
+}
+
+// `node` is the selected section's node of the tree (its "section" is the
+// SECTION document), or null.
+export function renderDetails(container, node, onSet) {
+  const section = node ? node.section : null;
   if (!section) {
     container.replaceChildren(element('p', { className: 'muted' }, 'Select a section in the table of contents.'));
     return;
@@ -158,6 +170,7 @@ export function renderDetails(container, section, onSet) {
       ['Path', element('span', { className: 'path' }, section.path)],
       ['Kind', `${section.kind} (object type ${section.object_type})`],
       ['Output', marking],
+      ['Contents', section.kind === 'folder' ? contents(node) : ''],
       ['Header', section.header],
       ['Footer', section.footer],
       ...kindFacts(section),

@@ -55,7 +55,7 @@ function showDetails(force = false) {
   const json = node ? JSON.stringify(node.section) : '';
   if (!force && json === state.shownSection) return; // keeps a half-edited form
   state.shownSection = json;
-  renderDetails($('details'), node ? node.section : null, change);
+  renderDetails($('details'), node, change);
 }
 
 function showToc(document) {
