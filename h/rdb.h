@@ -33,6 +33,20 @@ enum RDB_EMBEDDED_OBJECT_EMBEDDED_TYPE_ENUM : std::int32_t {
     RDB_EMBEDDED_DOCUMENT = 2,
 };
 
+// Type codes of report objects that the library presents; any other code
+// may occur in a report and is passed over.
+enum RDB_OBJECT_TYPE : std::int32_t {
+    RDB_OBJECT_TYPE_FOLDER = 1,
+    RDB_OBJECT_TYPE_TEXT = 3,
+    RDB_OBJECT_TYPE_TABLE = 4,
+    RDB_OBJECT_TYPE_CHART = 5,
+    RDB_OBJECT_TYPE_EMBEDDED = 6,
+    RDB_OBJECT_TYPE_CMP_SUMMARY = 7,
+    RDB_OBJECT_TYPE_TABLE_2 = 8,
+    RDB_OBJECT_TYPE_GAUGES = 9,
+    RDB_OBJECT_TYPE_TABLE_3 = 14,
+};
+
 class RDB_FOLDER_OBJECT;
 class RDB_LINK_RPT_OBJECT;
 class RDB_TEXT_OBJECT;

@@ -129,7 +129,7 @@ protected:
         EXPECT_EQ(r.code, 0) << r.err;
         json j = json::parse(r.out);
         if (args[1] != "find" && args[1] != "settings") {
-            EXPECT_EQ(keys_of(j), (std::set<std::string>{"report", "type", "settings_file", "sections"}));
+            EXPECT_EQ(keys_of(j), (std::set<std::string>{"format", "report", "type", "settings_file", "sections"}));
         }
         return j;
     }
@@ -298,7 +298,9 @@ TEST_F(RplTocCli, FindNextAndPrevPrintTheSectionOrExitOne) {
         EXPECT_EQ(r.err, "");
     }
     // find --json prints exactly the section that show --json lists.
-    EXPECT_EQ(toc_json({"find", small_, "||R||F||C1"}), section_at(toc_json({"show", small_}), "||R||F||C1"));
+    json section = section_at(toc_json({"show", small_}), "||R||F||C1");
+    section.insert(section.begin(), {"format", 1});
+    EXPECT_EQ(toc_json({"find", small_, "||R||F||C1"}), section);
 }
 
 TEST_F(RplTocCli, MarkAndUnmarkWriteThroughToTheSettingsFile) {

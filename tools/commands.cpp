@@ -1,54 +1,39 @@
 #include "tools/commands.h"
 
-#include <cerrno>
-#include <climits>
-#include <cstring>
-#include <filesystem>
-#include <fstream>
-#include <iostream>
-#include <sstream>
-#include <utility>
+#include <sys/stat.h>
 
-#include "host/host.h"
-#include "tools/report_json.h"
+#include <cerrno>
+#include <cstdio>
+#include <iostream>
+
+#include "host/host_strings.h"
 #include "tools/report_writer.h"
 #include "tools/section_info.h"
+#include "tools/settings_probe.h"
 #include "tools/toc_json.h"
 #include "tools/toc_tree.h"
 
 namespace rpl_toc {
 namespace {
 
-namespace fs = std::filesystem;
+void print_json(const Json& document) { std::cout << dump_json(document); }
 
-// Report files beyond this size are refused rather than read into memory.
-constexpr std::uintmax_t kMaxReportFileBytes = 256u << 20;
+// ---- Warnings and notes on stderr ---------------------------------------------------
 
-std::string quoted(const std::string& text) { return "'" + printable(text) + "'"; }
+void warn(const std::string& text) { std::cerr << "rpl-toc: warning: " << printable(text) << '\n'; }
 
-std::string read_report_file(const std::string& path) {
-    std::error_code ec;
-    if (fs::is_directory(path, ec)) throw CommandError(kExitError, "cannot read report file " + quoted(path) + ": it is a directory");
-    std::uintmax_t size = fs::file_size(path, ec);
-    if (!ec && size > kMaxReportFileBytes)
-        throw CommandError(kExitError, "report file " + quoted(path) + " is larger than 256 MiB");
-    std::ifstream in(path, std::ios::binary);
-    if (!in) throw CommandError(kExitError, "cannot read report file " + quoted(path) + ": " + std::strerror(errno));
-    std::ostringstream text;
-    text << in.rdbuf();
-    if (in.bad()) throw CommandError(kExitError, "cannot read report file " + quoted(path));
-    return text.str();
+// The library then works on defaults and would not save a change.
+void warn_if_settings_unreadable(Session& session) {
+    std::string path = to_std(session.toc().get_settings_filename());
+    std::string reason = unreadable_reason(path);
+    if (!reason.empty()) warn("the settings file cannot be read, defaults are shown: " + path + ": " + reason);
 }
 
-std::string database_directory(const std::string& report_file, const std::string& db_dir) {
-    if (db_dir.empty()) {
-        std::string parent = fs::path(report_file).parent_path().string();
-        return parent.empty() ? "." : parent;
-    }
-    std::error_code ec;
-    if (!fs::is_directory(db_dir, ec))
-        throw CommandError(kExitError, "database directory " + quoted(db_dir) + " does not exist or is not a directory");
-    return db_dir;
+void note_objects_left_out(Session& session, const Output& output) {
+    int n = session.objects_left_out();
+    if (n <= 0) return;
+    std::cerr << "rpl-toc: note: " << n << (n == 1 ? " object of the report was" : " objects of the report were")
+              << " left out" << (output.debug ? "" : " (run with --debug to see which)") << '\n';
 }
 
 // ---- Text output ------------------------------------------------------------------
@@ -73,173 +58,130 @@ void print_section(const RPL_REPORT_SECTION& s) {
     print_field("settings", s.m_settings_changed ? "changed" : "unchanged");
 }
 
-void print_toc_json(Session& session) { std::cout << dump_json(toc_json(session.toc())); }
+// Every line shown with its control bytes escaped, the line feeds kept.
+std::string printable_lines(const std::string& text) {
+    std::string out;
+    std::size_t start = 0;
+    while (start < text.size()) {
+        std::size_t end = text.find('\n', start);
+        if (end == std::string::npos) return out + printable(text.substr(start));
+        out += printable(text.substr(start, end - start)) + '\n';
+        start = end + 1;
+    }
+    return out;
+}
 
-// ---- set ----------------------------------------------------------------------------
+// ---- Changes ----------------------------------------------------------------------
 
-// The validated changes of one `set`, ready to apply.
-struct SetPlan {
-    std::vector<std::pair<unsigned int, int>> widths;
-    std::vector<std::pair<unsigned int, RPL_TABLE::ALIGNMENT>> aligns;
-    std::vector<std::pair<unsigned int, int>> orders;
+void add_subtree(const RPL_REPORT_SECTION& section, std::vector<const RPL_REPORT_SECTION*>& out) {
+    out.push_back(&section);
+    if (section.m_children)
+        for (const RPL_REPORT_SECTION* child : *section.m_children)
+            if (child) add_subtree(*child, out);
+}
+
+// A mark writes every section of the subtree and recomputes every ancestor.
+std::vector<const RPL_REPORT_SECTION*> marked_sections(const std::vector<RPL_REPORT_SECTION*>& roots) {
+    std::vector<const RPL_REPORT_SECTION*> out;
+    for (const RPL_REPORT_SECTION* root : roots) {
+        add_subtree(*root, out);
+        for (const RPL_REPORT_SECTION* p = root->m_parent; p; p = p->m_parent) out.push_back(p);
+    }
+    return out;
+}
+
+void check_saved(Session& session, const std::vector<const RPL_REPORT_SECTION*>& changed) {
+    std::string reason = unsaved_reason(session, changed);
+    if (!reason.empty()) throw CommandError(kExitError, "the change was not saved: " + printable(reason));
+}
+
+// ---- Settings file ----------------------------------------------------------------
+
+struct SettingsFile {
+    std::string path;
+    bool exists = false;
+    std::string unreadable;  // why it cannot be read; empty when it can
+    std::string content;
 };
 
-bool parse_int(const std::string& text, long long lo, long long hi, long long* out) {
-    std::size_t i = (!text.empty() && text[0] == '-') ? 1 : 0;
-    if (i == text.size() || text.size() - i > 10) return false;
-    for (std::size_t k = i; k < text.size(); ++k)
-        if (text[k] < '0' || text[k] > '9') return false;
-    long long value = std::stoll(text);
-    if (value < lo || value > hi) return false;
-    *out = value;
-    return true;
-}
-
-// Splits "I=VALUE" and checks that I is a column of the table.
-std::pair<unsigned int, std::string> column_option(const char* option, const std::string& text, const char* form,
-                                                   std::uint32_t columns) {
-    std::size_t eq = text.find('=');
-    long long index = 0;
-    if (eq == std::string::npos || !parse_int(text.substr(0, eq), 0, UINT32_MAX, &index))
-        throw CommandError(kExitError, std::string(option) + " " + quoted(text) + ": expected " + form);
-    if (index >= columns)
-        throw CommandError(kExitError, std::string(option) + " " + quoted(text) + ": no column " +
-                                           std::to_string(index) + "; the table has " + std::to_string(columns) +
-                                           " columns, numbered from 0");
-    return {static_cast<unsigned int>(index), text.substr(eq + 1)};
-}
-
-std::vector<std::pair<unsigned int, int>> integer_columns(const char* option, const std::vector<std::string>& texts,
-                                                          const char* form, std::uint32_t columns) {
-    std::vector<std::pair<unsigned int, int>> out;
-    for (const std::string& text : texts) {
-        auto column = column_option(option, text, form, columns);
-        long long value = 0;
-        if (!parse_int(column.second, INT_MIN, INT_MAX, &value))
-            throw CommandError(kExitError, std::string(option) + " " + quoted(text) + ": expected " + form);
-        out.emplace_back(column.first, static_cast<int>(value));
-    }
+SettingsFile settings_file(Session& session) {
+    SettingsFile out;
+    out.path = to_std(session.toc().get_settings_filename());
+    out.unreadable = unreadable_reason(out.path);
+    struct stat st;
+    out.exists = ::stat(out.path.c_str(), &st) == 0 || errno != ENOENT;
+    if (!out.exists || !out.unreadable.empty()) return out;
+    std::FILE* file = std::fopen(out.path.c_str(), "rb");
+    char buffer[65536];
+    std::size_t n;
+    while (file && (n = std::fread(buffer, 1, sizeof buffer, file)) > 0) out.content.append(buffer, n);
+    if (!file || std::ferror(file)) out.unreadable = "cannot be read";
+    if (file) std::fclose(file);
     return out;
-}
-
-std::vector<std::pair<unsigned int, RPL_TABLE::ALIGNMENT>> align_columns(const std::vector<std::string>& texts,
-                                                                         std::uint32_t columns) {
-    std::vector<std::pair<unsigned int, RPL_TABLE::ALIGNMENT>> out;
-    for (const std::string& text : texts) {
-        auto column = column_option("--align", text, "I=L or I=R", columns);
-        if (column.second != "L" && column.second != "R")
-            throw CommandError(kExitError, "--align " + quoted(text) + ": the alignment must be L or R");
-        out.emplace_back(column.first, column.second == "L" ? RPL_TABLE::LEFT : RPL_TABLE::RIGHT);
-    }
-    return out;
-}
-
-// Checks every option against the section before anything is changed, so
-// a refused command leaves the settings file as it was.
-SetPlan plan_set(RPL_REPORT_SECTION& section, const SetRequest& request) {
-    std::string what = quoted(to_std(section.m_rdb_path)) + " is a " + section_kind(section);
-    if (request.has_chart_type && !section.dynamic_cast_to_RPL_CHART())
-        throw CommandError(kExitError, "--chart-type applies to charts only; " + what);
-    bool columns = !request.widths.empty() || !request.aligns.empty() || !request.orders.empty();
-    RPL_TABLE* table = section.dynamic_cast_to_RPL_TABLE();
-    SetPlan plan;
-    if (!columns) return plan;
-    if (!table) throw CommandError(kExitError, "--width, --align and --order apply to tables only; " + what);
-    plan.widths = integer_columns("--width", request.widths, "I=W, a column index and a width", table->m_num_columns);
-    plan.aligns = align_columns(request.aligns, table->m_num_columns);
-    plan.orders = integer_columns("--order", request.orders, "I=D, a column index and a display column",
-                                  table->m_num_columns);
-    return plan;
-}
-
-void apply_set(RPL_REPORT_SECTION& section, const SetRequest& request, const SetPlan& plan) {
-    if (request.has_orientation) section.m_page_orientation = request.orientation;
-    if (request.has_chart_type) section.dynamic_cast_to_RPL_CHART()->m_chart_type = request.chart_type;
-    if (RPL_TABLE* table = section.dynamic_cast_to_RPL_TABLE()) {
-        for (const auto& w : plan.widths) table->set_column_width(w.first, w.second);
-        for (const auto& a : plan.aligns) table->set_alignment(a.first, a.second);
-        for (const auto& o : plan.orders) table->set_display_column(o.first, o.second);
-    }
-    section.m_settings_changed = true;
-    section.write_acf_settings();
-}
-
-std::string settings_content(const std::string& path, bool* exists) {
-    std::error_code ec;
-    *exists = fs::exists(path, ec);
-    if (!*exists) return std::string();
-    std::ifstream in(path, std::ios::binary);
-    std::ostringstream text;
-    if (in) text << in.rdbuf();
-    if (!in || in.bad()) throw CommandError(kExitError, "cannot read settings file " + quoted(path));
-    return text.str();
 }
 
 }  // namespace
 
-// ---- Session ----------------------------------------------------------------------
-
-Session::Session(const std::string& report_file, const std::string& db_dir) {
-    std::string text = read_report_file(report_file);
-    ReportLoad load = load_report_json(text);
-    if (!load.ok()) throw CommandError(kExitError, printable(report_file) + ": " + printable(load.error));
-    host_set_db_dir(database_directory(report_file, db_dir));
-    auto type = static_cast<RDB_REPORT_TYPE>(load.report.type);
-    rdb_stand_in_manager().set_report(type, std::make_unique<RDB_REPORT>(load.report.main_folder.release()));
-    m_toc = std::make_unique<RPL_REPORT_TOC>(type, to_rpl(load.report.name));
-    m_toc->generate_toc(true);
-}
-
-Session::~Session() {
-    RDB_REPORT_TYPE type = m_toc->m_report_type;
-    m_toc.reset();
-    rdb_stand_in_manager().remove_report(type);
-}
-
-RPL_REPORT_SECTION& Session::section(const std::string& path) {
-    RPL_REPORT_SECTION* found = m_toc->section_exists(to_rpl(path));
-    if (!found) throw CommandError(kExitError, "no section with the path " + quoted(path));
-    return *found;
-}
-
 // ---- Commands -----------------------------------------------------------------------
 
 int run_show(Session& session, const Output& output, bool paths) {
+    warn_if_settings_unreadable(session);
+    note_objects_left_out(session, output);
     if (output.json) {
-        print_toc_json(session);
+        print_json(toc_json(session.toc()));
         return kExitOk;
     }
     TreeStyle style;
     style.colour = output.colour;
+    style.boxes = output.boxes;
     style.paths = paths;
     print_tree(std::cout, session.toc(), style);
     return kExitOk;
 }
 
+int run_list(Session& session, const Output& output, bool all) {
+    warn_if_settings_unreadable(session);
+    note_objects_left_out(session, output);
+    std::vector<const RPL_REPORT_SECTION*> sections;
+    for (const RPL_REPORT_SECTION* s : session.toc().m_section_index)
+        if (all || !s->dynamic_cast_to_RPL_FOLDER()) sections.push_back(s);
+    if (output.json) {
+        print_json(sections_document(sections));
+        return kExitOk;
+    }
+    for (const RPL_REPORT_SECTION* s : sections) std::cout << printable(to_std(s->m_rdb_path)) << '\n';
+    return kExitOk;
+}
+
 int run_find(Session& session, const Output& output, const std::string& path) {
+    warn_if_settings_unreadable(session);
     RPL_REPORT_SECTION* section = session.toc().section_exists(to_rpl(path));
     if (!section) return kExitNotFound;
     if (output.json)
-        std::cout << dump_json(section_json(*section));
+        print_json(section_document(*section));
     else
         print_section(*section);
     return kExitOk;
 }
 
-int run_step(Session& session, const std::string& path, bool forward) {
-    string next = forward ? session.toc().get_next_section(to_rpl(path))
-                          : session.toc().get_previous_section(to_rpl(path));
-    if (next.empty()) return kExitNotFound;
-    std::cout << to_std(next) << '\n';
-    return kExitOk;
+int run_step(Session& session, const Output& output, const std::string& path, bool forward) {
+    string next_path = forward ? session.toc().get_next_section(to_rpl(path))
+                               : session.toc().get_previous_section(to_rpl(path));
+    std::string next = to_std(next_path);
+    if (output.json)
+        print_json(path_document(next.empty() ? nullptr : &next));
+    else if (!next.empty())
+        std::cout << printable(next) << '\n';
+    return next.empty() ? kExitNotFound : kExitOk;
 }
 
 int run_mark(Session& session, const Output& output, const std::vector<std::string>& paths, bool marked) {
     std::vector<RPL_REPORT_SECTION*> sections;
     for (const std::string& path : paths) sections.push_back(&session.section(path));  // all known first
     for (RPL_REPORT_SECTION* section : sections) section->set_marked_for_output(marked);
+    check_saved(session, marked_sections(sections));
     if (output.json) {
-        print_toc_json(session);
+        print_json(toc_json(session.toc()));
         return kExitOk;
     }
     for (const RPL_REPORT_SECTION* s : sections)
@@ -250,37 +192,47 @@ int run_mark(Session& session, const Output& output, const std::vector<std::stri
 
 int run_set(Session& session, const Output& output, const std::string& path, const SetRequest& request) {
     RPL_REPORT_SECTION& section = session.section(path);
-    SetPlan plan = plan_set(section, request);
-    apply_set(section, request, plan);
+    change_settings(section, request);
+    check_saved(session, {&section});
     if (output.json)
-        print_toc_json(session);
+        print_json(toc_json(session.toc()));
     else
         print_section(section);
     return kExitOk;
 }
 
-int run_settings(Session& session, const Output& output) {
-    std::string path = to_std(session.toc().get_settings_filename());
-    bool exists = false;
-    std::string content = settings_content(path, &exists);
+int run_settings(Session& session, const Output& output, bool raw) {
+    SettingsFile file = settings_file(session);
+    if (!file.unreadable.empty()) warn("the settings file cannot be read: " + file.path + ": " + file.unreadable);
+    bool shown = file.exists && file.unreadable.empty();
     if (output.json) {
-        Json out = {{"settings_file", path}, {"exists", exists}, {"content", exists ? Json(content) : Json()}};
-        std::cout << dump_json(out);
-    } else if (exists) {
-        std::cout << "settings file: " << printable(path) << '\n' << content;
+        Json members = {{"settings_file", file.path},
+                        {"exists", file.exists},
+                        {"readable", file.unreadable.empty()},
+                        {"content", shown ? Json(file.content) : Json()}};
+        print_json(json_document(members));
+    } else if (shown) {
+        std::cout << "settings file: " << printable(file.path) << '\n'
+                  << (raw ? file.content : printable_lines(file.content));
+    } else if (file.exists) {
+        std::cout << "settings file: " << printable(file.path) << " cannot be read\n";
     } else {
-        std::cout << "settings file: " << printable(path) << " does not exist yet\n";
+        std::cout << "settings file: " << printable(file.path) << " does not exist yet\n";
     }
     return kExitOk;
 }
 
-int run_export(Session& session, const std::string& text_file, const std::string& html_file) {
-    if (text_file.empty() == html_file.empty())  // the command line checks this too
-        throw CommandError(kExitError, "export needs exactly one of --text FILE and --html FILE");
+int run_export(Session& session, const Output& output, const std::string& text_file, const std::string& html_file) {
+    warn_if_settings_unreadable(session);
     bool html = !html_file.empty();
-    std::string error = write_report_file(session.toc(), html ? html_file : text_file,
-                                          html ? ReportFormat::html : ReportFormat::text);
-    if (!error.empty()) throw CommandError(kExitError, printable(error));
+    const std::string& path = html ? html_file : text_file;
+    ReportWritten written = write_report_file(session.toc(), path, html ? ReportFormat::html : ReportFormat::text);
+    if (!written.error.empty()) throw CommandError(kExitError, printable(written.error));
+    if (output.json)
+        print_json(json_document({{"file", path},
+                                  {"as", html ? "html" : "text"},
+                                  {"sections", written.sections},
+                                  {"left_out", written.left_out}}));
     return kExitOk;
 }
 

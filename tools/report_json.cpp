@@ -1,15 +1,15 @@
 // Loading a report file: JSON text to stand-in report-database objects.
 #include "tools/report_json.h"
 
-#include "tools/section_info.h"
-
 #include <cstdint>
-#include <limits>
 #include <new>
 #include <utility>
 #include <vector>
 
 #include <nlohmann/json.hpp>
+
+#include "tools/section_info.h"
+#include "tools/section_kinds.h"
 
 namespace rpl_toc {
 namespace {
@@ -21,41 +21,8 @@ struct LoadError {
     std::string message;
 };
 
-// The allowed range of an integer field and how the error describes it.
-struct IntRange {
-    std::int64_t lo;
-    std::int64_t hi;
-    const char* what;
-};
-
-const IntRange kAnyInt32{std::numeric_limits<std::int32_t>::min(), std::numeric_limits<std::int32_t>::max(),
-                         "an integer"};
-const IntRange kColumns{0, std::numeric_limits<std::uint32_t>::max(), "an integer >= 0"};
-const IntRange kRows{0, std::numeric_limits<std::int32_t>::max(), "an integer >= 0"};
-
-bool is_table_type(int type) { return type == 4 || type == 8 || type == 14; }
-
-// The fields an object of `type` may have besides "type", "name", "header"
-// and "footer".
-std::vector<std::string> kind_fields(int type) {
-    if (type == 1) return {"children", "link"};
-    if (type == 3) return {"html"};
-    if (is_table_type(type)) return {"columns", "rows", "row_test"};
-    if (type == 5) return {"chart_type"};
-    if (type == 6) return {"embedded_type", "info"};
-    if (type == 9) return {"gauges"};
-    return {};
-}
-
 bool is_common_field(const std::string& key) {
     return key == "type" || key == "name" || key == "header" || key == "footer";
-}
-
-bool is_kind_field_of_any_type(const std::string& key) {
-    for (int type : {1, 3, 4, 5, 6, 9})
-        for (const std::string& known : kind_fields(type))
-            if (key == known) return true;
-    return false;
 }
 
 std::string escape_pointer_token(const std::string& token) {
@@ -146,24 +113,43 @@ private:
         std::size_t m_size;
     };
 
+    // The fields of the object at the current place, for a kind's builder.
+    class Fields : public ReportFields {
+    public:
+        Fields(Builder& builder, const json& object) : m_builder(builder), m_object(object) {}
+        bool has(const char* key) const override { return field(m_object, key) != nullptr; }
+        std::string read_string(const char* key) override { return m_builder.read_string(m_object, key); }
+        bool read_bool(const char* key) override { return m_builder.read_bool(m_object, key); }
+        std::int64_t read_integer(const char* key, const IntRange& range, std::int64_t fallback) override {
+            return m_builder.read_integer(m_object, key, range, fallback);
+        }
+        std::vector<bool> read_bool_array(const char* key) override {
+            return m_builder.read_bool_array(m_object, key);
+        }
+        void read_children(RDB_FOLDER_OBJECT& folder) override { m_builder.read_children(m_object, folder); }
+
+    private:
+        Builder& m_builder;
+        const json& m_object;
+    };
+
     [[noreturn]] void fail(const std::string& what) const;
     [[noreturn]] void fail_at(const std::string& token, const std::string& what);
 
     void check_fields(const json& object, int type);
     void check_report_fields(const json& doc);
     int read_type(const json& object);
+    std::string read_name(const json& object);
     std::string read_string(const json& object, const char* key);
     bool read_bool(const json& object, const char* key);
     std::int64_t read_integer(const json& object, const char* key, const IntRange& range, std::int64_t fallback);
     std::vector<bool> read_bool_array(const json& object, const char* key);
+    void read_children(const json& object, RDB_FOLDER_OBJECT& folder);
 
     std::unique_ptr<RDB_FOLDER_OBJECT> main_folder(const json& root);
     std::unique_ptr<RDB_OBJECT> object(const json& value);
     std::unique_ptr<RDB_OBJECT> kind(const json& object, int type, const std::string& name);
-    std::unique_ptr<RDB_FOLDER_OBJECT> folder(const json& object, const std::string& name);
     void add_children(RDB_FOLDER_OBJECT& folder, const json& children);
-    std::unique_ptr<RDB_OBJECT> table(const json& object, int type, const std::string& name);
-    std::unique_ptr<RDB_OBJECT> gauges(const json& object, const std::string& name);
 
     std::string m_at;  // JSON pointer of the value being read
 };
@@ -179,15 +165,15 @@ void Builder::fail_at(const std::string& token, const std::string& what) {
 }
 
 void Builder::check_fields(const json& object, int type) {
-    std::vector<std::string> allowed = kind_fields(type);
+    const SectionKind* kind = kind_of_object_type(type);
     for (auto it = object.begin(); it != object.end(); ++it) {
         const std::string& key = it.key();
         if (is_common_field(key)) continue;
         bool ok = false;
-        for (const std::string& a : allowed) ok = ok || key == a;
+        if (kind)
+            for (const char* own : kind->fields) ok = ok || key == own;
         if (ok) continue;
-        if (is_kind_field_of_any_type(key))
-            fail_at(key, "not a field of an object of type " + std::to_string(type));
+        if (is_kind_field(key)) fail_at(key, "not a field of an object of type " + std::to_string(type));
         fail_at(key, "unknown field");
     }
 }
@@ -200,6 +186,16 @@ void Builder::check_report_fields(const json& doc) {
 int Builder::read_type(const json& object) {
     if (!field(object, "type")) fail("missing \"type\"");
     return static_cast<int>(read_integer(object, "type", kAnyInt32, 0));
+}
+
+// A section's name is a line of the settings file's header: a line feed
+// would split the header and let the rest name another section, whose
+// settings would then be overwritten; a NUL byte ends the header early.
+std::string Builder::read_name(const json& object) {
+    std::string name = read_string(object, "name");
+    if (name.find('\n') != std::string::npos) fail_at("name", "a name may not contain a line feed");
+    if (name.find('\0') != std::string::npos) fail_at("name", "a name may not contain a NUL byte");
+    return name;
 }
 
 std::string Builder::read_string(const json& object, const char* key) {
@@ -247,6 +243,14 @@ std::vector<bool> Builder::read_bool_array(const json& object, const char* key) 
     return out;
 }
 
+void Builder::read_children(const json& object, RDB_FOLDER_OBJECT& folder) {
+    const json* children = field(object, "children");
+    if (!children) return;
+    Step step(m_at, "children");
+    if (!children->is_array()) fail("expected an array");
+    add_children(folder, *children);
+}
+
 ReportFile Builder::report(const json& doc) {
     if (!doc.is_object()) fail("expected a JSON object");
     check_report_fields(doc);
@@ -261,17 +265,17 @@ ReportFile Builder::report(const json& doc) {
     return out;
 }
 
-// The main folder. One whose type is not 1 is kept as a folder object with
-// that type code: the library then finds no root folder, as it would in a
-// real database.
+// The main folder. One whose type is not a folder's is kept as a folder
+// object with that type code: the library then finds no root folder, as it
+// would in a real database.
 std::unique_ptr<RDB_FOLDER_OBJECT> Builder::main_folder(const json& root) {
     if (!root.is_object()) fail("expected an object or null");
     int type = read_type(root);
     check_fields(root, type);
-    std::string name = read_string(root, "name");
+    std::string name = read_name(root);
     std::unique_ptr<RDB_FOLDER_OBJECT> out;
-    if (type == 1) {
-        out = folder(root, name);
+    if (type == RDB_OBJECT_TYPE_FOLDER) {
+        out.reset(kind(root, type, name).release()->dynamic_cast_to_RDB_FOLDER_OBJECT());
     } else {
         kind(root, type, name);  // checks the fields of its type; the object is not used
         out = std::make_unique<RDB_FOLDER_OBJECT>(name, type);
@@ -285,41 +289,18 @@ std::unique_ptr<RDB_OBJECT> Builder::object(const json& value) {
     if (!value.is_object()) fail("expected an object or null");
     int type = read_type(value);
     check_fields(value, type);
-    std::unique_ptr<RDB_OBJECT> out = kind(value, type, read_string(value, "name"));
+    std::unique_ptr<RDB_OBJECT> out = kind(value, type, read_name(value));
     out->set_header(read_string(value, "header"));
     out->set_footer(read_string(value, "footer"));
     return out;
 }
 
+// Types that no kind presents carry nothing more than a name.
 std::unique_ptr<RDB_OBJECT> Builder::kind(const json& object, int type, const std::string& name) {
-    if (type == 1) return folder(object, name);
-    if (type == 3) return std::make_unique<RDB_TEXT_OBJECT>(name, read_bool(object, "html"));
-    if (is_table_type(type)) return table(object, type, name);
-    if (type == 5)
-        return std::make_unique<RDB_CHART_TABLE_OBJECT>(
-            name, static_cast<int>(read_integer(object, "chart_type", kAnyInt32, 0)));
-    if (type == 6) {
-        auto embedded_type = static_cast<RDB_EMBEDDED_OBJECT_EMBEDDED_TYPE_ENUM>(
-            read_integer(object, "embedded_type", kAnyInt32, 0));
-        return std::make_unique<RDB_EMBEDDED_OBJECT>(name, embedded_type, read_string(object, "info"));
-    }
-    if (type == 9) return gauges(object, name);
-    // Summaries (7) and the types no section kind handles carry no more.
-    return std::make_unique<RDB_OBJECT>(type, name);
-}
-
-std::unique_ptr<RDB_FOLDER_OBJECT> Builder::folder(const json& object, const std::string& name) {
-    std::unique_ptr<RDB_FOLDER_OBJECT> out;
-    if (read_bool(object, "link"))
-        out = std::make_unique<RDB_LINK_RPT_OBJECT>(name);
-    else
-        out = std::make_unique<RDB_FOLDER_OBJECT>(name);
-    if (const json* children = field(object, "children")) {
-        Step step(m_at, "children");
-        if (!children->is_array()) fail("expected an array");
-        add_children(*out, *children);
-    }
-    return out;
+    const SectionKind* kind = kind_of_object_type(type);
+    if (!kind) return std::make_unique<RDB_OBJECT>(type, name);
+    Fields fields(*this, object);
+    return kind->build(fields, type, name);
 }
 
 void Builder::add_children(RDB_FOLDER_OBJECT& folder, const json& children) {
@@ -334,23 +315,6 @@ void Builder::add_children(RDB_FOLDER_OBJECT& folder, const json& children) {
         folder.add(child.get());
         child.release();  // the folder owns it now
     }
-}
-
-std::unique_ptr<RDB_OBJECT> Builder::table(const json& object, int type, const std::string& name) {
-    auto columns = static_cast<std::uint32_t>(read_integer(object, "columns", kColumns, 0));
-    if (!field(object, "row_test"))
-        return std::make_unique<RDB_TABLE_OBJECT>(name, columns,
-                                                  static_cast<int>(read_integer(object, "rows", kRows, 0)), type);
-    std::vector<bool> answers = read_bool_array(object, "row_test");
-    auto out = std::make_unique<RDB_ROW_TEST_TABLE_OBJECT>(name, columns, answers, type);
-    out->set_number_of_rows(static_cast<int>(read_integer(object, "rows", kRows, out->get_number_of_rows())));
-    return out;
-}
-
-std::unique_ptr<RDB_OBJECT> Builder::gauges(const json& object, const std::string& name) {
-    auto out = std::make_unique<RDB_GAUGES_OBJECT>(name);
-    for (bool is_percentage : read_bool_array(object, "gauges")) out->add_gauge(is_percentage);
-    return out;
 }
 
 }  // namespace

@@ -3,6 +3,7 @@
 #include <cerrno>
 #include <cstring>
 #include <fstream>
+#include <iostream>
 #include <memory>
 #include <sstream>
 #include <vector>
@@ -176,19 +177,30 @@ std::string format_report(RPL_REPORT_TOC& toc, ReportFormat format) {
     return format == ReportFormat::html ? html_report(toc, entries) : text_report(toc, entries);
 }
 
-std::string write_report_file(RPL_REPORT_TOC& toc, const std::string& path, ReportFormat format) {
-    std::string content = format_report(toc, format);
+ReportWritten write_report_file(RPL_REPORT_TOC& toc, const std::string& path, ReportFormat format) {
+    std::vector<Entry> entries = marked_entries(toc);
+    ReportWritten written;
+    written.sections = static_cast<int>(entries.size());
+    written.left_out = static_cast<int>(toc.m_section_index.size() - entries.size());
+    std::string content = format == ReportFormat::html ? html_report(toc, entries) : text_report(toc, entries);
+    if (path == "-") {
+        std::cout.write(content.data(), static_cast<std::streamsize>(content.size()));
+        std::cout.flush();
+        if (!std::cout) written.error = "cannot write the report to standard output";
+        return written;
+    }
     std::ofstream out(path, std::ios::binary | std::ios::trunc);
     if (!out) {
         std::string reason = std::strerror(errno);
         issue(MSG_RPL::I::REPORT_FILE_NOT_OPENED(path.c_str()));
-        return "cannot open report file '" + path + "' for writing: " + reason;
+        written.error = "cannot open report file '" + path + "' for writing: " + reason;
+        return written;
     }
     issue(MSG_RPL::I::WRITE_REPORT_FILE(path.c_str()));
     out.write(content.data(), static_cast<std::streamsize>(content.size()));
     out.close();
-    if (!out) return "cannot write report file '" + path + "'";
-    return std::string();
+    if (!out) written.error = "cannot write report file '" + path + "'";
+    return written;
 }
 
 }  // namespace rpl_toc

@@ -17,10 +17,16 @@ enum class ReportFormat { text, html };
 // a child of the folder's nearest marked ancestor.
 std::string format_report(RPL_REPORT_TOC& toc, ReportFormat format);
 
-// Writes format_report to `path`. Issues the library's WRITE_REPORT_FILE
-// message once the file is open, or REPORT_FILE_NOT_OPENED when it cannot
-// be opened. Returns an empty string, or a one-line error.
-std::string write_report_file(RPL_REPORT_TOC& toc, const std::string& path, ReportFormat format);
+struct ReportWritten {
+    std::string error;  // one line; empty on success
+    int sections = 0;   // sections written
+    int left_out = 0;   // sections not marked for output
+};
+
+// Writes format_report to `path`; "-" writes standard output. Issues the
+// library's WRITE_REPORT_FILE message once the file is open, or
+// REPORT_FILE_NOT_OPENED when it cannot be opened.
+ReportWritten write_report_file(RPL_REPORT_TOC& toc, const std::string& path, ReportFormat format);
 
 }  // namespace rpl_toc
 

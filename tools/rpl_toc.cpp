@@ -2,13 +2,17 @@
 // loads a report from a JSON file into the stand-in report database, builds
 // the table of contents and lets a person or a script look at it, step
 // through it, mark sections, change layout settings and write a report file.
+#include <langinfo.h>
 #include <unistd.h>
 
+#include <clocale>
+#include <csignal>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <functional>
 #include <iostream>
+#include <map>
 #include <string>
 #include <utility>
 #include <vector>
@@ -25,41 +29,44 @@ using namespace rpl_toc;
 
 const char* const kDescription =
     "rpl-toc: the table of contents of a report, built by the report-presentation library.\n"
-    "REPORT is a report file (JSON); PATH is a section's rdb path, \"||\" and the names from the\n"
-    "main folder down, e.g. '||Design Flow||Timing||Setup Slack'. Layout choices are kept in the\n"
-    "report's settings file in the database directory.";
+    "REPORT is a report file (JSON), or - for standard input; PATH is a section's rdb path, \"||\"\n"
+    "and the names from the main folder down, e.g. '||Design Flow||Timing||Setup Slack'. Layout\n"
+    "choices are kept in the report's settings file in the database directory: --db-dir DIR, by\n"
+    "default the directory of the report file, or the current directory when REPORT is - or not\n"
+    "a regular file.";
 
 const char* const kFooter =
     "Exit codes: 0 success; 1 nothing found (find, next, prev); 2 bad usage, an unreadable or\n"
-    "invalid report file, an unknown PATH for mark, unmark or set, a report file that cannot be\n"
-    "written; 3 an unexpected failure of the tool.";
+    "invalid report file, an unknown PATH for mark, unmark or set, a refused option of set, a\n"
+    "change that was not saved to the settings file, a report file that cannot be written;\n"
+    "3 an unexpected failure of the tool.";
 
 const char* const kCommandFooter =
-    "Global options, before or after the command: --db-dir DIR, --json, --debug (see rpl-toc --help).";
+    "Global options, before or after the command: --db-dir DIR, --json, --ascii, --debug\n"
+    "(see rpl-toc --help).";
 
 // Everything the command line can set.
 struct CommandLine {
     std::string db_dir;
     bool json = false;
     bool debug = false;
+    bool ascii = false;
     std::string report;
     std::string path;
     std::vector<std::string> paths;
     bool show_paths = false;
+    bool list_all = false;
+    bool raw = false;
     SetRequest set;
     std::string text_file;
     std::string html_file;
 };
 
 using Runner = std::function<int(Session&, const Output&)>;
-
-struct Command {
-    CLI::App* app;
-    Runner run;
-};
+using Commands = std::map<const CLI::App*, Runner>;
 
 void add_report(CLI::App* command, CommandLine& cl) {
-    command->add_option("REPORT", cl.report, "the report file (JSON)")->required();
+    command->add_option("REPORT", cl.report, "the report file (JSON); - reads standard input")->required();
 }
 
 CLI::App* add_command(CLI::App& app, const char* name, const char* help, CommandLine& cl) {
@@ -69,25 +76,27 @@ CLI::App* add_command(CLI::App& app, const char* name, const char* help, Command
     return command;
 }
 
-using Commands = std::vector<Command>;
-
 void define_show(CLI::App& app, CommandLine& cl, Commands& commands) {
     CLI::App* show = add_command(app, "show", "print the TOC as a tree", cl);
     show->add_flag("--paths", cl.show_paths, "print each section's rdb path instead of its name");
-    commands.push_back({show, [&cl](Session& s, const Output& o) { return run_show(s, o, cl.show_paths); }});
+    commands[show] = [&cl](Session& s, const Output& o) { return run_show(s, o, cl.show_paths); };
+
+    CLI::App* list = add_command(app, "list", "print every section's path in index order, one per line", cl);
+    list->add_flag("--all", cl.list_all, "folders too");
+    commands[list] = [&cl](Session& s, const Output& o) { return run_list(s, o, cl.list_all); };
 }
 
 void define_lookup(CLI::App& app, CommandLine& cl, Commands& commands) {
     CLI::App* find = add_command(app, "find", "print the section with that path (exit 1: none)", cl);
     find->add_option("PATH", cl.path, "rdb path")->required();
-    commands.push_back({find, [&cl](Session& s, const Output& o) { return run_find(s, o, cl.path); }});
+    commands[find] = [&cl](Session& s, const Output& o) { return run_find(s, o, cl.path); };
     for (bool forward : {true, false}) {
         CLI::App* step = add_command(app, forward ? "next" : "prev",
                                      forward ? "print the path of the next section that is not a folder (exit 1: none)"
                                              : "print the path of the previous section that is not a folder (exit 1: none)",
                                      cl);
         step->add_option("PATH", cl.path, "rdb path to step from")->required();
-        commands.push_back({step, [&cl, forward](Session& s, const Output&) { return run_step(s, cl.path, forward); }});
+        commands[step] = [&cl, forward](Session& s, const Output& o) { return run_step(s, o, cl.path, forward); };
     }
 }
 
@@ -98,7 +107,7 @@ void define_marking(CLI::App& app, CommandLine& cl, Commands& commands) {
                                             : "unmark sections and everything below them",
                                      cl);
         mark->add_option("PATH", cl.paths, "rdb paths, applied in the order given")->required();
-        commands.push_back({mark, [&cl, marked](Session& s, const Output& o) { return run_mark(s, o, cl.paths, marked); }});
+        commands[mark] = [&cl, marked](Session& s, const Output& o) { return run_mark(s, o, cl.paths, marked); };
     }
 }
 
@@ -107,7 +116,8 @@ void define_set(CLI::App& app, CommandLine& cl, Commands& commands) {
     set->add_option("PATH", cl.path, "the section to change")->required();
     set->add_option("--orientation", cl.set.orientation, "page orientation")
         ->check(CLI::Range(1, 2).description(""))->type_name("1|2");
-    set->add_option("--chart-type", cl.set.chart_type, "chart type (charts only)")->type_name("N");
+    set->add_option("--chart-type", cl.set.chart_type, "chart type (charts only)")
+        ->check(CLI::Range(1, 2).description(""))->type_name("1|2");
     // One value per option, so that a value cannot swallow the next argument.
     set->add_option("--width", cl.set.widths, "width W of column I (tables only)")
         ->type_name("I=W")->allow_extra_args(false);
@@ -115,25 +125,32 @@ void define_set(CLI::App& app, CommandLine& cl, Commands& commands) {
         ->type_name("I=L|R")->allow_extra_args(false);
     set->add_option("--order", cl.set.orders, "display column D of column I (tables only)")
         ->type_name("I=D")->allow_extra_args(false);
-    commands.push_back({set, [&cl, set](Session& s, const Output& o) {
-                            cl.set.has_orientation = set->count("--orientation") > 0;
-                            cl.set.has_chart_type = set->count("--chart-type") > 0;
-                            return run_set(s, o, cl.path, cl.set);
-                        }});
+    set->callback([&cl, set] {  // a usage error, found before the report is read
+        cl.set.has_orientation = set->count("--orientation") > 0;
+        cl.set.has_chart_type = set->count("--chart-type") > 0;
+        if (!cl.set.has_orientation && !cl.set.has_chart_type && cl.set.widths.empty() && cl.set.aligns.empty() &&
+            cl.set.orders.empty())
+            throw CLI::ValidationError("set needs at least one of --orientation, --chart-type, --width, --align, --order");
+    });
+    commands[set] = [&cl](Session& s, const Output& o) { return run_set(s, o, cl.path, cl.set); };
 }
 
 void define_files(CLI::App& app, CommandLine& cl, Commands& commands) {
     CLI::App* settings = add_command(app, "settings", "print the settings file's path and content", cl);
-    commands.push_back({settings, [](Session& s, const Output& o) { return run_settings(s, o); }});
+    settings->add_flag("--raw", cl.raw, "print the content's bytes as they are, control characters too");
+    commands[settings] = [&cl](Session& s, const Output& o) { return run_settings(s, o, cl.raw); };
 
     CLI::App* exp = add_command(app, "export", "write the marked sections to a text or HTML report file", cl);
-    exp->add_option("--text", cl.text_file, "write a text file")->type_name("FILE");
-    exp->add_option("--html", cl.html_file, "write one self-contained HTML page")->type_name("FILE");
-    exp->callback([&cl] {  // a usage error, found before the report is read
+    exp->add_option("--text", cl.text_file, "write a text file; - writes standard output")->type_name("FILE");
+    exp->add_option("--html", cl.html_file, "write one self-contained HTML page; - writes standard output")
+        ->type_name("FILE");
+    exp->callback([&cl] {  // usage errors, found before the report is read
         if (cl.text_file.empty() == cl.html_file.empty())
             throw CLI::ValidationError("export needs exactly one of --text FILE and --html FILE");
+        if (cl.json && (cl.text_file == "-" || cl.html_file == "-"))
+            throw CLI::ValidationError("export --json prints to standard output, so the report needs a FILE, not -");
     });
-    commands.push_back({exp, [&cl](Session& s, const Output&) { return run_export(s, cl.text_file, cl.html_file); }});
+    commands[exp] = [&cl](Session& s, const Output& o) { return run_export(s, o, cl.text_file, cl.html_file); };
 }
 
 void define_view(CLI::App& app, CommandLine& cl, Commands& commands) {
@@ -165,7 +182,8 @@ void define_global_options(CLI::App& app, CommandLine& cl) {
     app.set_version_flag("--version", std::string("rpl-toc ") + RPL_TOC_VERSION);
     app.add_option("--db-dir", cl.db_dir, "database directory of the settings file (default: the report file's)")
         ->type_name("DIR");
-    app.add_flag("--json", cl.json, "print JSON (show, find, mark, unmark, set, settings)");
+    app.add_flag("--json", cl.json, "print one JSON document with \"format\": 1 (every command)");
+    app.add_flag("--ascii", cl.ascii, "draw the tree in plain ASCII (the default unless the locale is UTF-8)");
     app.add_flag("--debug", cl.debug, "print the library's debug traces on stderr");
     app.require_subcommand(1);
     app.fallthrough();  // global options may also follow the command
@@ -194,6 +212,12 @@ int parse_error(CLI::App& app, const CLI::ParseError& e) {
     return kExitError;
 }
 
+// Box-drawing characters only where the locale says the terminal shows them.
+bool utf8_locale() {
+    const char* codeset = nl_langinfo(CODESET);
+    return codeset && (std::strcmp(codeset, "UTF-8") == 0 || std::strcmp(codeset, "utf8") == 0);
+}
+
 bool colour_terminal() {
     const char* term = std::getenv("TERM");
     return isatty(STDOUT_FILENO) && std::getenv("NO_COLOR") == nullptr && !(term && std::strcmp(term, "dumb") == 0);
@@ -214,20 +238,23 @@ int run(int argc, char** argv) {
     Output output;
     output.json = cl.json;
     output.colour = colour_terminal();
-    for (const Command& command : commands) {
-        if (!command.app->parsed()) continue;
-        Session session(cl.report, cl.db_dir);
-        int code = command.run(session, output);
-        std::cout.flush();
-        if (!std::cout) throw CommandError(kExitError, "cannot write to standard output");
-        return code;
-    }
-    throw CommandError(kExitError, "no command given");
+    output.boxes = !cl.ascii && utf8_locale();
+    output.debug = cl.debug;
+    Session session(cl.report, cl.db_dir);
+    int code = commands.at(app.get_subcommands().front())(session, output);  // exactly one, as required
+    std::cout.flush();
+    if (!std::cout) throw CommandError(kExitError, "cannot write to standard output");
+    return code;
 }
 
 }  // namespace
 
 int main(int argc, char** argv) {
+    std::setlocale(LC_ALL, "");
+    std::setlocale(LC_NUMERIC, "C");  // numbers are read and written the same everywhere
+    // A save past the file-size limit then fails with EFBIG, and the library
+    // keeps the old file, instead of the process dying part-way.
+    std::signal(SIGXFSZ, SIG_IGN);
     try {
         return run(argc, argv);
     } catch (const CommandError& e) {

@@ -7,12 +7,10 @@
 #include <utility>
 #include <vector>
 
+#include "host/host_strings.h"
 #include "rpl/rpl.h"
 
 namespace rpl_toc {
-
-inline std::string to_std(const string& s) { return std::string(s.data(), s.size()); }
-inline string to_rpl(const std::string& s) { return string(s.data(), s.size()); }
 
 // `text` with control characters shown as escapes ("\n", "\x1b"), so a
 // name cannot break a line or steer a terminal.

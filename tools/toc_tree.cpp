@@ -1,6 +1,7 @@
 #include "tools/toc_tree.h"
 
 #include <algorithm>
+#include <cwchar>
 #include <string>
 #include <vector>
 
@@ -21,10 +22,42 @@ struct Row {
 // others to it would not help.
 constexpr std::size_t kMaxKindColumn = 64;
 
-// Terminal columns of UTF-8 text: every byte but continuation bytes.
+// Tree lines, as box-drawing characters or in plain ASCII.
+struct TreeLines {
+    const char* branch;
+    const char* last;
+    const char* through;
+    const char* blank;
+};
+const TreeLines kBoxLines{"├── ", "└── ", "│   ", "    "};
+const TreeLines kAsciiLines{"|-- ", "`-- ", "|   ", "    "};
+
+// The code point of the UTF-8 sequence at `i`, moving `i` past it; a byte
+// that starts no valid sequence is taken alone, as -1.
+long next_code_point(const std::string& text, std::size_t& i) {
+    unsigned char c = static_cast<unsigned char>(text[i++]);
+    int more = c >= 0xF0 && c < 0xF8 ? 3 : c >= 0xE0 ? 2 : c >= 0xC0 ? 1 : 0;
+    if (c < 0x80) return c;
+    if (more == 0 || i + static_cast<std::size_t>(more) > text.size()) return -1;
+    long code = c & (0x3F >> more);
+    for (int k = 0; k < more; ++k) {
+        unsigned char next = static_cast<unsigned char>(text[i + static_cast<std::size_t>(k)]);
+        if ((next & 0xC0) != 0x80) return -1;
+        code = (code << 6) | (next & 0x3F);
+    }
+    i += static_cast<std::size_t>(more);
+    return code;
+}
+
+// Terminal columns of UTF-8 text: wide characters take two, combining
+// marks none; what the locale cannot tell takes one.
 std::size_t width(const std::string& text) {
     std::size_t n = 0;
-    for (unsigned char c : text) n += (c & 0xC0) != 0x80 ? 1 : 0;
+    for (std::size_t i = 0; i < text.size();) {
+        long code = next_code_point(text, i);
+        int w = code < 0 ? 1 : ::wcwidth(static_cast<wchar_t>(code));
+        n += w < 0 ? 1 : static_cast<std::size_t>(w);
+    }
     return n;
 }
 
@@ -32,7 +65,7 @@ std::size_t width(const std::string& text) {
 std::string label(const string& text) { return text.empty() ? "\"\"" : printable(to_std(text)); }
 
 void collect(const RPL_REPORT_SECTION& section, const std::string& prefix, const std::string& lead,
-             const TreeStyle& style, std::vector<Row>& rows) {
+             const TreeStyle& style, const TreeLines& lines, std::vector<Row>& rows) {
     rows.push_back({prefix, section.get_num_marked_for_output(),
                     label(style.paths ? section.m_rdb_path : section.m_name), kind_summary(section),
                     section.dynamic_cast_to_RPL_FOLDER() != nullptr});
@@ -40,7 +73,9 @@ void collect(const RPL_REPORT_SECTION& section, const std::string& prefix, const
     std::size_t left = section.m_children->size();
     for (const RPL_REPORT_SECTION* child : *section.m_children) {
         bool last = --left == 0;
-        if (child) collect(*child, lead + (last ? "└── " : "├── "), lead + (last ? "    " : "│   "), style, rows);
+        if (child)
+            collect(*child, lead + (last ? lines.last : lines.branch), lead + (last ? lines.blank : lines.through),
+                    style, lines, rows);
     }
 }
 
@@ -81,7 +116,7 @@ void print_tree(std::ostream& out, RPL_REPORT_TOC& toc, const TreeStyle& style) 
     std::vector<Row> rows;
     if (toc.m_children)
         for (const RPL_REPORT_SECTION* root : *toc.m_children)
-            if (root) collect(*root, "", "", style, rows);
+            if (root) collect(*root, "", "", style, style.boxes ? kBoxLines : kAsciiLines, rows);
     if (rows.empty()) {
         out << "(no sections: the report has no main folder)\n";
         return;

@@ -12,6 +12,7 @@ namespace rpl_toc {
 struct TreeStyle {
     bool colour = false;  // ANSI colours, for a terminal
     bool paths = false;   // each section's rdb path instead of its name
+    bool boxes = false;   // box-drawing tree lines (a UTF-8 locale) instead of ASCII
 };
 
 // A heading line, one line per section in reading order ("[x]" all of its

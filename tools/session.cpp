@@ -1,0 +1,125 @@
+// A report file read, loaded into the stand-in report database and built
+// into a TOC: what every command starts from.
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstring>
+#include <filesystem>
+
+#include "host/host.h"
+#include "host/host_strings.h"
+#include "tools/commands.h"
+#include "tools/report_json.h"
+#include "tools/section_info.h"
+
+namespace rpl_toc {
+namespace {
+
+namespace fs = std::filesystem;
+
+// Report files beyond this size are refused rather than read into memory.
+constexpr std::size_t kMaxReportFileBytes = std::size_t{256} << 20;
+
+std::string quoted(const std::string& text) { return "'" + printable(text) + "'"; }
+
+std::string source_name(const std::string& path) {
+    return path == "-" ? "standard input" : "report file " + quoted(path);
+}
+
+// Reads until the end or one byte past the cap, whatever the file is: a
+// device or a pipe has no size to trust beforehand.
+std::string read_bounded(int fd, const std::string& path) {
+    std::string text;
+    std::size_t used = 0;
+    for (;;) {
+        if (used == text.size()) text.resize(std::min(kMaxReportFileBytes + 1, std::max<std::size_t>(65536, used * 2)));
+        ssize_t n = ::read(fd, &text[used], text.size() - used);
+        if (n < 0 && errno == EINTR) continue;
+        if (n < 0) throw CommandError(kExitError, "cannot read " + source_name(path) + ": " + std::strerror(errno));
+        if (n == 0) break;
+        used += static_cast<std::size_t>(n);
+        if (used > kMaxReportFileBytes)
+            throw CommandError(kExitError, source_name(path) + " is larger than 256 MiB");
+    }
+    text.resize(used);
+    return text;
+}
+
+std::string read_report_file(const std::string& path) {
+    if (path == "-") return read_bounded(STDIN_FILENO, path);
+    int fd = ::open(path.c_str(), O_RDONLY | O_CLOEXEC);
+    if (fd < 0) throw CommandError(kExitError, "cannot read " + source_name(path) + ": " + std::strerror(errno));
+    struct stat st;
+    if (::fstat(fd, &st) == 0 && S_ISDIR(st.st_mode)) {
+        ::close(fd);
+        throw CommandError(kExitError, "cannot read " + source_name(path) + ": it is a directory");
+    }
+    try {
+        std::string text = read_bounded(fd, path);
+        ::close(fd);
+        return text;
+    } catch (...) {
+        ::close(fd);
+        throw;
+    }
+}
+
+// Beside a regular report file; in the current directory for standard
+// input, a pipe or a device, whose directory (/dev, /proc) is no place for
+// settings.
+std::string default_database_directory(const std::string& report_file) {
+    struct stat st;
+    if (report_file == "-" || ::stat(report_file.c_str(), &st) != 0 || !S_ISREG(st.st_mode)) return ".";
+    std::string parent = fs::path(report_file).parent_path().string();
+    return parent.empty() ? "." : parent;
+}
+
+std::string database_directory(const std::string& report_file, const std::string& db_dir) {
+    if (db_dir.empty()) return default_database_directory(report_file);
+    std::error_code ec;
+    if (!fs::is_directory(db_dir, ec))
+        throw CommandError(kExitError, "database directory " + quoted(db_dir) + " does not exist or is not a directory");
+    return db_dir;
+}
+
+// Every entry the build walks: the main folder, and every entry of every
+// folder below it, null ones included.
+int entries_below(RDB_OBJECT* object) {
+    int count = 1;
+    RDB_FOLDER_OBJECT* folder = object->dynamic_cast_to_RDB_FOLDER_OBJECT();
+    if (!folder || object->get_type() != RDB_OBJECT_TYPE_FOLDER) return count;
+    for (RDB_OBJECT* child : *folder) count += child ? entries_below(child) : 1;
+    return count;
+}
+
+}  // namespace
+
+Session::Session(const std::string& report_file, const std::string& db_dir) {
+    std::string text = read_report_file(report_file);
+    ReportLoad load = load_report_json(text);
+    std::string name = report_file == "-" ? std::string("standard input") : printable(report_file);
+    if (!load.ok()) throw CommandError(kExitError, name + ": " + printable(load.error));
+    host_set_db_dir(database_directory(report_file, db_dir));
+    int entries = load.report.main_folder ? entries_below(load.report.main_folder.get()) : 0;
+    auto type = static_cast<RDB_REPORT_TYPE>(load.report.type);
+    rdb_stand_in_manager().set_report(type, std::make_unique<RDB_REPORT>(load.report.main_folder.release()));
+    m_toc = std::make_unique<RPL_REPORT_TOC>(type, to_rpl(load.report.name));
+    m_toc->generate_toc(true);
+    m_left_out = entries - static_cast<int>(m_toc->m_section_index.size());
+}
+
+Session::~Session() {
+    RDB_REPORT_TYPE type = m_toc->m_report_type;
+    m_toc.reset();
+    rdb_stand_in_manager().remove_report(type);
+}
+
+RPL_REPORT_SECTION& Session::section(const std::string& path) {
+    RPL_REPORT_SECTION* found = m_toc->section_exists(to_rpl(path));
+    if (!found) throw CommandError(kExitError, "no section with the path " + quoted(path));
+    return *found;
+}
+
+}  // namespace rpl_toc
