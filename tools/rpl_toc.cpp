@@ -160,11 +160,13 @@ void define_view(CLI::App& app, CommandLine& cl, Commands& commands) {
     view->add_option("--port", options.port, "port on 127.0.0.1 (default: a free one)")
         ->check(CLI::Range(0, 65535).description(""))->type_name("N");
     view->add_flag("--no-open", no_open, "do not open a browser");
-    commands.push_back({view, [&cl](Session& s, const Output& o) {
-                            if (o.json) throw CommandError(kExitError, "view prints no JSON; leave out --json");
-                            options.open_browser = !no_open;
-                            return run_view(s, cl.report, options);
-                        }});
+    view->callback([&cl] {  // a usage error, found before the report is read
+        if (cl.json) throw CLI::ValidationError("view prints no JSON; leave out --json");
+    });
+    commands[view] = [&cl](Session& s, const Output&) {
+        options.open_browser = !no_open;
+        return run_view(s, cl.report, options);
+    };
 }
 
 Commands define_commands(CLI::App& app, CommandLine& cl) {

@@ -1,17 +1,16 @@
 #include "tools/view_api.h"
 
-#include <fcntl.h>
 #include <sys/stat.h>
-#include <unistd.h>
 
 #include <cctype>
 #include <cerrno>
 #include <cstdint>
+#include <cstdio>
 #include <set>
 #include <vector>
 
 #include "tools/section_info.h"
-#include "tools/view_pending.h"
+#include "tools/settings_probe.h"
 
 namespace rpl_toc {
 namespace {
@@ -26,15 +25,8 @@ struct Refusal {
 
 std::string quoted(const std::string& text) { return "'" + printable(text) + "'"; }
 
-Json with_format(const Json& document) {
-    Json out = Json::object();
-    out["format"] = 1;
-    for (const auto& member : document.items()) out[member.key()] = member.value();
-    return out;
-}
-
 HttpResponse toc_response(Session& session, const std::string& unsaved = std::string()) {
-    HttpResponse response = json_response(200, with_format(toc_json(session.toc())));
+    HttpResponse response = json_response(200, toc_json(session.toc()));
     if (!unsaved.empty()) response.headers.emplace_back("X-RPL-Unsaved", header_text(unsaved));
     return response;
 }
@@ -123,8 +115,8 @@ SetRequest set_request(const InJson& request) {
     }
     if (request.contains("chart_type")) {
         const InJson& value = request["chart_type"];
-        if (!value.is_number_integer() || value.get<std::int64_t>() < INT32_MIN || value.get<std::int64_t>() > INT32_MAX)
-            throw Refusal{400, "\"chart_type\" must be an integer."};
+        if (!value.is_number_integer() || (value.get<std::int64_t>() != 1 && value.get<std::int64_t>() != 2))
+            throw Refusal{400, "\"chart_type\" must be 1 or 2."};
         out.has_chart_type = true;
         out.chart_type = value.get<int>();
     }
@@ -142,29 +134,22 @@ SetRequest set_request(const InJson& request) {
 
 struct SettingsFileState {
     bool exists = false;
-    bool readable = false;
+    std::string unreadable;  // why the library cannot load it; empty when it can or no file is there
     std::string content;
 };
 
-// Opening never blocks (a FIFO in the file's place reads as unreadable), and
-// only a regular file counts as one that can be read, as for the library.
 SettingsFileState settings_file_state(const std::string& path) {
     SettingsFileState state;
     struct stat info;
-    if (stat(path.c_str(), &info) != 0) {
-        state.exists = errno != ENOENT && errno != ENOTDIR;
-        return state;
-    }
-    state.exists = true;
-    if (!S_ISREG(info.st_mode)) return state;
-    int fd = open(path.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
-    if (fd < 0) return state;
+    state.exists = stat(path.c_str(), &info) == 0 || (errno != ENOENT && errno != ENOTDIR);
+    state.unreadable = unreadable_reason(path);
+    if (!state.exists || !state.unreadable.empty()) return state;
+    std::FILE* file = std::fopen(path.c_str(), "rb");
     char buffer[65536];
-    ssize_t n;
-    while ((n = read(fd, buffer, sizeof buffer)) > 0) state.content.append(buffer, static_cast<std::size_t>(n));
-    state.readable = n == 0;
-    close(fd);
-    if (!state.readable) state.content.clear();
+    std::size_t n;
+    while (file && (n = std::fread(buffer, 1, sizeof buffer, file)) > 0) state.content.append(buffer, n);
+    if (!file || std::ferror(file)) state.unreadable = "cannot be read";
+    if (file) std::fclose(file);
     return state;
 }
 
@@ -193,7 +178,7 @@ HttpResponse api_toc(Session& session) { return toc_response(session); }
 HttpResponse api_section(Session& session, const std::string& query) {
     return answered([&] {
         RPL_REPORT_SECTION& section = known_section(session, path_parameter(query));
-        return json_response(200, with_format(section_json(section)));
+        return json_response(200, section_document(section));
     });
 }
 
@@ -201,10 +186,8 @@ HttpResponse api_step(Session& session, const std::string& query, bool forward) 
     return answered([&] {
         string from = to_rpl(path_parameter(query));
         string to = forward ? session.toc().get_next_section(from) : session.toc().get_previous_section(from);
-        Json document = Json::object();
-        document["format"] = 1;
-        document["path"] = to.empty() ? Json() : Json(to_std(to));
-        return json_response(200, document);
+        std::string path = to_std(to);
+        return json_response(200, path_document(to.empty() ? nullptr : &path));
     });
 }
 
@@ -241,13 +224,11 @@ HttpResponse api_set(Session& session, const std::string& body) {
 HttpResponse api_settings(Session& session) {
     std::string path = to_std(session.toc().get_settings_filename());
     SettingsFileState state = settings_file_state(path);
-    Json document = Json::object();
-    document["format"] = 1;
-    document["path"] = path;
-    document["exists"] = state.exists;
-    document["readable"] = state.readable;
-    document["content"] = state.readable ? Json(state.content) : Json();
-    return json_response(200, document);
+    bool shown = state.exists && state.unreadable.empty();
+    return json_response(200, json_document({{"path", path},
+                                             {"exists", state.exists},
+                                             {"readable", state.unreadable.empty()},
+                                             {"content", shown ? Json(state.content) : Json()}}));
 }
 
 HttpResponse api_reload(Session& session) {

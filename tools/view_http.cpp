@@ -125,10 +125,7 @@ HttpResponse json_response(int status, const Json& document) {
 }
 
 HttpResponse error_response(int status, const std::string& message) {
-    Json document = Json::object();
-    document["format"] = 1;
-    document["error"] = message;
-    return json_response(status, document);
+    return json_response(status, json_document({{"error", message}}));
 }
 
 }  // namespace rpl_toc

@@ -176,6 +176,13 @@ int run_view(Session& session, const std::string& report, const ViewOptions& opt
     signal(SIGPIPE, SIG_IGN);  // a browser that closes a connection early must not end the server
 
     httplib::Server server;
+    // SO_REUSEADDR only: the transport's default also sets SO_REUSEPORT,
+    // which would let a second viewer share the port and take half the
+    // requests.
+    server.set_socket_options([](socket_t sock) {
+        int yes = 1;
+        setsockopt(sock, SOL_SOCKET, SO_REUSEADDR, &yes, sizeof yes);
+    });
     int port = options.port;
     bool bound = port == 0 ? (port = server.bind_to_any_port("127.0.0.1")) > 0 : server.bind_to_port("127.0.0.1", port);
     if (!bound)

@@ -257,7 +257,7 @@ class ViewerPage(unittest.TestCase):
         field = self.driver.find_element(By.CSS_SELECTOR, '#details input[name="width-0"]')
         field.send_keys('120')
         self.driver.find_element(By.CSS_SELECTOR, '#details button[type="submit"]').click()
-        error = lambda: self.driver.find_element(By.CSS_SELECTOR, '#details .form-error')
+        error = lambda: self.driver.find_element(By.CSS_SELECTOR, '#details form.columns .form-error')
         self.wait(lambda: self.settled() and error().is_displayed(), 'the refusal shows')
         self.assertIn('widths are stored only when every column has one', error().text)
         self.assertIsNone(self.viewer.settings())

@@ -45,10 +45,10 @@ function kindFacts(section) {
 }
 
 // A form whose submit sends `change()` and shows a refusal under it.
-function changeForm(legend, onSet, change, ...content) {
+function changeForm(name, legend, onSet, change, ...content) {
   const error = element('p', { className: 'form-error', hidden: true });
   error.setAttribute('role', 'alert');
-  const form = element('form', {}, element('fieldset', {}, element('legend', {}, legend), ...content, error));
+  const form = element('form', { className: name }, element('fieldset', {}, element('legend', {}, legend), ...content, error));
   form.addEventListener('submit', (event) => event.preventDefault());
   form.send = async () => {
     error.hidden = true;
@@ -65,7 +65,7 @@ function changeForm(legend, onSet, change, ...content) {
 function orientationForm(section, onSet) {
   const choices = element('div', { className: 'choices' });
   let chosen = section.orientation;
-  const form = changeForm('Page orientation', onSet, () => ({ path: section.path, orientation: chosen }), choices);
+  const form = changeForm('orientation', 'Page orientation', onSet, () => ({ path: section.path, orientation: chosen }), choices);
   for (const [value, label] of ORIENTATIONS) {
     const input = element('input', { type: 'radio', name: 'orientation', value: String(value), checked: section.orientation === value });
     input.addEventListener('change', () => {
@@ -82,7 +82,7 @@ function chartForm(section, onSet) {
   select.setAttribute('aria-label', 'Chart type');
   const types = KNOWN_CHART_TYPES.includes(section.chart_type) ? KNOWN_CHART_TYPES : [...KNOWN_CHART_TYPES, section.chart_type];
   for (const type of types) select.append(element('option', { value: String(type), selected: type === section.chart_type }, `Type ${type}`));
-  const form = changeForm('Chart type', onSet, () => ({ path: section.path, chart_type: Number(select.value) }), select);
+  const form = changeForm('chart', 'Chart type', onSet, () => ({ path: section.path, chart_type: Number(select.value) }), select);
   select.addEventListener('change', () => form.send());
   return form;
 }
@@ -129,12 +129,13 @@ function columnsForm(section, onSet) {
   };
   const change = () => {
     const out = { path: section.path };
-    if (touched.widths) out.widths = collect('width', Number);
+    // Alignments are stored with the widths, so they go together.
+    if (touched.widths || touched.aligns) out.widths = collect('width', Number);
     if (touched.aligns) out.aligns = collect('align', String);
     if (touched.orders) out.orders = collect('order', Number);
     return out;
   };
-  const form = changeForm('Columns', onSet, change, grid, element('div', { className: 'form-actions' }, apply), note);
+  const form = changeForm('columns', 'Columns', onSet, change, grid, element('div', { className: 'form-actions' }, apply), note);
   const touch = (event) => {
     const list = { width: 'widths', align: 'aligns', order: 'orders' }[event.target.name.split('-')[0]];
     touched[list] = true;
