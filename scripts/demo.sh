@@ -44,3 +44,6 @@ echo "(next finds nothing after the last section: exit 1)"
 run unmark "$report" '||Design Flow||Resources'
 run show "$report"
 run settings "$report"
+
+printf '\n# Look at the same report in a browser (settings in /tmp; Ctrl-C ends the viewer):\n'
+echo "  $rpl_toc --db-dir /tmp view $report"

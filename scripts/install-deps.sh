@@ -6,9 +6,10 @@ set -eu
 
 packages_for() {
     case "$1" in
-        test) echo "cmake g++ make libgtest-dev libgmock-dev nlohmann-json3-dev libcli11-dev" ;;
-        bench) echo "cmake g++ make libbenchmark-dev libsimpleini-dev libinih-dev" ;;
-        fuzz) echo "cmake clang libclang-rt-14-dev nlohmann-json3-dev libcli11-dev" ;;
+        test) echo "cmake g++ make libgtest-dev libgmock-dev nlohmann-json3-dev libcli11-dev pkg-config" \
+                   "libcpp-httplib-dev chromium chromium-driver python3 python3-selenium" ;;
+        bench) echo "cmake g++ make libbenchmark-dev libsimpleini-dev libinih-dev pkg-config libcpp-httplib-dev" ;;
+        fuzz) echo "cmake clang libclang-rt-14-dev nlohmann-json3-dev libcli11-dev pkg-config libcpp-httplib-dev" ;;
         valgrind) echo "valgrind" ;;
         browser) echo "chromium" ;;
         *) echo "unknown package set: $1" >&2; exit 2 ;;

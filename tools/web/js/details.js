@@ -57,6 +57,7 @@ function changeForm(name, legend, onSet, change, ...content) {
     } catch (failure) {
       error.textContent = failure.message;
       error.hidden = false;
+      error.scrollIntoView({ block: 'nearest' });
     }
   };
   return form;
