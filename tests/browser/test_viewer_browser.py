@@ -162,6 +162,17 @@ class ViewerPage(unittest.TestCase):
             webdriver.ActionChains(self.driver).send_keys(key).perform()
             self.wait(self.settled, 'the page settles after ' + repr(key))
 
+    def apply_widths(self, widths, right):
+        """Types the widths of the selected table into the grid and applies them."""
+        for i, width in enumerate(widths):
+            field = self.driver.find_element(By.CSS_SELECTOR, '#details input[name="width-%d"]' % i)
+            field.clear()
+            field.send_keys(str(width))
+        for i in right:
+            self.driver.find_element(By.CSS_SELECTOR, '#details select[name="align-%d"] option[value="R"]' % i).click()
+        self.driver.find_element(By.CSS_SELECTOR, '#details button[type="submit"]').click()
+        self.wait(lambda: self.settled() and 'COLUMN_WIDTHS' in (self.viewer.settings() or ''), 'widths saved')
+
     def screenshot(self, name):
         path = os.path.join(ARGS.out, name + '.png')
         self.driver.save_screenshot(path)
@@ -232,14 +243,7 @@ class ViewerPage(unittest.TestCase):
         self.open_page()
         self.open_folder(TIMING)
         self.select(SETUP)
-        widths = [140, 90, 90, 100, 70]
-        for i, width in enumerate(widths):
-            field = self.driver.find_element(By.CSS_SELECTOR, '#details input[name="width-%d"]' % i)
-            field.clear()
-            field.send_keys(str(width))
-        self.driver.find_element(By.CSS_SELECTOR, '#details select[name="align-1"] option[value="R"]').click()
-        self.driver.find_element(By.CSS_SELECTOR, '#details button[type="submit"]').click()
-        self.wait(lambda: self.settled() and 'COLUMN_WIDTHS' in (self.viewer.settings() or ''), 'widths saved')
+        self.apply_widths([140, 90, 90, 100, 70], right=[1])
         self.assertEqual(section_block(self.viewer.settings(), SETUP),
                          ['COLUMN_WIDTHS=140L,90R,90L,100L,70L,', 'OUTPUT_SECTION=1', 'PAGE_ORIENTATION=0'])
         self.assertEqual(self.driver.find_element(By.CSS_SELECTOR, '#details input[name="width-0"]').get_attribute('value'), '140')
@@ -300,11 +304,14 @@ class ViewerPage(unittest.TestCase):
         self.screenshot('unreadable')
 
     def test_dark_scheme_and_the_readme_picture(self):
+        self.resize(1200, 960)
         self.open_page()
         self.open_folder(TIMING)
         self.line(ROOT + '||Messages').find_element(By.CSS_SELECTOR, 'input[type="checkbox"]').click()
         self.wait(lambda: self.checked(ROOT + '||Messages') == 'false' and self.settled(), 'Messages unmarked')
         self.select(SETUP)
+        self.apply_widths([120, 90, 90, 90, 60], right=[1, 2, 3])
+        self.driver.execute_script('document.querySelector("#details").scrollTop = 0')
         self.screenshot('viewer')  # docs/viewer.png is a copy of this one
         self.driver.execute_cdp_cmd('Emulation.setEmulatedMedia', {'features': [{'name': 'prefers-color-scheme', 'value': 'dark'}]})
         background = self.driver.execute_script('return getComputedStyle(document.body).backgroundColor')

@@ -176,7 +176,7 @@ export function renderDetails(container, node, onSet) {
       ['Header', section.header],
       ['Footer', section.footer],
       ...kindFacts(section),
-      ['Settings', section.settings_changed ? 'changed in this session' : 'as read'],
+      ['Settings', section.settings_changed ? 'changed: written with every save' : 'as read from the file'],
     ]),
     orientationForm(section, onSet),
   ];
