@@ -7,6 +7,7 @@ a screenshot in the output directory.
     test_viewer_browser.py --rpl-toc BUILD/tools/rpl-toc --examples examples --out DIR
 """
 import argparse
+import json
 import os
 import re
 import shutil
@@ -37,7 +38,7 @@ CHROMIUM_FLAGS = [
 
 
 class Viewer:
-    """One `rpl-toc view` on design_flow.json with its own database directory."""
+    """One `rpl-toc view` of a report, with its own database directory."""
 
     def __init__(self, report):
         self.db = tempfile.mkdtemp(prefix='rpl-view-db-')
@@ -69,6 +70,12 @@ class Viewer:
         self.process.stderr.close()
         shutil.rmtree(self.db, ignore_errors=True)
         return code
+
+
+def write_report(path, root):
+    with open(path, 'w') as f:
+        f.write('{"name": "large", "type": 3, "root": %s}' % json.dumps(root))
+    return path
 
 
 def section_block(content, path):
@@ -126,9 +133,9 @@ class ViewerPage(unittest.TestCase):
     def settled(self):
         return self.driver.execute_script('return document.body.dataset.busy') == '0'
 
-    def open_page(self):
+    def open_page(self, root=ROOT):
         self.driver.get(self.viewer.url)
-        self.wait(lambda: self.row(ROOT) is not None and self.settled(), 'the tree is drawn')
+        self.wait(lambda: self.row(root) is not None and self.settled(), 'the tree is drawn')
 
     def row(self, path):
         return self.driver.execute_script(
@@ -302,6 +309,23 @@ class ViewerPage(unittest.TestCase):
         self.assertTrue(banner.is_displayed())
         self.assertEqual(os.listdir(self.viewer.settings_path), [])
         self.screenshot('unreadable')
+
+    def test_a_large_folder_draws_its_rows_in_chunks(self):
+        self.assertEqual(self.viewer.stop(), 0)
+        files = tempfile.mkdtemp(prefix='rpl-view-report-')
+        self.addCleanup(shutil.rmtree, files, True)
+        self.viewer = Viewer(write_report(os.path.join(files, 'large.json'), {'type': 1, 'name': 'Large', 'children': [
+            {'type': 3, 'name': 'Text %04d' % i} for i in range(1200)]}))
+        self.open_page('||Large')
+        rows = lambda: len(self.driver.find_elements(By.CSS_SELECTOR, '[role="treeitem"]'))
+        self.assertEqual(rows(), 501)  # the main folder and its first 500 sections
+        self.select('||Large||Text 0499')
+        self.press('j')
+        self.assertEqual(self.selected_path(), '||Large||Text 0500')  # stepping draws what it reaches
+        self.assertEqual(rows(), 502)
+        self.driver.find_element(By.CSS_SELECTOR, 'button[data-more]').click()
+        self.wait(lambda: rows() == 1 + 501 + 500, 'the next chunk')
+        self.screenshot('large')
 
     def test_dark_scheme_and_the_readme_picture(self):
         self.resize(1200, 960)
