@@ -6,7 +6,7 @@ set -eu
 
 packages_for() {
     case "$1" in
-        test) echo "cmake g++ make libgtest-dev libgmock-dev nlohmann-json3-dev libcli11-dev pkg-config" \
+        test) echo "cmake g++ make libgtest-dev libgmock-dev nlohmann-json3-dev libcli11-dev man-db pkg-config" \
                    "libcpp-httplib-dev chromium chromium-driver python3 python3-selenium" ;;
         bench) echo "cmake g++ make libbenchmark-dev libsimpleini-dev libinih-dev pkg-config libcpp-httplib-dev" ;;
         fuzz) echo "cmake clang libclang-rt-14-dev nlohmann-json3-dev libcli11-dev pkg-config libcpp-httplib-dev" ;;

@@ -165,6 +165,7 @@ int run_find(Session& session, const Output& output, const std::string& path) {
 }
 
 int run_step(Session& session, const Output& output, const std::string& path, bool forward) {
+    warn_if_settings_unreadable(session);
     string next_path = forward ? session.toc().get_next_section(to_rpl(path))
                                : session.toc().get_previous_section(to_rpl(path));
     std::string next = to_std(next_path);

@@ -76,7 +76,7 @@ CLI::App* add_command(CLI::App& app, const char* name, const char* help, Command
     return command;
 }
 
-void define_show(CLI::App& app, CommandLine& cl, Commands& commands) {
+void define_views(CLI::App& app, CommandLine& cl, Commands& commands) {
     CLI::App* show = add_command(app, "show", "print the TOC as a tree", cl);
     show->add_flag("--paths", cl.show_paths, "print each section's rdb path instead of its name");
     commands[show] = [&cl](Session& s, const Output& o) { return run_show(s, o, cl.show_paths); };
@@ -171,7 +171,7 @@ void define_view(CLI::App& app, CommandLine& cl, Commands& commands) {
 
 Commands define_commands(CLI::App& app, CommandLine& cl) {
     Commands commands;
-    define_show(app, cl, commands);
+    define_views(app, cl, commands);
     define_lookup(app, cl, commands);
     define_marking(app, cl, commands);
     define_set(app, cl, commands);
@@ -182,7 +182,9 @@ Commands define_commands(CLI::App& app, CommandLine& cl) {
 
 void define_global_options(CLI::App& app, CommandLine& cl) {
     app.set_version_flag("--version", std::string("rpl-toc ") + RPL_TOC_VERSION);
-    app.add_option("--db-dir", cl.db_dir, "database directory of the settings file (default: the report file's)")
+    app.add_option("--db-dir", cl.db_dir,
+                   "database directory of the settings file (default: the report file's directory; the current\n"
+                   "one when REPORT is - or not a regular file)")
         ->type_name("DIR");
     app.add_flag("--json", cl.json, "print one JSON document with \"format\": 1 (every command)");
     app.add_flag("--ascii", cl.ascii, "draw the tree in plain ASCII (the default unless the locale is UTF-8)");
