@@ -8,7 +8,9 @@ every leaf straight under the main folder).
 
 Times are medians of N runs, in ms:
 - paint: from the start of the navigation to the first frame after the tree
-  is drawn (the page's "rpl-tree-painted" mark), a fresh page each run;
+  is drawn (the page's "rpl-tree-painted" mark), a fresh browser each run;
+  and when the page asked for the TOC document and when it had arrived (the
+  start of the /api/toc request, the end of its response);
 - mark, page: from the key press that toggles a leaf's mark to the tree,
   the section and the settings file drawn again ("rpl-mark-start" to
   "rpl-mark-done");
@@ -102,8 +104,13 @@ def wait_for(driver, script, timeout=120):
 
 
 def first_paint(driver, url):
+    """The paint, and when the TOC document was asked for and had arrived, in ms from the navigation's start."""
     driver.get(url)
-    return wait_for(driver, "const m = performance.getEntriesByName('rpl-tree-painted'); return m.length && m[0].startTime")
+    paint = wait_for(driver, "const m = performance.getEntriesByName('rpl-tree-painted'); return m.length && m[0].startTime")
+    asked, fetched = driver.execute_script(
+        "const e = performance.getEntriesByType('resource').find((e) => e.name.endsWith('/api/toc'));"
+        "return [e.requestStart, e.responseEnd]")
+    return paint, asked, fetched
 
 
 def page_mark(driver):
@@ -136,13 +143,16 @@ def measure(rpl_toc, sections, flat, runs):
             json.dump(data, f)
         first_leaf = '||Bench||' + (data['root']['children'][0]['name'] if flat else
                                     data['root']['children'][0]['name'] + '||' + data['root']['children'][0]['children'][0]['name'])
-        paints, marks, posts, size = [], [], [], 0
+        paints, asks, fetches, marks, posts, size = [], [], [], [], [], 0
         for _ in range(runs):
             db = tempfile.mkdtemp(dir=work)
             viewer = Viewer(rpl_toc, report_path, db)
             driver = browser(tempfile.mkdtemp(dir=work))
             try:
-                paints.append(first_paint(driver, viewer.url))
+                paint, asked, fetched = first_paint(driver, viewer.url)
+                paints.append(paint)
+                asks.append(asked)
+                fetches.append(fetched)
                 marks.append(page_mark(driver))
                 for marked in (False, True):
                     ms, size = http_mark(viewer, first_leaf, marked)
@@ -150,7 +160,8 @@ def measure(rpl_toc, sections, flat, runs):
             finally:
                 driver.quit()
                 viewer.stop()
-        return statistics.median(paints), statistics.median(marks), statistics.median(posts), size
+        return (statistics.median(paints), statistics.median(asks), statistics.median(fetches), statistics.median(marks),
+                statistics.median(posts), size)
     finally:
         shutil.rmtree(work, ignore_errors=True)
 
@@ -160,14 +171,14 @@ def main():
     parser.add_argument('rpl_toc')
     parser.add_argument('--runs', type=int, default=5)
     args = parser.parse_args()
-    print('| sections | layout | paint | mark, page | mark, HTTP | TOC document |')
-    print('|---:|---|---:|---:|---:|---:|')
+    print('| sections | layout | paint | TOC asked | TOC in | mark, page | mark, HTTP | TOC document |')
+    print('|---:|---|---:|---:|---:|---:|---:|---:|')
     for sections in (1000, 10000):
         for flat in (False, True):
-            paint, mark, post, size = measure(args.rpl_toc, sections, flat, args.runs)
+            paint, asked, fetched, mark, post, size = measure(args.rpl_toc, sections, flat, args.runs)
             layout = 'all under the main folder' if flat else 'folders of 100'
-            print('| %s | %s | %.0f | %.0f | %.0f | %.1f MB |' % (
-                format(sections, ','), layout, paint, mark, post, size / 1e6), flush=True)
+            print('| %s | %s | %.0f | %.0f | %.0f | %.0f | %.0f | %.1f MB |' % (
+                format(sections, ','), layout, paint, asked, fetched, mark, post, size / 1e6), flush=True)
 
 
 if __name__ == '__main__':
