@@ -151,7 +151,7 @@ ReportShape install_report(std::size_t sections) {
             }
         }
     }
-    rdb_stand_in_manager().set_report(bench_report_type(), std::make_unique<RDB_REPORT>(root));
+    host_rdb_set_report(bench_report_type(), std::make_unique<RDB_REPORT>(root));
     return shape;
 }
 

@@ -8,6 +8,7 @@
 #include <string>
 
 #include "host/host.h"
+#include "host/host_strings.h"
 #include "rpl/rpl.h"
 
 namespace rplbench {

@@ -47,7 +47,7 @@ Prepared prepare(std::size_t sections, bool full_file) {
     p.shape = rplbench::install_report(sections);
     p.toc = std::make_unique<RPL_REPORT_TOC>(rplbench::bench_report_type(), rplbench::bench_report_name());
     string path = p.toc->get_settings_filename();
-    p.settings_path.assign(path.data(), path.size());
+    p.settings_path = to_std(path);
     std::remove(p.settings_path.c_str());
     p.toc->generate_toc(true);
     if (full_file) {

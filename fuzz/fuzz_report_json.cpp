@@ -12,17 +12,24 @@
 #include <vector>
 
 #include "host/host.h"
+#include "host/host_strings.h"
 #include "rpl/rpl.h"
 #include "tools/report_json.h"
 #include "tools/section_info.h"
 
 namespace {
 
-std::string Std(const string& s) { return std::string(s.data(), s.size()); }
-
 bool presented(int type) {
     switch (type) {
-        case 1: case 3: case 4: case 5: case 6: case 7: case 8: case 9: case 14: return true;
+        case RDB_OBJECT_TYPE_FOLDER:
+        case RDB_OBJECT_TYPE_TEXT:
+        case RDB_OBJECT_TYPE_TABLE:
+        case RDB_OBJECT_TYPE_CHART:
+        case RDB_OBJECT_TYPE_EMBEDDED:
+        case RDB_OBJECT_TYPE_CMP_SUMMARY:
+        case RDB_OBJECT_TYPE_TABLE_2:
+        case RDB_OBJECT_TYPE_GAUGES:
+        case RDB_OBJECT_TYPE_TABLE_3: return true;
         default: return false;
     }
 }
@@ -32,9 +39,9 @@ void expected_paths(RDB_FOLDER_OBJECT* folder, const std::string& path, std::vec
     for (RDB_FOLDER_OBJECT::iterator it = folder->begin(); it != folder->end(); ++it) {
         RDB_OBJECT* child = *it;
         if (child == nullptr || !presented(child->get_type())) continue;
-        std::string child_path = path + "||" + Std(child->get_name());
+        std::string child_path = path + "||" + to_std(child->get_name());
         out.push_back(child_path);
-        RDB_FOLDER_OBJECT* sub = child->get_type() == 1 ? child->dynamic_cast_to_RDB_FOLDER_OBJECT() : nullptr;
+        RDB_FOLDER_OBJECT* sub = child->get_type() == RDB_OBJECT_TYPE_FOLDER ? child->dynamic_cast_to_RDB_FOLDER_OBJECT() : nullptr;
         if (sub != nullptr) expected_paths(sub, child_path, out);
     }
 }
@@ -95,22 +102,21 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     const RDB_REPORT_TYPE type = static_cast<RDB_REPORT_TYPE>(load.report.type);
     std::vector<std::string> expected;
     RDB_FOLDER_OBJECT* main_folder = load.report.main_folder.get();
-    if (main_folder != nullptr && main_folder->get_type() == 1) {
-        const std::string root_path = "||" + Std(main_folder->get_name());
+    if (main_folder != nullptr && main_folder->get_type() == RDB_OBJECT_TYPE_FOLDER) {
+        const std::string root_path = "||" + to_std(main_folder->get_name());
         expected.push_back(root_path);
         expected_paths(main_folder, root_path, expected);
     }
 
-    DBMUI_MANAGER& manager = rdb_stand_in_manager();
-    manager.set_report(type, std::make_unique<RDB_REPORT>(load.report.main_folder.release()));
-    manager.reset_counts();
+    host_rdb_set_report(type, std::make_unique<RDB_REPORT>(load.report.main_folder.release()));
+    host_rdb_reset_counts();
     {
         const std::string& name = load.report.name;
-        RPL_REPORT_TOC toc(type, string(name.data(), name.size()));
+        RPL_REPORT_TOC toc(type, to_rpl(name));
         toc.generate_toc(true);
         std::vector<std::string> paths;
         for (RPL_REPORT_SECTION* section : toc.m_section_index) {
-            paths.push_back(Std(section->m_rdb_path));
+            paths.push_back(to_std(section->m_rdb_path));
             check(one_clean_line(rpl_toc::printable(paths.back())), "a path shown on more than one line");
         }
         if (paths != expected) {
@@ -118,20 +124,20 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
             for (const std::string& p : paths) std::fprintf(stderr, "built    %s\n", p.c_str());
             check(false, "the index differs from the report's tree");
         }
-        check(manager.counts(type).held == 0, "the report was not given back");
+        check(host_rdb_counts(type).held == 0, "the report was not given back");
         if (!paths.empty()) {
             check(toc.section_exists(toc.m_section_index.front()->m_rdb_path) == toc.m_section_index.front(),
                   "the root is not found by its path");
-            // The settings file escapes nothing, so a line feed in a name
-            // splits that section's header and its marks cannot be found
-            // again (see the bad-report tests); such trees are only built.
-            bool line_feed = false;
-            for (const std::string& path : paths) line_feed = line_feed || path.find('\n') != std::string::npos;
-            if (paths.size() <= 64 && !line_feed) check_marking_round_trip(toc, type);
+            // The settings file escapes nothing: the loader must refuse the
+            // names that would split a header or end it early.
+            for (const std::string& path : paths)
+                check(path.find('\n') == std::string::npos && path.find('\0') == std::string::npos,
+                      "a name with a line feed or a NUL byte was accepted");
+            if (paths.size() <= 64) check_marking_round_trip(toc, type);
         }
     }
-    manager.remove_all_reports();
-    manager.reset_counts();
+    host_rdb_remove_all_reports();
+    host_rdb_reset_counts();
     host_clear_messages();
     return 0;
 }

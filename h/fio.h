@@ -38,10 +38,6 @@ private:
 // stand-in host answers what host_set_db_dir set, "." until then.
 FIO_PATH gen_get_db_dir_path();
 
-// The text the catalogue gives for an extension type, without the dot;
-// empty for types it does not know.
-const char* fio_extension_text(FIO_EXTENSION_TYPE type);
-
 class FIO_FILE_SYSTEM {
 public:
     // Whether something exists at `path` (a file, a directory, anything

@@ -41,7 +41,6 @@ public:
     std::string identifier() const;
     // The body with every placeholder replaced by its bound argument.
     std::string formatted() const;
-    bool is_debug() const { return m_is_debug; }
     MSG_REPORT* report() const { return m_report; }
 
 protected:

@@ -9,7 +9,6 @@
 #define H_RDB_H
 
 #include <cstdint>
-#include <map>
 #include <memory>
 #include <string>
 #include <vector>
@@ -33,8 +32,7 @@ enum RDB_EMBEDDED_OBJECT_EMBEDDED_TYPE_ENUM : std::int32_t {
     RDB_EMBEDDED_DOCUMENT = 2,
 };
 
-// Type codes of report objects that the library presents; any other code
-// may occur in a report and is passed over.
+// The object type codes of the report database that sections are made for.
 enum RDB_OBJECT_TYPE : std::int32_t {
     RDB_OBJECT_TYPE_FOLDER = 1,
     RDB_OBJECT_TYPE_TEXT = 3,
@@ -99,9 +97,9 @@ class RDB_FOLDER_OBJECT : public RDB_OBJECT {
 public:
     typedef std::vector<RDB_OBJECT*>::iterator iterator;
 
-    // `type` is 1 for every real folder; tests give other codes to make a
-    // main folder that is not a folder.
-    explicit RDB_FOLDER_OBJECT(const std::string& name, int type = 1);
+    // `type` is RDB_OBJECT_TYPE_FOLDER for every real folder; tests give
+    // other codes to make a main folder that is not a folder.
+    explicit RDB_FOLDER_OBJECT(const std::string& name, int type = RDB_OBJECT_TYPE_FOLDER);
     ~RDB_FOLDER_OBJECT() override;
 
     RDB_FOLDER_OBJECT* dynamic_cast_to_RDB_FOLDER_OBJECT() override;
@@ -130,12 +128,8 @@ public:
     RDB_LINK_RPT_OBJECT* dynamic_cast_to_RDB_LINK_RPT_OBJECT() override;
 
     // Releases what the link holds of the linked report; the object stays
-    // valid. Counted, here and in the manager.
+    // valid.
     void free_report();
-    int free_count() const { return m_free_count; }
-
-private:
-    int m_free_count = 0;
 };
 
 class RDB_TEXT_OBJECT : public RDB_OBJECT {
@@ -148,10 +142,10 @@ private:
     bool m_html;
 };
 
-// A table. `type` is 4, 8 or 14.
+// A table. `type` is RDB_OBJECT_TYPE_TABLE, _TABLE_2 or _TABLE_3.
 class RDB_TABLE_OBJECT : public RDB_OBJECT {
 public:
-    RDB_TABLE_OBJECT(const std::string& name, std::uint32_t columns, int rows, int type = 4);
+    RDB_TABLE_OBJECT(const std::string& name, std::uint32_t columns, int rows, int type = RDB_OBJECT_TYPE_TABLE);
     RDB_TABLE_OBJECT* dynamic_cast_to_RDB_TABLE_OBJECT() override;
     std::uint32_t get_number_of_columns() const;
     int get_number_of_rows() const;
@@ -174,7 +168,7 @@ public:
 class RDB_ROW_TEST_TABLE_OBJECT : public RDB_TABLE_OBJECT, public RDB_ROW_TEST_OBJECT {
 public:
     RDB_ROW_TEST_TABLE_OBJECT(const std::string& name, std::uint32_t columns,
-                              const std::vector<bool>& answers, int type = 4);
+                              const std::vector<bool>& answers, int type = RDB_OBJECT_TYPE_TABLE);
     RDB_ROW_TEST_OBJECT* dynamic_cast_to_RDB_ROW_TEST_OBJECT() override;
     bool test_row(int row) override;
     const std::vector<int>& rows_asked() const { return m_rows_asked; }
@@ -243,58 +237,24 @@ private:
     RDB_FOLDER_OBJECT* m_main_folder;  // owned
 };
 
-// Per report type, what the manager was asked.
-struct RDB_MANAGER_COUNTS {
-    int gets = 0;
-    int ungets = 0;
-    int gets_answered = 0;  // gets that returned a report
-    int held = 0;           // reports given out and not given back; an unget
-                            // after a get that gave nothing holds nothing
-    std::vector<std::string> requesters;
-};
-
 // The report database manager.
 class DBMUI_MANAGER {
 public:
-    // The one manager, or null when the stand-in is switched off
-    // (host_rdb_set_manager_enabled). May be called before main.
+    // The one manager, or null when the host has none to give. May be
+    // called before main.
     static DBMUI_MANAGER* get_dbmui_manager();
 
     // The report of `type` for `requester`, or null when there is none.
-    // Every call, with or without a report, is counted.
     RDB_REPORT* get_rdb_report(RDB_REPORT_TYPE type, const char* requester);
     // Gives a report back; also accepted after a get that returned null.
     void unget_rdb_report(RDB_REPORT_TYPE type, const char* requester);
 
-    // Stand-in administration: install (replacing) or remove a report, read
-    // and clear the counters.
-    void set_report(RDB_REPORT_TYPE type, std::unique_ptr<RDB_REPORT> report);
-    void remove_report(RDB_REPORT_TYPE type);
-    void remove_all_reports();
-    const RDB_MANAGER_COUNTS& counts(RDB_REPORT_TYPE type);
-    // Reports given out and not yet given back, over every type.
-    int reports_held() const;
-    void reset_counts();
-
-    // Protocol records the report objects feed.
-    void note_free_report(const RDB_LINK_RPT_OBJECT* link);
-    void note_test_row();
-    // The link folders given free_report, in call order.
-    const std::vector<const RDB_LINK_RPT_OBJECT*>& free_report_calls() const { return m_free_calls; }
-    int test_row_count() const { return m_test_rows; }
+    DBMUI_MANAGER(const DBMUI_MANAGER&) = delete;
+    DBMUI_MANAGER& operator=(const DBMUI_MANAGER&) = delete;
 
 private:
     DBMUI_MANAGER() = default;
-    friend DBMUI_MANAGER& rdb_stand_in_manager();
-
-    std::map<std::int32_t, std::unique_ptr<RDB_REPORT>> m_reports;
-    std::map<std::int32_t, RDB_MANAGER_COUNTS> m_counts;
-    std::vector<const RDB_LINK_RPT_OBJECT*> m_free_calls;
-    int m_test_rows = 0;
 };
-
-// Switches the manager on or off: while off, get_dbmui_manager answers null.
-void host_rdb_set_manager_enabled(bool enabled);
 
 // A stable, never-null text for a report type ("timing" and so on, or
 // "type<N>" for values without a name). The host owns it.

@@ -4,6 +4,7 @@
 #define HOST_HOST_H
 
 #include <cstddef>
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -13,9 +14,12 @@
 #include "h/msg.h"
 #include "h/rdb.h"
 
-// ---- Database directory -------------------------------------------------
+// ---- Files and the database directory ----------------------------------------
 void host_set_db_dir(const std::string& directory);
 std::string host_db_dir();
+// The text the catalogue gives for an extension type, without the dot;
+// empty for types it does not know.
+const char* fio_extension_text(FIO_EXTENSION_TYPE type);
 
 // ---- Messages -------------------------------------------------------------
 struct HOST_DEBUG_TRACE {
@@ -72,7 +76,29 @@ std::size_t host_mem_total_bytes();
 std::vector<std::string> host_mem_modules();
 
 // ---- Report database -----------------------------------------------------
-// The stand-in manager, whether or not get_dbmui_manager is switched on.
-DBMUI_MANAGER& rdb_stand_in_manager();
+// Installs (replacing) or removes the report of a type.
+void host_rdb_set_report(RDB_REPORT_TYPE type, std::unique_ptr<RDB_REPORT> report);
+void host_rdb_remove_report(RDB_REPORT_TYPE type);
+void host_rdb_remove_all_reports();
+// Switches the manager on or off: while off, get_dbmui_manager answers null.
+void host_rdb_set_manager_enabled(bool enabled);
+
+// Per report type, what the manager was asked.
+struct RDB_MANAGER_COUNTS {
+    int gets = 0;
+    int ungets = 0;
+    int held = 0;  // reports given out and not given back; an unget after
+                   // a get that gave nothing holds nothing
+    std::vector<std::string> requesters;
+};
+const RDB_MANAGER_COUNTS& host_rdb_counts(RDB_REPORT_TYPE type);
+// Reports given out and not yet given back, over every type.
+int host_rdb_reports_held();
+// The link folders given free_report, in call order.
+const std::vector<const RDB_LINK_RPT_OBJECT*>& host_rdb_free_report_calls();
+// Rows asked by every row test.
+int host_rdb_test_row_count();
+// Clears the counts, the free_report calls and the rows asked.
+void host_rdb_reset_counts();
 
 #endif

@@ -2,6 +2,7 @@
 #include <sys/stat.h>
 
 #include "host/host.h"
+#include "host/host_strings.h"
 
 namespace {
 
@@ -18,7 +19,7 @@ std::string host_db_dir() { return db_dir(); }
 FIO_PATH::FIO_PATH() = default;
 FIO_PATH::FIO_PATH(const std::string& directory) : m_directory(directory) {}
 
-void FIO_PATH::base(const string& name) { m_base.assign(name.data(), name.size()); }
+void FIO_PATH::base(const string& name) { m_base = to_std(name); }
 
 void FIO_PATH::extension(FIO_EXTENSION_TYPE type, FIO_EXTENSION_TYPE alternative) {
     const char* text = fio_extension_text(type);
@@ -31,7 +32,7 @@ string FIO_PATH::fullpath() const {
     if (!path.empty() && path.back() != '/') path += '/';
     path += m_base;
     if (!m_extension.empty()) path += "." + m_extension;
-    return string(path.data(), path.size());
+    return to_rpl(path);
 }
 
 FIO_PATH gen_get_db_dir_path() { return FIO_PATH(db_dir()); }

@@ -2,16 +2,25 @@
 // holds reports by type and counts the holding protocol.
 #include <cstdio>
 #include <cstring>
+#include <map>
 
 #include "host/host.h"
+#include "host/host_strings.h"
 
 namespace {
 
-string to_string(const std::string& s) { return string(s.data(), s.size()); }
+// What the stand-in manager holds and has been asked.
+struct STAND_IN {
+    bool enabled = true;
+    std::map<std::int32_t, std::unique_ptr<RDB_REPORT>> reports;
+    std::map<std::int32_t, RDB_MANAGER_COUNTS> counts;
+    std::vector<const RDB_LINK_RPT_OBJECT*> free_calls;
+    int test_rows = 0;
+};
 
-bool& manager_enabled() {
-    static bool enabled = true;
-    return enabled;
+STAND_IN& stand_in() {
+    static auto* state = new STAND_IN();  // never destroyed: used at unload
+    return *state;
 }
 
 }  // namespace
@@ -32,9 +41,9 @@ RDB_GAUGES_OBJECT* RDB_OBJECT::dynamic_cast_to_RDB_GAUGES_OBJECT() { return null
 RDB_EMBEDDED_OBJECT* RDB_OBJECT::dynamic_cast_to_RDB_EMBEDDED_OBJECT() { return nullptr; }
 
 int RDB_OBJECT::get_type() const { return m_type; }
-string RDB_OBJECT::get_name() const { return to_string(m_name); }
-string RDB_OBJECT::get_header() { return to_string(m_header); }
-string RDB_OBJECT::get_footer() { return to_string(m_footer); }
+string RDB_OBJECT::get_name() const { return to_rpl(m_name); }
+string RDB_OBJECT::get_header() { return to_rpl(m_header); }
+string RDB_OBJECT::get_footer() { return to_rpl(m_footer); }
 
 RDB_FOLDER_OBJECT::RDB_FOLDER_OBJECT(const std::string& name, int type) : RDB_OBJECT(type, name) {}
 RDB_FOLDER_OBJECT::~RDB_FOLDER_OBJECT() {
@@ -44,14 +53,11 @@ RDB_FOLDER_OBJECT* RDB_FOLDER_OBJECT::dynamic_cast_to_RDB_FOLDER_OBJECT() { retu
 RDB_FOLDER_OBJECT::iterator RDB_FOLDER_OBJECT::begin() { return m_children.begin(); }
 RDB_FOLDER_OBJECT::iterator RDB_FOLDER_OBJECT::end() { return m_children.end(); }
 
-RDB_LINK_RPT_OBJECT::RDB_LINK_RPT_OBJECT(const std::string& name) : RDB_FOLDER_OBJECT(name, 1) {}
+RDB_LINK_RPT_OBJECT::RDB_LINK_RPT_OBJECT(const std::string& name) : RDB_FOLDER_OBJECT(name, RDB_OBJECT_TYPE_FOLDER) {}
 RDB_LINK_RPT_OBJECT* RDB_LINK_RPT_OBJECT::dynamic_cast_to_RDB_LINK_RPT_OBJECT() { return this; }
-void RDB_LINK_RPT_OBJECT::free_report() {
-    ++m_free_count;
-    rdb_stand_in_manager().note_free_report(this);
-}
+void RDB_LINK_RPT_OBJECT::free_report() { stand_in().free_calls.push_back(this); }
 
-RDB_TEXT_OBJECT::RDB_TEXT_OBJECT(const std::string& name, bool html) : RDB_OBJECT(3, name), m_html(html) {}
+RDB_TEXT_OBJECT::RDB_TEXT_OBJECT(const std::string& name, bool html) : RDB_OBJECT(RDB_OBJECT_TYPE_TEXT, name), m_html(html) {}
 RDB_TEXT_OBJECT* RDB_TEXT_OBJECT::dynamic_cast_to_RDB_TEXT_OBJECT() { return this; }
 bool RDB_TEXT_OBJECT::is_html() const { return m_html; }
 
@@ -69,16 +75,16 @@ RDB_ROW_TEST_TABLE_OBJECT::RDB_ROW_TEST_TABLE_OBJECT(const std::string& name, st
 RDB_ROW_TEST_OBJECT* RDB_ROW_TEST_TABLE_OBJECT::dynamic_cast_to_RDB_ROW_TEST_OBJECT() { return this; }
 bool RDB_ROW_TEST_TABLE_OBJECT::test_row(int row) {
     m_rows_asked.push_back(row);
-    rdb_stand_in_manager().note_test_row();
+    stand_in().test_rows++;
     if (row < 0 || static_cast<std::size_t>(row) >= m_answers.size()) return true;
     return m_answers[static_cast<std::size_t>(row)];
 }
 RDB_CHART_TABLE_OBJECT::RDB_CHART_TABLE_OBJECT(const std::string& name, int default_chart_type)
-    : RDB_TABLE_OBJECT(name, 0, 0, 5), m_default_chart_type(default_chart_type) {}
+    : RDB_TABLE_OBJECT(name, 0, 0, RDB_OBJECT_TYPE_CHART), m_default_chart_type(default_chart_type) {}
 RDB_CHART_TABLE_OBJECT* RDB_CHART_TABLE_OBJECT::dynamic_cast_to_RDB_CHART_TABLE_OBJECT() { return this; }
 int RDB_CHART_TABLE_OBJECT::get_default_chart_type() const { return m_default_chart_type; }
 
-RDB_GAUGES_OBJECT::RDB_GAUGES_OBJECT(const std::string& name) : RDB_OBJECT(9, name) {}
+RDB_GAUGES_OBJECT::RDB_GAUGES_OBJECT(const std::string& name) : RDB_OBJECT(RDB_OBJECT_TYPE_GAUGES, name) {}
 RDB_GAUGES_OBJECT* RDB_GAUGES_OBJECT::dynamic_cast_to_RDB_GAUGES_OBJECT() { return this; }
 RDB_GAUGE_DATA* RDB_GAUGES_OBJECT::get_data_at(unsigned int index) {
     return index < m_gauges.size() ? m_gauges[index].get() : nullptr;
@@ -92,10 +98,10 @@ void RDB_GAUGES_OBJECT::add_gap() { m_gauges.push_back(nullptr); }
 
 RDB_EMBEDDED_OBJECT::RDB_EMBEDDED_OBJECT(const std::string& name, RDB_EMBEDDED_OBJECT_EMBEDDED_TYPE_ENUM type,
                                          const std::string& info)
-    : RDB_OBJECT(6, name), m_embedded_type(type), m_info(info) {}
+    : RDB_OBJECT(RDB_OBJECT_TYPE_EMBEDDED, name), m_embedded_type(type), m_info(info) {}
 RDB_EMBEDDED_OBJECT* RDB_EMBEDDED_OBJECT::dynamic_cast_to_RDB_EMBEDDED_OBJECT() { return this; }
 RDB_EMBEDDED_OBJECT_EMBEDDED_TYPE_ENUM RDB_EMBEDDED_OBJECT::get_embedded_type() const { return m_embedded_type; }
-string RDB_EMBEDDED_OBJECT::get_info_str() const { return to_string(m_info); }
+string RDB_EMBEDDED_OBJECT::get_info_str() const { return to_rpl(m_info); }
 
 RDB_REPORT::RDB_REPORT(RDB_FOLDER_OBJECT* main_folder) : m_main_folder(main_folder) {}
 RDB_REPORT::~RDB_REPORT() { delete m_main_folder; }
@@ -103,56 +109,50 @@ RDB_FOLDER_OBJECT* RDB_REPORT::get_main_folder() const { return m_main_folder; }
 
 // ---- Manager ------------------------------------------------------------------
 
-DBMUI_MANAGER& rdb_stand_in_manager() {
-    static auto* manager = new DBMUI_MANAGER();  // never destroyed: used at unload
-    return *manager;
-}
-
-void host_rdb_set_manager_enabled(bool enabled) { manager_enabled() = enabled; }
-
 DBMUI_MANAGER* DBMUI_MANAGER::get_dbmui_manager() {
-    return manager_enabled() ? &rdb_stand_in_manager() : nullptr;
+    static auto* manager = new DBMUI_MANAGER();  // never destroyed: used at unload
+    return stand_in().enabled ? manager : nullptr;
 }
 
 RDB_REPORT* DBMUI_MANAGER::get_rdb_report(RDB_REPORT_TYPE type, const char* requester) {
-    RDB_MANAGER_COUNTS& c = m_counts[type];
+    RDB_MANAGER_COUNTS& c = stand_in().counts[type];
     c.gets++;
     c.requesters.push_back(requester ? requester : "");
-    auto it = m_reports.find(type);
-    if (it == m_reports.end() || !it->second) return nullptr;
-    c.gets_answered++;
+    auto it = stand_in().reports.find(type);
+    if (it == stand_in().reports.end() || !it->second) return nullptr;
     c.held++;
     return it->second.get();
 }
 
 void DBMUI_MANAGER::unget_rdb_report(RDB_REPORT_TYPE type, const char* requester) {
-    RDB_MANAGER_COUNTS& c = m_counts[type];
+    RDB_MANAGER_COUNTS& c = stand_in().counts[type];
     c.ungets++;
     c.requesters.push_back(requester ? requester : "");
     if (c.held > 0) c.held--;
 }
 
-void DBMUI_MANAGER::set_report(RDB_REPORT_TYPE type, std::unique_ptr<RDB_REPORT> report) {
-    m_reports[type] = std::move(report);
+void host_rdb_set_report(RDB_REPORT_TYPE type, std::unique_ptr<RDB_REPORT> report) {
+    stand_in().reports[type] = std::move(report);
 }
-void DBMUI_MANAGER::remove_report(RDB_REPORT_TYPE type) { m_reports.erase(type); }
-void DBMUI_MANAGER::remove_all_reports() { m_reports.clear(); }
-const RDB_MANAGER_COUNTS& DBMUI_MANAGER::counts(RDB_REPORT_TYPE type) { return m_counts[type]; }
+void host_rdb_remove_report(RDB_REPORT_TYPE type) { stand_in().reports.erase(type); }
+void host_rdb_remove_all_reports() { stand_in().reports.clear(); }
+void host_rdb_set_manager_enabled(bool enabled) { stand_in().enabled = enabled; }
+const RDB_MANAGER_COUNTS& host_rdb_counts(RDB_REPORT_TYPE type) { return stand_in().counts[type]; }
 
-int DBMUI_MANAGER::reports_held() const {
+int host_rdb_reports_held() {
     int held = 0;
-    for (const auto& entry : m_counts) held += entry.second.held;
+    for (const auto& entry : stand_in().counts) held += entry.second.held;
     return held;
 }
 
-void DBMUI_MANAGER::reset_counts() {
-    m_counts.clear();
-    m_free_calls.clear();
-    m_test_rows = 0;
-}
+const std::vector<const RDB_LINK_RPT_OBJECT*>& host_rdb_free_report_calls() { return stand_in().free_calls; }
+int host_rdb_test_row_count() { return stand_in().test_rows; }
 
-void DBMUI_MANAGER::note_free_report(const RDB_LINK_RPT_OBJECT* link) { m_free_calls.push_back(link); }
-void DBMUI_MANAGER::note_test_row() { ++m_test_rows; }
+void host_rdb_reset_counts() {
+    stand_in().counts.clear();
+    stand_in().free_calls.clear();
+    stand_in().test_rows = 0;
+}
 
 // ---- Report keys ------------------------------------------------------------
 
@@ -216,5 +216,5 @@ string rdb_make_report_key(const string& report_name, const string& report_type_
         if (pct != std::string::npos && pct + 3 > key.size()) key.resize(pct);
         key += hash;
     }
-    return to_string(key);
+    return to_rpl(key);
 }

@@ -2,6 +2,7 @@
 #ifndef RPL_H
 #define RPL_H
 
+#include "rpl/rpl_version.h"
 #include "rpl/rpl_types.h"
 #include "rpl/rpl_msg.h"
 #include "rpl/rpl_report_section.h"

@@ -2,7 +2,6 @@
 
 #include "rpl/rpl_msg.h"
 #include "rpl/rpl_report_settings_file.h"
-#include "rpl/rpl_report_toc.h"
 
 namespace {
 
@@ -18,12 +17,9 @@ RPL_CHART* RPL_CHART::dynamic_cast_to_RPL_CHART() { return this; }
 const RPL_CHART* RPL_CHART::dynamic_cast_to_RPL_CHART() const { return this; }
 
 bool RPL_CHART::read_acf_settings() {
-    RPL_REPORT_SETTINGS_FILE settings;
-    RPL_REPORT_TOC* toc = get_report_toc();
     RPL_REPORT_SECTION::read_acf_settings();
-    if (toc == nullptr) return false;
-    settings.m_filename = toc->get_settings_filename();
-    if (!settings.read_from_disk()) return false;
+    RPL_REPORT_SETTINGS_FILE settings;
+    if (!load_settings(settings)) return false;
 
     // An absent key reads as 0, so a chart without a stored type gets type 1
     // whatever the report proposed; other numbers leave the type alone.
@@ -38,10 +34,8 @@ bool RPL_CHART::read_acf_settings() {
 }
 
 void RPL_CHART::write_acf_settings() {
-    RPL_REPORT_SETTINGS_FILE settings;
-    RPL_REPORT_TOC* toc = get_report_toc();
     RPL_REPORT_SECTION::write_acf_settings();
-    if (toc == nullptr || !m_settings_changed) return;
+    if (get_report_toc() == nullptr || !m_settings_changed) return;
 
     int stored = 0;
     if (m_chart_type == 2) {
@@ -49,8 +43,8 @@ void RPL_CHART::write_acf_settings() {
     } else if (m_chart_type != 1) {
         rpl_msg_debug("Warning: Unknown chart type.");
     }
-    settings.m_filename = toc->get_settings_filename();
-    if (!settings.read_from_disk()) return;
+    RPL_REPORT_SETTINGS_FILE settings;
+    if (!load_settings(settings)) return;
     settings.set_value_int(m_rdb_path, KEY_CHART_TYPE, stored);
     settings.write_to_disk();
 }

@@ -74,18 +74,11 @@ RPL_REPORT_TOC* RPL_REPORT_SECTION::get_report_toc() {
 
 RDB_REPORT* RPL_REPORT_SECTION::get_rdb_report() {
     RPL_REPORT_TOC* toc = get_report_toc();
-    if (toc == nullptr) return nullptr;
-    DBMUI_MANAGER* manager = DBMUI_MANAGER::get_dbmui_manager();
-    if (manager == nullptr) return nullptr;
-    return manager->get_rdb_report(static_cast<RDB_REPORT_TYPE>(toc->m_report_type), "RPL");
+    return toc == nullptr ? nullptr : toc->get_rdb_report();
 }
 
 void RPL_REPORT_SECTION::free_rdb_report() {
-    RPL_REPORT_TOC* toc = get_report_toc();
-    if (toc == nullptr) return;
-    DBMUI_MANAGER* manager = DBMUI_MANAGER::get_dbmui_manager();
-    if (manager == nullptr) return;
-    manager->unget_rdb_report(static_cast<RDB_REPORT_TYPE>(toc->m_report_type), "RPL");
+    if (RPL_REPORT_TOC* toc = get_report_toc()) toc->free_rdb_report();
 }
 
 string RPL_REPORT_SECTION::get_short_rdb_path() {
@@ -115,12 +108,16 @@ const RPL_GAUGES* RPL_REPORT_SECTION::dynamic_cast_to_RPL_GAUGES() const { retur
 
 // ---- Settings: output mark and page orientation ---------------------------------
 
-bool RPL_REPORT_SECTION::read_acf_settings() {
-    RPL_REPORT_SETTINGS_FILE settings;
+bool RPL_REPORT_SECTION::load_settings(RPL_REPORT_SETTINGS_FILE& settings) {
     RPL_REPORT_TOC* toc = get_report_toc();
     if (toc == nullptr) return false;
     settings.m_filename = toc->get_settings_filename();
-    if (!settings.read_from_disk()) return false;
+    return settings.read_from_disk();
+}
+
+bool RPL_REPORT_SECTION::read_acf_settings() {
+    RPL_REPORT_SETTINGS_FILE settings;
+    if (!load_settings(settings)) return false;
 
     int output = stored_number(settings.get_value_str(m_rdb_path, KEY_OUTPUT_SECTION), 1);
     m_marked_for_output = output == 1;
@@ -132,11 +129,9 @@ bool RPL_REPORT_SECTION::read_acf_settings() {
 }
 
 void RPL_REPORT_SECTION::write_acf_settings() {
+    if (!m_settings_changed) return;
     RPL_REPORT_SETTINGS_FILE settings;
-    RPL_REPORT_TOC* toc = get_report_toc();
-    if (toc == nullptr || !m_settings_changed) return;
-    settings.m_filename = toc->get_settings_filename();
-    if (!settings.read_from_disk()) return;
+    if (!load_settings(settings)) return;
 
     settings.set_value_str(m_rdb_path, KEY_OUTPUT_SECTION, m_marked_for_output ? "1" : "0");
     settings.set_value_str(m_rdb_path, KEY_PAGE_ORIENTATION, m_page_orientation == 2 ? "1" : "0");

@@ -17,6 +17,7 @@ class RPL_TABLE;
 class RPL_EMBEDDED;
 class RPL_CMP_SUMMARY;
 class RPL_GAUGES;
+class RPL_REPORT_SETTINGS_FILE;
 
 class RPL_REPORT_SECTION {
 public:
@@ -66,7 +67,7 @@ public:
     // m_toc while it is a live TOC, otherwise null.
     RPL_REPORT_TOC* get_report_toc();
     // The report of the owning TOC, borrowed from the report database, or
-    // null. Pair every call with free_rdb_report.
+    // null (also without a live TOC). Pair every call with free_rdb_report.
     RDB_REPORT* get_rdb_report();
     void free_rdb_report();
     // The rdb path without its one leading "||".
@@ -98,6 +99,12 @@ public:
     string m_header;
     string m_footer;
     bool m_settings_changed;        // never cleared once set
+
+protected:
+    // Loads the report's settings file into `settings`. False without a
+    // live TOC or when the file cannot be loaded whole; then nothing may be
+    // read from it, nor saved.
+    bool load_settings(RPL_REPORT_SETTINGS_FILE& settings);
 
 private:
     void init_defaults();

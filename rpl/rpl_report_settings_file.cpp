@@ -1,171 +1,12 @@
 #include "rpl/rpl_report_settings_file.h"
 
-#include <cerrno>
-#include <cstdio>
-#include <cstdlib>
 #include <cstring>
 
-#include <fcntl.h>
-#include <sys/stat.h>
-#include <unistd.h>
-
 #include "h/fio.h"
+#include "rpl/rpl_file.h"
 #include "rpl/rpl_msg.h"
 
 #define RPL_SOURCE_FILE "rpl_report_settings_file.cpp"
-
-namespace {
-
-// ---- Reading the whole file ----------------------------------------------------------
-
-enum READ_RESULT { READ_DONE, READ_NOT_OPENED, READ_FAILED };
-
-// Reads the file into `text` in one go. A read error part-way (a directory
-// in the file's place among them) fails the whole read.
-READ_RESULT read_whole_file(const char* path, string& text) {
-    int fd = ::open(path, O_RDONLY | O_CLOEXEC);
-    if (fd < 0) return READ_NOT_OPENED;
-    struct stat st;
-    std::size_t expected = (::fstat(fd, &st) == 0 && S_ISREG(st.st_mode)) ? static_cast<std::size_t>(st.st_size) : 0;
-    // One byte more than expected, so a file that has not grown is read
-    // with a single call and its end seen with a second.
-    text.resize(expected + 1);
-    std::size_t used = 0;
-    READ_RESULT result = READ_DONE;
-    for (;;) {
-        if (used == text.size()) text.resize(text.size() * 2);
-        ssize_t n = ::read(fd, &text[used], text.size() - used);
-        if (n > 0) {
-            used += static_cast<std::size_t>(n);
-        } else if (n == 0) {
-            break;
-        } else if (errno != EINTR) {
-            result = READ_FAILED;
-            break;
-        }
-    }
-    ::close(fd);
-    text.resize(used);
-    return result;
-}
-
-// ---- Saving -----------------------------------------------------------------------------
-
-bool write_all(int fd, const string& text) {
-    const char* p = text.data();
-    std::size_t left = text.size();
-    while (left > 0) {
-        ssize_t n = ::write(fd, p, left);
-        if (n < 0 && errno == EINTR) continue;
-        if (n <= 0) return false;
-        p += n;
-        left -= static_cast<std::size_t>(n);
-    }
-    return true;
-}
-
-// The plain way: open the file itself for writing, truncating it. Used when
-// no temporary file can take its place. True when it could be opened.
-bool write_in_place(const string& path, const string& text) {
-    int fd = ::open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0666);
-    if (fd < 0) return false;
-    write_all(fd, text);
-    ::close(fd);
-    return true;
-}
-
-// The file a save must replace: a symbolic link is followed, so the link
-// stays and its target receives the content. A dangling link gives "".
-string save_target(const string& path) {
-    struct stat st;
-    if (::lstat(path.c_str(), &st) != 0 || !S_ISLNK(st.st_mode)) return path;
-    char* resolved = ::realpath(path.c_str(), nullptr);
-    if (resolved == nullptr) return string();
-    string target = resolved;
-    ::free(resolved);
-    return target;
-}
-
-// Creates a new, empty file beside `target` under a name nobody else uses,
-// with `mode` as open(2) takes it, so a new settings file gets the umask's
-// bits as a plain create would. Only the start of the target's name goes
-// into the temporary name: a long name must still leave room for it.
-int create_temporary(const string& target, mode_t mode, string& temp) {
-    string::size_type slash = target.rfind('/');
-    string::size_type base_at = slash == string::npos ? 0 : slash + 1;
-    string prefix = target.substr(0, base_at) + "." + target.substr(base_at, 64);
-    static unsigned long counter = 0;
-    for (int attempt = 0; attempt < 64; ++attempt) {
-        char suffix[64];
-        std::snprintf(suffix, sizeof suffix, ".%ld.%lu.tmp", static_cast<long>(::getpid()), ++counter);
-        temp = prefix + suffix;
-        int fd = ::open(temp.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, mode);
-        if (fd >= 0 || errno != EEXIST) return fd;
-    }
-    return -1;
-}
-
-// Gives the new file the owner, group and permission bits of the one it
-// replaces (owner first: a change of owner clears set-id bits). False when
-// the owner cannot be kept: the replacement would take the file away from
-// its owner, who might then no longer write it.
-bool keep_owner_and_mode(int fd, const struct stat& old_st) {
-    struct stat st;
-    if (::fstat(fd, &st) != 0) return false;
-    if ((st.st_uid != old_st.st_uid || st.st_gid != old_st.st_gid) &&
-        ::fchown(fd, old_st.st_uid, old_st.st_gid) != 0)
-        return false;
-    return ::fchmod(fd, old_st.st_mode & 07777) == 0;
-}
-
-// Writes `text` beside `target` and renames it into place. A failed write
-// leaves the old file untouched and removes the temporary file; as with a
-// plain save, the result is whether the file could be opened for writing.
-//
-// write(2) hands the text to the kernel, so there is no buffer of ours to
-// flush: a reader, or this process dying, sees the old file or the new one.
-// There is deliberately no fsync: every click saves several times, and a
-// sync per save would make marking a folder crawl on a slow disk.
-bool replace_file(const string& target, const string& text) {
-    struct stat old_st;
-    bool existed = ::stat(target.c_str(), &old_st) == 0;
-    if (existed) {
-        // The target itself must be writable, or nothing may replace it.
-        int probe = ::open(target.c_str(), O_WRONLY | O_NONBLOCK | O_CLOEXEC);
-        if (probe < 0) return false;
-        ::close(probe);
-        // Only a regular file is replaced; a device or a pipe takes the text.
-        if (!S_ISREG(old_st.st_mode)) return write_in_place(target, text);
-    }
-    string temp;
-    int fd = create_temporary(target, existed ? 0600 : 0666, temp);
-    if (fd < 0) return write_in_place(target, text);
-    if (existed && !keep_owner_and_mode(fd, old_st)) {
-        ::close(fd);
-        ::unlink(temp.c_str());
-        return write_in_place(target, text);
-    }
-    bool written = write_all(fd, text);
-    // A close error may mean the text never reached the file: keep the old one.
-    if (::close(fd) != 0) written = false;
-    if (!written) {
-        ::unlink(temp.c_str());
-        return true;
-    }
-    if (::rename(temp.c_str(), target.c_str()) != 0) {
-        ::unlink(temp.c_str());
-        return write_in_place(target, text);
-    }
-    return true;
-}
-
-bool save_file(const string& path, const string& text) {
-    string target = save_target(path);
-    if (target.empty()) return write_in_place(path, text);
-    return replace_file(target, text);
-}
-
-}  // namespace
 
 // ---- The store ----------------------------------------------------------------------------
 
@@ -187,14 +28,14 @@ bool RPL_REPORT_SETTINGS_FILE::read_from_disk() {
     free_storage();
     if (m_filename.empty()) return false;
     string text;
-    switch (read_whole_file(m_filename.c_str(), text)) {
-        case READ_NOT_OPENED:
+    switch (rpl_read_file(m_filename.c_str(), text)) {
+        case RPL_READ_NOT_OPENED:
             // An absent file is an empty settings file; one that is there but
             // cannot be opened must not be taken for empty.
             return !FIO_FILE_SYSTEM::exists(m_filename.c_str());
-        case READ_FAILED:
+        case RPL_READ_FAILED:
             return false;
-        case READ_DONE:
+        case RPL_READ_DONE:
             break;
     }
     parse(text.data(), text.size());
@@ -203,14 +44,18 @@ bool RPL_REPORT_SETTINGS_FILE::read_from_disk() {
 
 // One loop over the lines, each classified as the format has it: empty,
 // header, key line, anything else. Nothing is trimmed; a line feed ends a
-// line and nothing else does (a carriage return stays in the text).
+// line and nothing else does (a carriage return stays in the text). The
+// texts are C strings: a line's text ends at its first NUL byte, and the
+// rest of the line up to its line feed is not read.
 void RPL_REPORT_SETTINGS_FILE::parse(const char* text, std::size_t size) {
     const char* end = text + size;
     KEY_VALUES* current = nullptr;  // null before the first header and under a repeated one
     for (const char* line = text; line < end;) {
         const char* newline = static_cast<const char*>(std::memchr(line, '\n', static_cast<std::size_t>(end - line)));
         const char* line_end = newline ? newline : end;
-        std::size_t length = static_cast<std::size_t>(line_end - line);
+        const char* nul = static_cast<const char*>(std::memchr(line, '\0', static_cast<std::size_t>(line_end - line)));
+        const char* text_end = nul ? nul : line_end;
+        std::size_t length = static_cast<std::size_t>(text_end - line);
 
         if (length == 0) {
             // empty line
@@ -227,7 +72,7 @@ void RPL_REPORT_SETTINGS_FILE::parse(const char* text, std::size_t size) {
             if (equals != nullptr) {
                 // The first value of a key stays; later ones are not stored.
                 current->emplace_hint(current->end(), string(line, static_cast<std::size_t>(equals - line)),
-                                      string(equals + 1, static_cast<std::size_t>(line_end - equals - 1)));
+                                      string(equals + 1, static_cast<std::size_t>(text_end - equals - 1)));
             }
         }
         line = newline ? newline + 1 : end;
@@ -245,14 +90,15 @@ bool RPL_REPORT_SETTINGS_FILE::write_to_disk() {
     {
         string text;
         format(text);
-        saved = save_file(m_filename, text);
+        saved = rpl_save_file(m_filename, text);
     }
     free_storage();
     return saved;
 }
 
 // The whole store as the file holds it: sections in order, each header on
-// its own line followed by its keys in order as "key=value".
+// its own line followed by its keys in order as "key=value". Each text is
+// a C string: it is written up to its first NUL byte.
 void RPL_REPORT_SETTINGS_FILE::format(string& text) {
     std::size_t size = 0;
     for (const SECTIONS::value_type& section : m_sections) {
@@ -262,14 +108,14 @@ void RPL_REPORT_SETTINGS_FILE::format(string& text) {
     }
     text.reserve(size);
     for (const SECTIONS::value_type& section : m_sections) {
-        text += section.first;
+        text += section.first.c_str();
         text += '\n';
         KEY_VALUES* key_values = section.second;
         if (!RPL_CHECK(key_values != NULL)) continue;
         for (const KEY_VALUES::value_type& pair : *key_values) {
-            text += pair.first;
+            text += pair.first.c_str();
             text += '=';
-            text += pair.second;
+            text += pair.second.c_str();
             text += '\n';
         }
     }

@@ -5,7 +5,8 @@
 // The object lives for one settings operation: set m_filename, load, read or
 // change values, save if something changed, destroy. Nothing is cached. A
 // caller never saves after a failed load, so a file that exists but cannot
-// be read whole is never overwritten.
+// be read whole is never overwritten. Headers, keys and values are C
+// strings in the file: each ends at its first NUL byte.
 #ifndef RPL_REPORT_SETTINGS_FILE_H
 #define RPL_REPORT_SETTINGS_FILE_H
 
@@ -27,14 +28,14 @@ public:
 
     // Empties the store, then loads the whole file. True when the store now
     // reflects the file, or when no file exists (an empty store). False for
-    // an empty file name, a file that exists but cannot be opened, and a
-    // read error part-way (the store is then empty).
+    // an empty file name, a file that exists but cannot be opened, one that
+    // is not a regular file (a pipe, a device, a directory), and a read
+    // error part-way (the store is then empty).
     bool read_from_disk();
-    // Saves the whole store, sorted, and empties it whatever happens. The
-    // new content goes to a temporary file beside the settings file, which
-    // is then renamed over it, so a reader sees the old file or the new one,
-    // never a part. False for an empty file name or a file that cannot be
-    // opened for writing (then the file is unchanged).
+    // Saves the whole store, sorted, and empties it whatever happens; how
+    // the file is replaced, and what a failure leaves, is rpl_save_file's.
+    // False for an empty file name or a file that cannot be opened for
+    // writing (then the file is unchanged).
     bool write_to_disk();
     // Empties the store; m_filename stays.
     void free_storage();

@@ -24,7 +24,6 @@ RPL_TOC_LIST RPL_REPORT_TOC::m_toc_list;
 namespace {
 
 const char* const MODULE = "RPL";
-const int FOLDER_TYPE = 1;
 
 // ---- Building one section ---------------------------------------------------------
 
@@ -219,7 +218,7 @@ void RPL_REPORT_TOC::build_rdb_toc() {
         rpl_msg_debug("RPL_REPORT_TOC::build_rdb_toc: RDB_REPORT* is NULL");
     } else {
         RDB_FOLDER_OBJECT* main_folder = report->get_main_folder();
-        if (main_folder == nullptr || main_folder->get_type() != FOLDER_TYPE)
+        if (main_folder == nullptr || main_folder->get_type() != RDB_OBJECT_TYPE_FOLDER)
             rpl_msg_debug("No root folder in report.");
         else
             build_root(main_folder, path);
@@ -251,15 +250,15 @@ void RPL_REPORT_TOC::build_root(RDB_FOLDER_OBJECT* main_folder, string path) {
 
 RPL_REPORT_SECTION* RPL_REPORT_TOC::build_section(RDB_OBJECT* child, const string& parent_path) {
     switch (child->get_type()) {
-        case 1: return make_folder(child, parent_path, this);
-        case 3: return make_text(child, parent_path, this);
-        case 4:
-        case 8:
-        case 14: return make_table(child, parent_path, this);
-        case 5: return make_chart(child, parent_path, this);
-        case 6: return make_embedded(child, parent_path, this);
-        case 7: return make_summary(child, parent_path, this);
-        case 9: return make_gauges(child, parent_path, this);
+        case RDB_OBJECT_TYPE_FOLDER: return make_folder(child, parent_path, this);
+        case RDB_OBJECT_TYPE_TEXT: return make_text(child, parent_path, this);
+        case RDB_OBJECT_TYPE_TABLE:
+        case RDB_OBJECT_TYPE_TABLE_2:
+        case RDB_OBJECT_TYPE_TABLE_3: return make_table(child, parent_path, this);
+        case RDB_OBJECT_TYPE_CHART: return make_chart(child, parent_path, this);
+        case RDB_OBJECT_TYPE_EMBEDDED: return make_embedded(child, parent_path, this);
+        case RDB_OBJECT_TYPE_CMP_SUMMARY: return make_summary(child, parent_path, this);
+        case RDB_OBJECT_TYPE_GAUGES: return make_gauges(child, parent_path, this);
         default:
             rpl_msg_debug("Unhandled RDB Object type: %d", child->get_type());
             return nullptr;
@@ -281,7 +280,7 @@ void RPL_REPORT_TOC::build_folder(RDB_FOLDER_OBJECT* folder, RPL_REPORT_SECTION*
         if (section == nullptr) continue;
         parent->add_child(section);
         m_section_index.push_back(section);
-        if (section->m_rdb_object_type == FOLDER_TYPE && section->dynamic_cast_to_RPL_FOLDER() != nullptr)
+        if (section->m_rdb_object_type == RDB_OBJECT_TYPE_FOLDER && section->dynamic_cast_to_RPL_FOLDER() != nullptr)
             build_folder(child->dynamic_cast_to_RDB_FOLDER_OBJECT(), section, section->m_rdb_path);
     }
     // A linked report's contents are released at the end of its own walk,
@@ -310,7 +309,7 @@ string RPL_REPORT_TOC::get_next_section(const string& rdb_path) {
     int anchor = find_anchor(rdb_path);
     if (anchor < 0) return string();
     for (std::size_t k = static_cast<std::size_t>(anchor) + 1; k < m_section_index.size(); ++k)
-        if (m_section_index[k]->m_rdb_object_type != FOLDER_TYPE) return m_section_index[k]->m_rdb_path;
+        if (m_section_index[k]->m_rdb_object_type != RDB_OBJECT_TYPE_FOLDER) return m_section_index[k]->m_rdb_path;
     return string();
 }
 
@@ -318,7 +317,7 @@ string RPL_REPORT_TOC::get_previous_section(const string& rdb_path) {
     int anchor = find_anchor(rdb_path);
     if (anchor <= 0) return string();
     for (int k = anchor - 1; k >= 0; --k)
-        if (m_section_index[k]->m_rdb_object_type != FOLDER_TYPE) return m_section_index[k]->m_rdb_path;
+        if (m_section_index[k]->m_rdb_object_type != RDB_OBJECT_TYPE_FOLDER) return m_section_index[k]->m_rdb_path;
     return string();
 }
 
@@ -329,6 +328,6 @@ string RPL_REPORT_TOC::get_settings_filename() {
     string type_text = rdb_report_type_to_string(m_report_type);
     string key = rdb_make_report_key(m_report_name, type_text);
     path.base(key);
-    path.extension(static_cast<FIO_EXTENSION_TYPE>(96), static_cast<FIO_EXTENSION_TYPE>(-1));
+    path.extension(FIO_EXTENSION_REPORT_SETTINGS, FIO_EXTENSION_NONE);
     return path.fullpath();
 }

@@ -1,10 +1,7 @@
 #include "rpl/rpl_table.h"
 
-#include <cstring>
-
 #include "rpl/rpl_msg.h"
 #include "rpl/rpl_report_settings_file.h"
-#include "rpl/rpl_report_toc.h"
 
 #define RPL_SOURCE_FILE "rpl_table.cpp"
 
@@ -47,12 +44,7 @@ int item_number(const string& item) {
 RPL_TABLE::RPL_TABLE() : m_num_columns(0), m_row_test_failed(false) {}
 RPL_TABLE::RPL_TABLE(const string& name) : RPL_REPORT_SECTION(name), m_num_columns(0), m_row_test_failed(false) {}
 
-RPL_TABLE::~RPL_TABLE() {
-    // Released in reverse order of declaration, as members are.
-    ALIGNMENT_VECTOR().swap(m_column_alignment);
-    RPL_INT_VECTOR().swap(m_display_column);
-    RPL_INT_VECTOR().swap(m_column_width);
-}
+RPL_TABLE::~RPL_TABLE() {}
 
 RPL_TABLE* RPL_TABLE::dynamic_cast_to_RPL_TABLE() { return this; }
 const RPL_TABLE* RPL_TABLE::dynamic_cast_to_RPL_TABLE() const { return this; }
@@ -86,12 +78,9 @@ void RPL_TABLE::set_alignment(unsigned int column, ALIGNMENT alignment) {
 
 bool RPL_TABLE::read_acf_settings() {
     bool found = false;
-    RPL_REPORT_TOC* toc = get_report_toc();
     RPL_REPORT_SECTION::read_acf_settings();
-    if (toc == nullptr) return false;
     RPL_REPORT_SETTINGS_FILE settings;
-    settings.m_filename = toc->get_settings_filename();
-    if (!settings.read_from_disk()) return false;
+    if (!load_settings(settings)) return false;
 
     string widths = settings.get_value_str(m_rdb_path, KEY_COLUMN_WIDTHS);
     if (!widths.empty()) {
@@ -118,9 +107,8 @@ bool RPL_TABLE::read_acf_settings() {
 }
 
 void RPL_TABLE::write_acf_settings() {
-    RPL_REPORT_TOC* toc = get_report_toc();
     RPL_REPORT_SECTION::write_acf_settings();
-    if (toc == nullptr || !m_settings_changed) return;
+    if (get_report_toc() == nullptr || !m_settings_changed) return;
 
     string widths;
     string order;
@@ -144,8 +132,7 @@ void RPL_TABLE::write_acf_settings() {
     }
 
     RPL_REPORT_SETTINGS_FILE settings;
-    settings.m_filename = toc->get_settings_filename();
-    if (!settings.read_from_disk()) return;
+    if (!load_settings(settings)) return;
     if (!widths.empty()) settings.set_value_str(m_rdb_path, KEY_COLUMN_WIDTHS, widths);
     if (!order.empty()) settings.set_value_str(m_rdb_path, KEY_COLUMN_ORDER, order);
     settings.write_to_disk();

@@ -1,7 +1,8 @@
 #!/bin/sh
 # Shows the library at work on the main example through rpl-toc: the tree,
-# a step through it with next, an unmark of a folder, the tree again and the
-# settings file that the unmark left. The settings go to a scratch database
+# the list of its sections, an unmark of a folder and a mark of one section
+# in it, the tree again, the settings file that those left and the start of
+# the report file. The settings go to a scratch database
 # directory, so the repository stays clean.
 #   scripts/demo.sh [path/to/rpl-toc]      (make demo passes the built one)
 set -eu
@@ -32,18 +33,19 @@ run() {
 echo "rpl-toc on $report (settings in a scratch database directory)"
 run show "$report"
 
-printf '\n# Step through the sections with next, from the main folder (folders are passed over):\n'
-path='||Design Flow'
-run next "$report" "$path"
-path=$("$rpl_toc" --db-dir "$db" next "$report" "$path")
-while path=$("$rpl_toc" --db-dir "$db" next "$report" "$path"); do
-    echo "$path"
-done
-echo "(next finds nothing after the last section: exit 1)"
+printf '\n# Every section that is not a folder, in reading order (list --all adds the folders):\n'
+run list "$report"
 
 run unmark "$report" '||Design Flow||Resources'
+run mark "$report" '||Design Flow||Resources||Resource Notes'
 run show "$report"
 run settings "$report"
+
+printf '\n# The report file of the marked sections (--html FILE writes one HTML page):\n'
+printf '\n$ rpl-toc export %s --text - | head -12\n' "$report"
+"$rpl_toc" --db-dir "$db" export "$report" --text - | head -12
+
+printf '\n# More in the tour of README.md, and in rpl-toc --help.\n'
 
 printf '\n# Look at the same report in a browser (settings in /tmp; Ctrl-C ends the viewer):\n'
 echo "  $rpl_toc --db-dir /tmp view $report"

@@ -1,13 +1,14 @@
 #!/bin/sh
 # Installs the Debian packages a make target needs. As root it runs apt-get;
 # otherwise it prints the exact apt-get line and fails.
-#   scripts/install-deps.sh test|bench|fuzz|valgrind|browser
+#   scripts/install-deps.sh build|test|bench|fuzz|valgrind|browser
+# (build: what configuring and building needs; test: that and what the tests run)
 set -eu
 
 packages_for() {
     case "$1" in
-        test) echo "cmake g++ make libgtest-dev libgmock-dev nlohmann-json3-dev libcli11-dev man-db pkg-config" \
-                   "libcpp-httplib-dev chromium chromium-driver python3 python3-selenium" ;;
+        build) echo "cmake g++ make pkg-config libgtest-dev libgmock-dev nlohmann-json3-dev libcli11-dev libcpp-httplib-dev" ;;
+        test) echo "$(packages_for build) python3 python3-jsonschema chromium chromium-driver python3-selenium man-db" ;;
         bench) echo "cmake g++ make libbenchmark-dev libsimpleini-dev libinih-dev pkg-config libcpp-httplib-dev" ;;
         fuzz) echo "cmake clang libclang-rt-14-dev nlohmann-json3-dev libcli11-dev pkg-config libcpp-httplib-dev" ;;
         valgrind) echo "valgrind" ;;

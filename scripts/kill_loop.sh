@@ -1,7 +1,9 @@
 #!/bin/sh
-# The kill loop at length: runs the killed-save and the two-writer tests of
-# test_fault_injection again and again, 50 kills per run, until SECONDS
-# (default 120) have passed. Stops at the first torn file.
+# The kill loop at length: runs the killed-save tests (the rename and the
+# save in place) and the two-writer test of test_fault_injection again and
+# again, 50 kills per test and run, until SECONDS (default 120) have passed.
+# Stops at the first file that is neither whole nor, in place, new bytes
+# followed by old ones. Reports torn files out of kills for each way.
 #   scripts/kill_loop.sh BUILD_DIR [SECONDS]
 set -eu
 build=${1:?usage: scripts/kill_loop.sh BUILD_DIR [SECONDS]}
@@ -11,7 +13,8 @@ exe="$build/tests/test_fault_injection"
 [ -x "$exe" ] || { echo "no $exe: build first" >&2; exit 2; }
 
 log=$(mktemp)
-trap 'rm -f "$log"' EXIT
+figures=$(mktemp)
+trap 'rm -f "$log" "$figures"' EXIT
 end=$(( $(date +%s) + seconds ))
 runs=0
 while [ "$(date +%s)" -lt "$end" ]; do
@@ -21,6 +24,13 @@ while [ "$(date +%s)" -lt "$end" ]; do
         echo "kill loop: failed in run $((runs + 1))" >&2
         exit 1
     fi
+    grep '^kill figures: ' "$log" >>"$figures"
     runs=$((runs + 1))
 done
-echo "kill loop: $runs runs, $((runs * 50)) kills of a saving process, every file whole"
+# Lines "kill figures: WAY: T torn of N kills", summed per way.
+sed 's/^kill figures: //' "$figures" | awk -F': ' -v runs="$runs" '
+    { split($2, n, " "); torn[$1] += n[1]; kills[$1] += n[4] }
+    END {
+        printf "kill loop: %d runs\n", runs
+        for (way in kills) printf "  %s: %d torn files of %d kills\n", way, torn[way], kills[way]
+    }'

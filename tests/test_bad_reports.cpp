@@ -26,7 +26,7 @@ std::vector<std::string> entries(const std::string& dir) {
     return names;
 }
 
-RPL_REPORT_SECTION* find(RPL_REPORT_TOC& toc, const std::string& path) { return toc.section_exists(S(path)); }
+RPL_REPORT_SECTION* find(RPL_REPORT_TOC& toc, const std::string& path) { return toc.section_exists(to_rpl(path)); }
 
 template <class V>
 std::vector<typename V::value_type> items(const V& v) { return {v.begin(), v.end()}; }
@@ -53,12 +53,12 @@ TEST_F(BadReports, ReportNamesKeepTheSettingsFileInsideTheDatabaseDirectory) {
     for (const std::string& name : names) {
         SCOPED_TRACE(testing::PrintToString(name.substr(0, 40)));
         {
-            RPL_REPORT_TOC toc(kType, S(name));
-            EXPECT_EQ(fs::path(Std(toc.get_settings_filename())).parent_path().string(), db_dir);
+            RPL_REPORT_TOC toc(kType, to_rpl(name));
+            EXPECT_EQ(fs::path(to_std(toc.get_settings_filename())).parent_path().string(), db_dir);
             toc.generate_toc(true);
             find(toc, "||R||X")->set_marked_for_output(false);
         }
-        RPL_REPORT_TOC again(kType, S(name));
+        RPL_REPORT_TOC again(kType, to_rpl(name));
         again.generate_toc(true);
         EXPECT_FALSE(find(again, "||R||X")->m_marked_for_output) << "the saved mark loads again";
     }
@@ -81,7 +81,7 @@ TEST_F(BadReports, HugeNamesAndColumnCountsAreKeptWhole) {
     const std::string file = settings_path(kType, "huge");
     write_file(file, table_block);
 
-    RPL_REPORT_TOC toc(kType, S("huge"));
+    RPL_REPORT_TOC toc(kType, to_rpl("huge"));
     toc.generate_toc(true);
     ASSERT_EQ(index_paths(toc), (std::vector<std::string>{"||R", table_path, "||R||" + chart_name}));
     RPL_TABLE* table = find(toc, table_path)->dynamic_cast_to_RPL_TABLE();
@@ -112,7 +112,7 @@ TEST_F(BadReports, OddObjectsAndMalformedValuesStillGiveATreeAndALoadableFile) {
                "[||R||T]\nCOLUMN_ORDER=a,,99999999999,-4,\nCOLUMN_WIDTHS=,,L,5R,x7,-3r,\nOUTPUT_SECTION=+1\n"
                "[||R||X]\nOUTPUT_SECTION=yes\nPAGE_ORIENTATION=99999999999999999999\n");
 
-    RPL_REPORT_TOC toc(kType, S("odd"));
+    RPL_REPORT_TOC toc(kType, to_rpl("odd"));
     toc.generate_toc(true);
     EXPECT_EQ(index_paths(toc),
               (std::vector<std::string>{"||R", "||R||table in name only", "||R||gauges with gaps", "||R||odd embedded",
@@ -138,7 +138,7 @@ TEST_F(BadReports, OddObjectsAndMalformedValuesStillGiveATreeAndALoadableFile) {
     find(toc, "||R")->set_marked_for_output(false);
     EXPECT_EQ(find(toc, "||R")->get_num_marked_for_output(), 0);
     RPL_REPORT_SETTINGS_FILE settings;
-    settings.m_filename = S(file);
+    settings.m_filename = to_rpl(file);
     EXPECT_TRUE(settings.read_from_disk());
     EXPECT_EQ(settings.m_sections.size(), 7u);
 }

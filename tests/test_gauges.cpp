@@ -28,17 +28,20 @@ std::unique_ptr<RDB_GAUGES_OBJECT> gauges_object(const std::string& layout) {
 // Each row calls init_percentages once per layout, null standing for no
 // object at all.
 TEST_F(Gauges, InitPercentagesAppendsTheFlagsUpToTheFirstMissingRecord) {
-    const std::vector<std::pair<std::vector<const char*>, std::vector<bool>>> cases = {
+    const struct {
+        std::vector<const char*> layouts;
+        std::vector<bool> flags;
+    } kCases[] = {
         {{"tft"}, {true, false, true}}, {{""}, {}},         {{"_t"}, {}},
         {{"tt_f"}, {true, true}},       {{nullptr}, {}},    {{"tf", nullptr, "tf"}, {true, false, true, false}},
     };
-    for (const auto& c : cases) {
-        RPL_GAUGES section(S("G"));
+    for (const auto& c : kCases) {
+        RPL_GAUGES section(to_rpl("G"));
         std::string trace;
-        for (const char* layout : c.first) {
+        for (const char* layout : c.layouts) {
             trace += layout ? "'" + std::string(layout) + "' " : "null ";
             section.init_percentages(layout ? gauges_object(layout).get() : nullptr);
         }
-        EXPECT_EQ(flags(section), c.second) << trace;
+        EXPECT_EQ(flags(section), c.flags) << trace;
     }
 }

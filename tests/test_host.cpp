@@ -8,7 +8,6 @@
 #include <climits>
 #include <regex>
 #include <set>
-#include <tuple>
 
 using namespace rpltest;
 
@@ -24,7 +23,7 @@ bool safe_file_base_name(const std::string& key) {
 }
 
 std::string key_of(const std::string& name, const std::string& type_text) {
-    return Std(rdb_make_report_key(S(name), S(type_text)));
+    return to_std(rdb_make_report_key(to_rpl(name), to_rpl(type_text)));
 }
 
 }  // namespace
@@ -58,19 +57,22 @@ TEST_F(HostServices, ReportKeysAreSafeFileBaseNamesAndDistinct) {
 
 // Settings values are read with it, from files people may edit.
 TEST_F(HostServices, LocalAtoiReadsLikeAtoiAndClamps) {
-    for (const auto& c : std::vector<std::pair<const char*, int>>{
-             {"42", 42}, {"  -17x", -17}, {"+5", 5}, {"", 0}, {"abc", 0}, {"- 5", 0}, {"\t\n\v\f\r 8", 8},
-             {"0x1F", 0}, {"2147483648", INT_MAX}, {"-99999999999999999999", INT_MIN}, {nullptr, 0}})
-        EXPECT_EQ(gen_local_atoi(c.first), c.second) << (c.first ? c.first : "(null)");
+    const struct {
+        const char* text;
+        int value;
+    } kCases[] = {{"42", 42},     {"  -17x", -17},        {"+5", 5},       {"", 0},
+                  {"abc", 0},     {"- 5", 0},             {"\t\n\v\f\r 8", 8}, {"0x1F", 0},
+                  {"2147483648", INT_MAX}, {"-99999999999999999999", INT_MIN}, {nullptr, 0}};
+    for (const auto& c : kCases) EXPECT_EQ(gen_local_atoi(c.text), c.value) << (c.text ? c.text : "(null)");
 }
 
 // Settings headers are formatted here, and rdb paths have no length limit.
 TEST_F(HostServices, SprintfReplacesTheOutputWhateverItsLength) {
     for (std::size_t length : {0u, 255u, 256u, 70000u}) {
         const std::string payload(length, 'p');
-        string out = S("previous content");
+        string out = to_rpl("previous content");
         gen_sprintf(&out, "[%s|%d]", payload.c_str(), 7);
-        EXPECT_EQ(Std(out), "[" + payload + "|7]") << length;
+        EXPECT_EQ(to_std(out), "[" + payload + "|7]") << length;
     }
 }
 
@@ -82,14 +84,15 @@ TEST_F(HostServices, IsalphaKnowsAsciiLettersOnlyAndLessComparesBytesUpToNul) {
     EXPECT_EQ(letters, "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz") << "ASCII only, high bytes either sign";
 
     STL_CASE_SENSITIVE_LESS less;
-    const std::vector<std::tuple<std::string, std::string, bool>> cases = {
+    const struct {
+        std::string a, b;
+        bool less;
+    } kCases[] = {
         {"B", "a", true}, {"a", "B", false}, {"a", "a", false}, {"a", "ab", true},
         {"\x7f", "\x80", true},                                   // bytes compare unsigned
         {std::string("a\0y", 3), std::string("a\0x", 3), false},  // nothing after a NUL counts
     };
-    for (const auto& c : cases)
-        EXPECT_EQ(less(S(std::get<0>(c)), S(std::get<1>(c))), std::get<2>(c))
-            << "'" << std::get<0>(c) << "' < '" << std::get<1>(c) << "'";
+    for (const auto& c : kCases) EXPECT_EQ(less(to_rpl(c.a), to_rpl(c.b)), c.less) << "'" << c.a << "' < '" << c.b << "'";
 }
 
 // A dangling link is no settings file: the library then writes a new one.
@@ -97,30 +100,10 @@ TEST_F(HostServices, ExistsFollowsLinks) {
     write_file(db_->file("file"), "x");
     ASSERT_EQ(::symlink("file", db_->file("link").c_str()), 0);
     ASSERT_EQ(::symlink("missing", db_->file("dangling").c_str()), 0);
-    for (const auto& c : std::vector<std::pair<std::string, bool>>{
-             {db_->file("link"), true}, {db_->file("dangling"), false}, {db_->file("file/below"), false}})
-        EXPECT_EQ(FIO_FILE_SYSTEM::exists(c.first.c_str()), c.second) << c.first;
+    const struct {
+        std::string path;
+        bool exists;
+    } kCases[] = {{db_->file("link"), true}, {db_->file("dangling"), false}, {db_->file("file/below"), false}};
+    for (const auto& c : kCases) EXPECT_EQ(FIO_FILE_SYSTEM::exists(c.path.c_str()), c.exists) << c.path;
     EXPECT_FALSE(FIO_FILE_SYSTEM::exists(nullptr));
-}
-
-TEST_F(HostServices, ManagerCountsEveryGetAndUngetPerType) {
-    auto* root = new RDB_FOLDER_OBJECT("R");
-    install_report(RDB_REPORT_TIMING, root);
-    DBMUI_MANAGER* manager = DBMUI_MANAGER::get_dbmui_manager();
-    ASSERT_EQ(manager, &manager_);
-    EXPECT_EQ(manager->get_rdb_report(RDB_REPORT_TIMING, "RPL")->get_main_folder(), root);
-    EXPECT_EQ(manager->get_rdb_report(RDB_REPORT_POWER, "other"), nullptr);
-    manager->unget_rdb_report(RDB_REPORT_POWER, "other");
-    EXPECT_EQ(manager->reports_held(), 1) << "giving back what was never given out releases nothing";
-    manager->unget_rdb_report(RDB_REPORT_TIMING, "RPL");
-    EXPECT_EQ(manager->reports_held(), 0);
-
-    const RDB_MANAGER_COUNTS& timing = manager->counts(RDB_REPORT_TIMING);
-    EXPECT_EQ(std::make_tuple(timing.gets, timing.gets_answered, timing.ungets), std::make_tuple(1, 1, 1));
-    EXPECT_EQ(timing.requesters, (std::vector<std::string>{"RPL", "RPL"}));
-    const RDB_MANAGER_COUNTS& power = manager->counts(RDB_REPORT_POWER);
-    EXPECT_EQ(std::make_tuple(power.gets, power.gets_answered, power.ungets), std::make_tuple(1, 0, 1));
-
-    host_rdb_set_manager_enabled(false);
-    EXPECT_EQ(DBMUI_MANAGER::get_dbmui_manager(), nullptr) << "switched off, there is no manager";
 }

@@ -56,7 +56,7 @@ void build_and_exercise(RPL_REPORT_TOC& toc) {
     }
     toc.m_section_index.back()->set_marked_for_output(false);
     toc.m_section_index.front()->write_acf_settings();
-    ASSERT_TRUE(file_exists(Std(toc.get_settings_filename())));
+    ASSERT_TRUE(file_exists(to_std(toc.get_settings_filename())));
 }
 
 }  // namespace
@@ -98,7 +98,7 @@ TEST_F(Memory, TocAllocatesThroughRplRecordsAndGivesEverythingBack) {
     install_rich_report();
     const LIVE before = live_by_record();
     {
-        RPL_REPORT_TOC toc(RDB_REPORT_TIMING, S("a report name longer than the inline buffer"));
+        RPL_REPORT_TOC toc(RDB_REPORT_TIMING, to_rpl("a report name longer than the inline buffer"));
         const LIVE empty = live_by_record();
         build_and_exercise(toc);
         // One record per type in the process, not one per shared library:

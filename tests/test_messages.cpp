@@ -24,13 +24,12 @@ std::string source_line(const std::string& file, int line) {
 }  // namespace
 
 TEST_F(Messages, InformationFactoriesFillTextNumberAndArgumentsInOrder) {
-    struct CASE {
+    const struct {
         std::function<MSG_I*()> make;
         const char* text;
         unsigned long number;
         std::vector<std::string> args;
-    };
-    const std::vector<CASE> cases = {
+    } kCases[] = {
         // The percentage is bound to "%2!d!" as an integer.
         {[] { return MSG_RPL::I::REPORT_STATUS("Fitter", 42, "00:01:02"); },
          "Status report: %1!s! is at %2!d!%% with elapsed time %3!s!./IRPL_REPORT_STATUS", 1,
@@ -40,7 +39,7 @@ TEST_F(Messages, InformationFactoriesFillTextNumberAndArgumentsInOrder) {
         {[] { return MSG_RPL::I::REPORT_FILE_NOT_OPENED("r.html"); },
          "Can't open Text-Format or HTML-Format Report File %1!s!/IRPL_REPORT_FILE_NOT_OPENED", 3, {"r.html"}},
     };
-    for (const CASE& c : cases) {
+    for (const auto& c : kCases) {
         SCOPED_TRACE(c.text);
         std::unique_ptr<MSG_I> msg(c.make());
         ASSERT_NE(msg, nullptr);
@@ -73,22 +72,21 @@ TEST_F(Messages, DebugTracesAreFormattedAndReachTheHostUnderRpl) {
 // Each broken invariant: what provokes it and shows the code went on, the
 // condition and the file it names, and how many reports it makes.
 TEST_F(Messages, InternalErrorsCarryConditionModuleFileAndLineThenGoOn) {
-    struct CASE {
+    std::vector<std::string> destroyed;
+    RPL_FOLDER parent(to_rpl("P"));
+    RPL_REPORT_TOC toc(RDB_REPORT_TIMING, to_rpl("r"));
+    const struct {
         const char* what;
         std::function<void()> provoke_and_go_on;
         const char* condition;
         const char* file;
         std::size_t reports;
-    };
-    std::vector<std::string> destroyed;
-    RPL_FOLDER parent(S("P"));
-    RPL_REPORT_TOC toc(RDB_REPORT_TIMING, S("r"));
-    const std::vector<CASE> cases = {
+    } kCases[] = {
         {"add_child(null), before and after a child",
          [&] {
              parent.add_child(nullptr);
              EXPECT_EQ(parent.m_children, nullptr) << "no list is made for nothing";
-             parent.add_child(new RPL_FOLDER(S("a")));
+             parent.add_child(new RPL_FOLDER(to_rpl("a")));
              parent.add_child(nullptr);
              ASSERT_EQ(parent.m_children->size(), 1u);
          },
@@ -115,7 +113,7 @@ TEST_F(Messages, InternalErrorsCarryConditionModuleFileAndLineThenGoOn) {
          },
          "rs != NULL", "rpl_report_toc.cpp", 1},
     };
-    for (const CASE& c : cases) {
+    for (const auto& c : kCases) {
         SCOPED_TRACE(c.what);
         host_clear_messages();
         destroyed.clear();

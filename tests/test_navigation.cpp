@@ -24,12 +24,12 @@ protected:
         toc_.generate_toc(true);
     }
 
-    std::string next(RPL_REPORT_TOC& toc, const std::string& path) { return Std(toc.get_next_section(S(path))); }
+    std::string next(RPL_REPORT_TOC& toc, const std::string& path) { return to_std(toc.get_next_section(to_rpl(path))); }
     std::string previous(RPL_REPORT_TOC& toc, const std::string& path) {
-        return Std(toc.get_previous_section(S(path)));
+        return to_std(toc.get_previous_section(to_rpl(path)));
     }
 
-    RPL_REPORT_TOC toc_{kType, S("r")};
+    RPL_REPORT_TOC toc_{kType, to_rpl("r")};
 };
 
 }  // namespace
@@ -40,7 +40,7 @@ TEST_F(Navigation, SteppingPassesOverFoldersAndNeedsTheExactPath) {
     const struct {
         std::string from, next, previous;
         bool exists;
-    } steps[] = {
+    } kSteps[] = {
         {"||R", "||R||T1", "", true},
         {"||R||T1", "||R||F||C1", "", true},
         {"||R||F", "||R||F||C1", "||R||T1", true},
@@ -54,31 +54,31 @@ TEST_F(Navigation, SteppingPassesOverFoldersAndNeedsTheExactPath) {
         {"||R||", "", "", false},
         {"", "", "", false},
     };
-    for (const auto& s : steps) {
+    for (const auto& s : kSteps) {
         SCOPED_TRACE("'" + s.from + "'");
         EXPECT_EQ(next(toc_, s.from), s.next);
         EXPECT_EQ(previous(toc_, s.from), s.previous);
-        RPL_REPORT_SECTION* found = toc_.section_exists(S(s.from));
-        EXPECT_EQ(found ? Std(found->m_rdb_path) : "none", s.exists ? s.from : "none");
+        RPL_REPORT_SECTION* found = toc_.section_exists(to_rpl(s.from));
+        EXPECT_EQ(found ? to_std(found->m_rdb_path) : "none", s.exists ? s.from : "none");
     }
-    EXPECT_NE(toc_.section_exists(S("||R||F||C1"))->dynamic_cast_to_RPL_CHART(), nullptr);
+    EXPECT_NE(toc_.section_exists(to_rpl("||R||F||C1"))->dynamic_cast_to_RPL_CHART(), nullptr);
 
     // The object type tells a folder, not the section's kind.
-    toc_.section_exists(S("||R||X1"))->m_rdb_object_type = 1;
-    toc_.section_exists(S("||R||F"))->m_rdb_object_type = 3;
+    toc_.section_exists(to_rpl("||R||X1"))->m_rdb_object_type = 1;
+    toc_.section_exists(to_rpl("||R||F"))->m_rdb_object_type = 3;
     EXPECT_EQ(next(toc_, "||R||F||C1"), "");
     EXPECT_EQ(previous(toc_, "||R||F||C1"), "||R||F");
 }
 
 TEST_F(Navigation, TocThatHoldsNoTreeFindsNothing) {
-    RPL_REPORT_TOC never(kType, S("r"));
-    RPL_REPORT_TOC cleared(kType, S("r"));
+    RPL_REPORT_TOC never(kType, to_rpl("r"));
+    RPL_REPORT_TOC cleared(kType, to_rpl("r"));
     cleared.generate_toc(true);
     cleared.clear_children();
     for (RPL_REPORT_TOC* toc : {&never, &cleared}) {
         for (const char* path : {"||R", "||R||T1", ""}) {
             SCOPED_TRACE(path);
-            EXPECT_EQ(toc->section_exists(S(path)), nullptr);
+            EXPECT_EQ(toc->section_exists(to_rpl(path)), nullptr);
             EXPECT_EQ(next(*toc, path), "");
             EXPECT_EQ(previous(*toc, path), "");
         }
@@ -92,10 +92,10 @@ TEST_F(Navigation, FirstOfTwoEqualPathsIsTheAnchor) {
     r->add(new RDB_FOLDER_OBJECT("sub"));
     r->add(new RDB_TEXT_OBJECT("B", false));
     install_report(RDB_REPORT_POWER, r);
-    RPL_REPORT_TOC toc(RDB_REPORT_POWER, S("dup"));
+    RPL_REPORT_TOC toc(RDB_REPORT_POWER, to_rpl("dup"));
     toc.generate_toc(true);
 
-    EXPECT_EQ(toc.section_exists(S("||D||A")), toc.m_section_index[1]);
+    EXPECT_EQ(toc.section_exists(to_rpl("||D||A")), toc.m_section_index[1]);
     EXPECT_EQ(next(toc, "||D||A"), "||D||A") << "the step from the first lands on the second";
     EXPECT_EQ(previous(toc, "||D||A"), "") << "the second can never be the anchor";
     EXPECT_EQ(previous(toc, "||D||B"), "||D||A");

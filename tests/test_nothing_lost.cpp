@@ -3,10 +3,14 @@
 // another TOC of the same report wrote survives this TOC's saves.
 #include "support/test_support.h"
 
+#include <cstring>
 #include <filesystem>
 #include <functional>
 
+#include <sys/socket.h>
 #include <sys/stat.h>
+#include <sys/un.h>
+#include <unistd.h>
 
 using namespace rpltest;
 namespace fs = std::filesystem;
@@ -28,7 +32,7 @@ RDB_FOLDER_OBJECT* report() {
     return root;
 }
 
-RPL_REPORT_SECTION* at(RPL_REPORT_TOC& toc, const char* path) { return toc.section_exists(S(path)); }
+RPL_REPORT_SECTION* at(RPL_REPORT_TOC& toc, const char* path) { return toc.section_exists(to_rpl(path)); }
 
 typedef std::function<void(RPL_REPORT_TOC&)> OPERATION;
 
@@ -36,7 +40,10 @@ typedef std::function<void(RPL_REPORT_TOC&)> OPERATION;
 // just built (building is the first of them) and followed by a read of
 // every section. Unmarking the root writes every kind of section; the
 // table's setters give its column part something to write.
-const std::vector<std::pair<const char*, OPERATION>> kOperations = {
+const struct {
+    const char* what;
+    OPERATION run;
+} kOperations[] = {
     {"generate_toc", [](RPL_REPORT_TOC&) {}},
     {"unmark a leaf", [](RPL_REPORT_TOC& t) { at(t, "||R||F||X")->set_marked_for_output(false); }},
     {"unmark the root", [](RPL_REPORT_TOC& t) { at(t, "||R")->set_marked_for_output(false); }},
@@ -86,27 +93,60 @@ TEST_F(NothingLost, FileItsUserMayNotReadIsLeftByteForByte) {
     write_file(path_, kUserText);
     ASSERT_EQ(::chmod(path_.c_str(), 0222), 0);
     for (const auto& op : kOperations) {
-        SCOPED_TRACE(op.first);
-        EXPECT_EQ(run_as_nobody([&] { return run_on_fresh_toc(op.second); }), 0);
+        SCOPED_TRACE(op.what);
+        EXPECT_EQ(run_as_nobody([&] { return run_on_fresh_toc(op.run); }), 0);
         EXPECT_EQ(read_file(path_), kUserText);
         EXPECT_EQ(entries(db_->path()), 1);
     }
     // Once it may read the file, the same user does rewrite it: the file
     // above was kept by the rule, not by a directory it could not reach.
     ASSERT_EQ(::chmod(path_.c_str(), 0666), 0);
-    EXPECT_EQ(run_as_nobody([&] { return !run_on_fresh_toc(kOperations[1].second); }), 0);
+    EXPECT_EQ(run_as_nobody([&] { return !run_on_fresh_toc(kOperations[1].run); }), 0);
     EXPECT_NE(read_file(path_), kUserText);
 }
 
-TEST_F(NothingLost, DirectoryInPlaceOfTheFileIsLeftAsItIs) {
-    fs::create_directory(path_);
-    write_file(path_ + "/inside", kUserText);
-    for (const auto& op : kOperations) {
-        SCOPED_TRACE(op.first);
-        EXPECT_TRUE(run_on_fresh_toc(op.second));
-        EXPECT_EQ(entries(path_), 1);
-        EXPECT_EQ(read_file(path_ + "/inside"), kUserText);
-        EXPECT_EQ(entries(db_->path()), 1);
+// None of them is read (a pipe would block the open, a device never end)
+// nor written: each operation returns at once and leaves it as it was.
+TEST_F(NothingLost, WhatIsNotARegularFileIsNeitherReadNorReplaced) {
+    const struct {
+        const char* what;
+        std::function<void(const std::string&)> make;
+        fs::file_type type;
+    } kCases[] = {
+        {"directory",
+         [](const std::string& path) {
+             fs::create_directory(path);
+             write_file(path + "/inside", kUserText);
+         },
+         fs::file_type::directory},
+        {"pipe", [](const std::string& path) { ASSERT_EQ(::mkfifo(path.c_str(), 0666), 0); }, fs::file_type::fifo},
+        {"link to /dev/zero", [](const std::string& path) { fs::create_symlink("/dev/zero", path); },
+         fs::file_type::character},
+        {"socket",
+         [](const std::string& path) {
+             sockaddr_un address = {};
+             address.sun_family = AF_UNIX;
+             ASSERT_LT(path.size(), sizeof address.sun_path);
+             std::strcpy(address.sun_path, path.c_str());
+             int fd = ::socket(AF_UNIX, SOCK_STREAM, 0);
+             ASSERT_EQ(::bind(fd, reinterpret_cast<sockaddr*>(&address), sizeof address), 0);
+             ::close(fd);
+         },
+         fs::file_type::socket},
+    };
+    for (const auto& c : kCases) {
+        SCOPED_TRACE(c.what);
+        c.make(path_);
+        for (const auto& op : kOperations) {
+            SCOPED_TRACE(op.what);
+            EXPECT_EQ(run_in_child([&] { return run_on_fresh_toc(op.run); }), 0);
+            EXPECT_EQ(fs::status(path_).type(), c.type);
+            EXPECT_EQ(entries(db_->path()), 1);
+        }
+        if (c.type == fs::file_type::directory) {
+            EXPECT_EQ(read_file(path_ + "/inside"), kUserText);
+        }
+        fs::remove_all(path_);
     }
 }
 

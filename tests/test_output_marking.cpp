@@ -33,11 +33,11 @@ protected:
         root->add(new RDB_FOLDER_OBJECT("G"))->add(new RDB_TEXT_OBJECT("C", false));
         install_report(RDB_REPORT_TIMING, root);
         toc_.generate_toc(true);
-        file_ = Std(toc_.get_settings_filename());
+        file_ = to_std(toc_.get_settings_filename());
     }
 
     RPL_REPORT_SECTION* at(const std::string& short_path) {
-        RPL_REPORT_SECTION* section = toc_.section_exists(S("||" + short_path));
+        RPL_REPORT_SECTION* section = toc_.section_exists(to_rpl("||" + short_path));
         EXPECT_NE(section, nullptr) << short_path;
         return section;
     }
@@ -61,15 +61,14 @@ protected:
 }  // namespace
 
 TEST_F(OutputMarking, MarkingSubtreesKeepsFoldersInLineAndWritesEachChange) {
-    struct STEP {
+    const struct {
         const char* section;
         bool marked;
         const char* marks;   // R F A B G C afterwards
         const char* states;  // their get_num_marked_for_output
         const char* file;    // as for blocks()
         int saves;           // one per section set and one per recomputation
-    };
-    const STEP steps[] = {
+    } kSteps[] = {
         {"R||F||A", false, "110111", "110222", "110---", 3},  // F stays marked for B
         {"R||F||B", false, "100011", "100022", "1000--", 3},  // F's last marked child: F unmarked, R kept for G
         {"R||G", false, "000000", "000000", "000000", 5},     // no marked child left: R unmarked
@@ -80,7 +79,7 @@ TEST_F(OutputMarking, MarkingSubtreesKeepsFoldersInLineAndWritesEachChange) {
     EXPECT_FALSE(file_exists(file_)) << "building writes nothing";
     FileEvents events(file_);
     ASSERT_TRUE(events.ok());
-    for (const STEP& step : steps) {
+    for (const auto& step : kSteps) {
         SCOPED_TRACE(std::string(step.section) + (step.marked ? " marked" : " unmarked"));
         at(step.section)->set_marked_for_output(step.marked);
         EXPECT_EQ(events.take().saves, step.saves);

@@ -11,7 +11,7 @@ namespace {
 class ReportSection : public HostTest {};
 
 RPL_REPORT_SECTION* with_path(RPL_REPORT_SECTION* s, const std::string& path) {
-    s->m_rdb_path = S(path);
+    s->m_rdb_path = to_rpl(path);
     return s;
 }
 
@@ -23,16 +23,20 @@ TEST_F(ReportSection, SectionExistsFindsTheFirstInPreOrderAndIsExact) {
     //   ||R||A||X      (repeats the path of A's first child)
     RPL_FOLDER root;
     with_path(&root, "||R");
-    RPL_REPORT_SECTION* a = with_path(new RPL_FOLDER(S("A")), "||R||A");
-    RPL_REPORT_SECTION* a1 = with_path(new RPL_TABLE(S("X")), "||R||A||X");
-    RPL_REPORT_SECTION* a2 = with_path(new RPL_TEXT(S("A")), "||R||A");
-    RPL_REPORT_SECTION* b = with_path(new RPL_CHART(S("B")), "||R||A||X");
+    RPL_REPORT_SECTION* a = with_path(new RPL_FOLDER(to_rpl("A")), "||R||A");
+    RPL_REPORT_SECTION* a1 = with_path(new RPL_TABLE(to_rpl("X")), "||R||A||X");
+    RPL_REPORT_SECTION* a2 = with_path(new RPL_TEXT(to_rpl("A")), "||R||A");
+    RPL_REPORT_SECTION* b = with_path(new RPL_CHART(to_rpl("B")), "||R||A||X");
     root.add_child(a);
     a->add_child(a1);
     a->add_child(a2);
     root.add_child(b);
 
-    const std::vector<std::tuple<RPL_REPORT_SECTION*, std::string, RPL_REPORT_SECTION*>> cases = {
+    const struct {
+        RPL_REPORT_SECTION* from;
+        std::string path;
+        RPL_REPORT_SECTION* found;
+    } kCases[] = {
         {&root, "||R", &root},
         {&root, "||R||A", a},      // the ancestor before its descendant
         {&root, "||R||A||X", a1},  // the earlier subtree before a later sibling
@@ -41,19 +45,20 @@ TEST_F(ReportSection, SectionExistsFindsTheFirstInPreOrderAndIsExact) {
         {a2, "||R||A", a2},        // a section without children compares only itself
         {b, "||R||A", nullptr},    // only its own subtree is searched
     };
-    for (const auto& c : cases)
-        EXPECT_EQ(std::get<0>(c)->section_exists(S(std::get<1>(c))), std::get<2>(c))
-            << "from " << Std(std::get<0>(c)->m_rdb_path) << " for '" << std::get<1>(c) << "'";
+    for (const auto& c : kCases)
+        EXPECT_EQ(c.from->section_exists(to_rpl(c.path)), c.found)
+            << "from " << to_std(c.from->m_rdb_path) << " for '" << c.path << "'";
 }
 
 TEST_F(ReportSection, ShortPathDropsOneLeadingPairOfBars) {
-    const std::vector<std::pair<std::string, std::string>> cases = {
-        {"||Report||Timing", "Report||Timing"}, {"||", ""}, {"", ""}, {"||||x", "||x"}, {"Rx", "Rx"}};
-    for (const auto& c : cases) {
+    const struct {
+        std::string path, short_path;
+    } kCases[] = {{"||Report||Timing", "Report||Timing"}, {"||", ""}, {"", ""}, {"||||x", "||x"}, {"Rx", "Rx"}};
+    for (const auto& c : kCases) {
         RPL_REPORT_SECTION s;
-        s.m_rdb_path = S(c.first);
-        EXPECT_EQ(Std(s.get_short_rdb_path()), c.second) << "'" << c.first << "'";
-        EXPECT_EQ(Std(s.m_rdb_path), c.first) << "the section keeps its path";
+        s.m_rdb_path = to_rpl(c.path);
+        EXPECT_EQ(to_std(s.get_short_rdb_path()), c.short_path) << "'" << c.path << "'";
+        EXPECT_EQ(to_std(s.m_rdb_path), c.path) << "the section keeps its path";
     }
 }
 
@@ -85,25 +90,24 @@ TEST_F(ReportSection, ChildrenAreAppendedOwnedAndDestroyedInListOrderOnce) {
 // and without a manager nobody is asked.
 TEST_F(ReportSection, BorrowingTheReportNeedsALiveTocAndAManager) {
     install_report(RDB_REPORT_POWER, new RDB_FOLDER_OBJECT("R"));
-    auto* gone = new RPL_REPORT_TOC(RDB_REPORT_POWER, S("r"));
-    RPL_REPORT_TOC live(RDB_REPORT_POWER, S("r"));
-    struct CASE {
+    auto* gone = new RPL_REPORT_TOC(RDB_REPORT_POWER, to_rpl("r"));
+    RPL_REPORT_TOC live(RDB_REPORT_POWER, to_rpl("r"));
+    const struct {
         const char* what;
         RPL_REPORT_TOC* toc;
         bool manager;
         RPL_REPORT_TOC* report_toc;  // what get_report_toc answers
         std::size_t asked;           // gets and give-backs for two borrowings
-    };
-    const std::vector<CASE> cases = {{"live TOC", &live, true, &live, 4},
-                                     {"never built", nullptr, true, nullptr, 0},
-                                     {"TOC destroyed", gone, true, nullptr, 0},
-                                     {"no manager", &live, false, &live, 0}};
+    } kCases[] = {{"live TOC", &live, true, &live, 4},
+                  {"never built", nullptr, true, nullptr, 0},
+                  {"TOC destroyed", gone, true, nullptr, 0},
+                  {"no manager", &live, false, &live, 0}};
     delete gone;
-    for (const CASE& c : cases) {
+    for (const auto& c : kCases) {
         SCOPED_TRACE(c.what);
-        manager_.reset_counts();
+        host_rdb_reset_counts();
         host_rdb_set_manager_enabled(c.manager);
-        RPL_TABLE section(S("T"));
+        RPL_TABLE section(to_rpl("T"));
         section.m_toc = c.toc;
         EXPECT_EQ(section.get_report_toc(), c.report_toc);
         RDB_REPORT* first = section.get_rdb_report();
@@ -111,8 +115,8 @@ TEST_F(ReportSection, BorrowingTheReportNeedsALiveTocAndAManager) {
         EXPECT_EQ(section.get_rdb_report(), first);
         section.free_rdb_report();
         section.free_rdb_report();
-        EXPECT_EQ(manager_.counts(RDB_REPORT_POWER).requesters, std::vector<std::string>(c.asked, "RPL"));
-        EXPECT_EQ(manager_.counts(static_cast<RDB_REPORT_TYPE>(0)).gets, 0);
-        EXPECT_EQ(manager_.reports_held(), 0);
+        EXPECT_EQ(host_rdb_counts(RDB_REPORT_POWER).requesters, std::vector<std::string>(c.asked, "RPL"));
+        EXPECT_EQ(host_rdb_counts(static_cast<RDB_REPORT_TYPE>(0)).gets, 0);
+        EXPECT_EQ(host_rdb_reports_held(), 0);
     }
 }

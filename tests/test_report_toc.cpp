@@ -1,5 +1,5 @@
-// The TOC object: its registry of live TOCs, its root list and index, and
-// borrowing its report from the database manager.
+// The TOC object: its registry of live TOCs, and destroying its tree while
+// it still counts as live.
 #include "support/test_support.h"
 
 #include <type_traits>
@@ -18,12 +18,12 @@ static_assert(!std::is_copy_assignable<RPL_REPORT_TOC>::value, "a TOC owns its s
 class Watching : public RPL_FOLDER {
 public:
     Watching(const std::string& name, RPL_REPORT_TOC* toc, std::vector<std::string>* log)
-        : RPL_FOLDER(S(name)), log_(log) {
+        : RPL_FOLDER(to_rpl(name)), log_(log) {
         m_toc = toc;
     }
     ~Watching() override {
         const bool live = RPL_REPORT_TOC::is_valid_pointer(m_toc) && get_report_toc() == m_toc;
-        log_->push_back(Std(m_name) + (live ? "" : " (TOC gone)"));
+        log_->push_back(to_std(m_name) + (live ? "" : " (TOC gone)"));
     }
 
 private:
@@ -34,8 +34,8 @@ private:
 
 TEST_F(ReportToc, RegistryHoldsExactlyTheLiveTocs) {
     EXPECT_FALSE(RPL_REPORT_TOC::is_valid_pointer(nullptr));
-    auto* first = new RPL_REPORT_TOC(RDB_REPORT_TIMING, S("same"));
-    auto* second = new RPL_REPORT_TOC(RDB_REPORT_TIMING, S("same"));  // two TOCs of one report
+    auto* first = new RPL_REPORT_TOC(RDB_REPORT_TIMING, to_rpl("same"));
+    auto* second = new RPL_REPORT_TOC(RDB_REPORT_TIMING, to_rpl("same"));  // two TOCs of one report
     auto* third = new RPL_REPORT_TOC();
     EXPECT_EQ(std::vector<RPL_REPORT_TOC*>(RPL_REPORT_TOC::m_toc_list.begin(), RPL_REPORT_TOC::m_toc_list.end()),
               (std::vector<RPL_REPORT_TOC*>{first, second, third}));
@@ -50,51 +50,11 @@ TEST_F(ReportToc, RegistryHoldsExactlyTheLiveTocs) {
     EXPECT_TRUE(RPL_REPORT_TOC::m_toc_list.empty());
 }
 
-TEST_F(ReportToc, DefaultTocAsksTheManagerForTypeZeroEveryTimeAndFreeGivesBack) {
-    install_report(static_cast<RDB_REPORT_TYPE>(0), new RDB_FOLDER_OBJECT("zero"));
-    RPL_REPORT_TOC toc;
-    EXPECT_EQ(toc.m_report_type, 0);
-    EXPECT_TRUE(toc.m_report_name.empty());
-    RDB_REPORT* first = toc.get_rdb_report();
-    ASSERT_NE(first, nullptr);
-    EXPECT_EQ(Std(first->get_main_folder()->get_name()), "zero");
-    EXPECT_EQ(toc.get_rdb_report(), first);
-    EXPECT_EQ(manager_.reports_held(), 2) << "each call is a hold of its own";
-    toc.free_rdb_report();
-    toc.free_rdb_report();
-    EXPECT_EQ(manager_.reports_held(), 0);
-    EXPECT_EQ(manager_.counts(static_cast<RDB_REPORT_TYPE>(0)).requesters, (std::vector<std::string>(4, "RPL")));
-
-    host_rdb_set_manager_enabled(false);
-    EXPECT_EQ(toc.get_rdb_report(), nullptr);
-    toc.free_rdb_report();
-    EXPECT_EQ(manager_.counts(static_cast<RDB_REPORT_TYPE>(0)).requesters.size(), 4u) << "no manager, nothing asked";
-}
-
-TEST_F(ReportToc, ClearingOrRegeneratingReplacesTheTreeQuietly) {
-    auto* report = new RDB_FOLDER_OBJECT("R");
-    report->add(new RDB_TEXT_OBJECT("T", false));
-    report->add(new RDB_FOLDER_OBJECT("F"))->add(new RDB_TABLE_OBJECT("X", 2, 1));
-    install_report(RDB_REPORT_TIMING, report);
-    RPL_REPORT_TOC toc(RDB_REPORT_TIMING, S("t"));
-    toc.clear_children();  // never generated
-
-    toc.generate_toc(true);
-    toc.generate_toc(false);
-    EXPECT_EQ(index_paths(toc), (std::vector<std::string>{"||R", "||R||T", "||R||F", "||R||F||X"}));
-    EXPECT_EQ(toc.m_children->size(), 1u) << "one root, not one per build";
-    toc.clear_children();
-    toc.clear_children();
-    EXPECT_TRUE(toc.m_children->empty());
-    EXPECT_TRUE(toc.m_section_index.empty());
-    EXPECT_TRUE(host_message_log().internal_errors.empty());
-}
-
 // Every section goes once, roots in order, each with its subtree, all while
 // the TOC still counts as live.
 TEST_F(ReportToc, DestroyingDeletesEverySectionOnceWhileItStillCountsAsLive) {
     std::vector<std::string> seen;
-    auto* toc = new RPL_REPORT_TOC(RDB_REPORT_TIMING, S("t"));
+    auto* toc = new RPL_REPORT_TOC(RDB_REPORT_TIMING, to_rpl("t"));
     for (const std::string root_name : {"R1", "R2"}) {  // entered as a build would enter them
         auto* root = new Watching(root_name, toc, &seen);
         toc->m_children->push_back(root);

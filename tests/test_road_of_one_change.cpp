@@ -18,7 +18,7 @@ TEST_F(RoadOfOneChange, UnmarkingATableWritesItThenItsFolderThenTheRootAndTheNex
     install_report(RDB_REPORT_TIMING, root);
     RPL_REPORT_TOC toc(RDB_REPORT_TIMING, "timing");
     toc.generate_toc(true);
-    const std::string file = Std(toc.get_settings_filename());
+    const std::string file = to_std(toc.get_settings_filename());
     ASSERT_FALSE(file_exists(file)) << "a report without a settings file yet";
 
     RPL_TABLE* table = toc.section_exists("||Report||Timing||Paths")->dynamic_cast_to_RPL_TABLE();

@@ -1,5 +1,4 @@
-// The section kinds: the checked downcast family that tells them apart, and
-// what each kind holds when it is constructed.
+// The section kinds: the checked downcast family that tells them apart.
 #include "support/test_support.h"
 
 using namespace rpltest;
@@ -26,65 +25,29 @@ std::string answers(SECTION* s) {
     return out;
 }
 
-struct KIND {
-    const char* name;
-    const char* casts;         // what answers() gives for it
-    const char* default_name;  // m_name after the default constructor
-    std::function<RPL_REPORT_SECTION*(const char* name)> make;  // null: the default constructor
-};
-
-template <class K>
-KIND kind(const char* name, const char* casts, const char* default_name = "") {
-    return {name, casts, default_name,
-            [](const char* n) -> RPL_REPORT_SECTION* { return n ? new K(S(n)) : new K(); }};
-}
-
-const std::vector<KIND> kKinds = {
-    kind<RPL_REPORT_SECTION>("section", "10000000"), kind<RPL_FOLDER>("folder", "11000000"),
-    kind<RPL_CHART>("chart", "10100000"),            kind<RPL_TEXT>("text", "10010000"),
-    kind<RPL_TABLE>("table", "10001000"),            kind<RPL_EMBEDDED>("embedded", "10000100"),
-    kind<RPL_CMP_SUMMARY>("summary", "10000010", "Summary"), kind<RPL_GAUGES>("gauges", "10000001"),
-};
-
 }  // namespace
 
 TEST_F(SectionKinds, EachCastAnswersForItsOwnKindAndTheBaseOnly) {
-    for (const KIND& k : kKinds) {
-        std::unique_ptr<RPL_REPORT_SECTION> s(k.make(nullptr));
-        EXPECT_EQ(answers(s.get()), k.casts) << k.name;
-        EXPECT_EQ(answers(static_cast<const RPL_REPORT_SECTION*>(s.get())), k.casts) << k.name << " const";
+    const struct {
+        std::unique_ptr<RPL_REPORT_SECTION> section;
+        const char* casts;  // what answers() gives for it
+    } kCases[] = {
+        {std::make_unique<RPL_REPORT_SECTION>(), "10000000"}, {std::make_unique<RPL_FOLDER>(), "11000000"},
+        {std::make_unique<RPL_CHART>(), "10100000"},          {std::make_unique<RPL_TEXT>(), "10010000"},
+        {std::make_unique<RPL_TABLE>(), "10001000"},          {std::make_unique<RPL_EMBEDDED>(), "10000100"},
+        {std::make_unique<RPL_CMP_SUMMARY>(), "10000010"},    {std::make_unique<RPL_GAUGES>(), "10000001"},
+    };
+    for (const auto& c : kCases) {
+        EXPECT_EQ(answers(c.section.get()), c.casts);
+        EXPECT_EQ(answers(static_cast<const RPL_REPORT_SECTION*>(c.section.get())), c.casts) << "const";
+        EXPECT_EQ(c.section->m_non_text_flag, c.section->dynamic_cast_to_RPL_TEXT() == nullptr) << "texts clear it";
     }
-}
-
-TEST_F(SectionKinds, EveryKindStartsWithTheSectionDefaults) {
-    for (const KIND& k : kKinds) {
-        for (const char* name : {static_cast<const char*>(nullptr), "Timing||Clocks"}) {
-            SCOPED_TRACE(std::string(k.name) + (name ? " named" : " default"));
-            std::unique_ptr<RPL_REPORT_SECTION> s(k.make(name));
-            EXPECT_EQ(Std(s->m_name), name ? name : k.default_name);
-            EXPECT_EQ(s->m_non_text_flag, std::string(k.name) != "text") << "only texts clear it";
-            EXPECT_TRUE(s->m_marked_for_output);
-            EXPECT_FALSE(s->m_spare_flag);
-            EXPECT_FALSE(s->m_settings_changed);
-            EXPECT_EQ(s->m_page_orientation, 1);
-            EXPECT_EQ(s->m_rdb_object_type, 0);
-            EXPECT_TRUE(s->m_rdb_path.empty()) << "no path until a builder gives one";
-            EXPECT_EQ(std::make_tuple(s->m_children, s->m_parent, s->m_toc),
-                      std::make_tuple(nullptr, nullptr, nullptr));
-        }
-    }
-}
-
-TEST_F(SectionKinds, KindSpecificFieldsStartEmpty) {
-    EXPECT_EQ(RPL_CHART().m_chart_type, 0);
-    EXPECT_FALSE(RPL_TEXT().m_is_html);
-    EXPECT_EQ(RPL_EMBEDDED().m_embedded_type, RDB_EMBEDDED_NONE);
 }
 
 // The embedded kind is not a persisted setting.
 TEST_F(SectionKinds, SetEmbeddedTypeStoresTheKindAndLeavesSettingsAlone) {
     for (bool changed_before : {false, true}) {
-        RPL_EMBEDDED section(S("E"));
+        RPL_EMBEDDED section(to_rpl("E"));
         section.m_settings_changed = changed_before;
         for (auto type : {RDB_EMBEDDED_IMAGE, static_cast<RDB_EMBEDDED_OBJECT_EMBEDDED_TYPE_ENUM>(-5)}) {
             section.set_embedded_type(type);

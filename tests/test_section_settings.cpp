@@ -22,14 +22,14 @@ class SectionSettings : public HostTest {
 protected:
     void SetUp() override {
         HostTest::SetUp();
-        file_ = Std(toc_.get_settings_filename());
+        file_ = to_std(toc_.get_settings_filename());
     }
 
     // A section of kind T at `path`, belonging to the live TOC.
     template <class T>
     std::unique_ptr<T> make(const std::string& path = kPath) {
-        auto section = std::make_unique<T>(S("S"));
-        section->m_rdb_path = S(path);
+        auto section = std::make_unique<T>(to_rpl("S"));
+        section->m_rdb_path = to_rpl(path);
         section->m_toc = &toc_;
         return section;
     }
@@ -41,23 +41,22 @@ protected:
 }  // namespace
 
 TEST_F(SectionSettings, ReadingDecodesMarkOrientationAndChartTypeAndWritesNothing) {
-    struct CASE {
+    // Each chart starts with the opposite mark and orientation, and type 9
+    // as if the report had proposed it.
+    const struct {
         const char* block;  // the section's block, or null for none
         bool marked;
         std::int32_t orientation;
         std::int32_t chart_type;
         bool taken;  // the chart's result: a type was taken from the file
-    };
-    // Each chart starts with the opposite mark and orientation, and type 9
-    // as if the report had proposed it.
-    const CASE cases[] = {
+    } kCases[] = {
         {nullptr, true, 1, 1, true},
         {"CHART_TYPE=0\nOUTPUT_SECTION=1\nPAGE_ORIENTATION=1\n", true, 2, 1, true},
         {"CHART_TYPE=1\nOUTPUT_SECTION=0\nPAGE_ORIENTATION=0\n", false, 1, 2, true},
         {"CHART_TYPE=5\nOUTPUT_SECTION=2\nPAGE_ORIENTATION=7\n", false, 1, 9, false},
         {"CHART_TYPE=\nOUTPUT_SECTION=\nPAGE_ORIENTATION=\n", true, 1, 1, true},
     };
-    for (const CASE& c : cases) {
+    for (const auto& c : kCases) {
         SCOPED_TRACE(c.block ? c.block : "(no block)");
         const std::string file = kShortBlock + (c.block ? kHeader + c.block : "") + kCaseBlock;
         write_file(file_, file);
@@ -77,21 +76,20 @@ TEST_F(SectionSettings, ReadingDecodesMarkOrientationAndChartTypeAndWritesNothin
 }
 
 TEST_F(SectionSettings, WritingEncodesMarkOrientationAndChartTypeAndWarnsOfAnUnknownType) {
-    struct CASE {
+    // The first row is a marked landscape chart of type 2, the documented example.
+    const struct {
         bool marked;
         std::int32_t orientation;
         std::int32_t chart_type;
         const char* lines;
         bool warns;
-    };
-    // The first row is a marked landscape chart of type 2, the documented example.
-    const CASE cases[] = {
+    } kCases[] = {
         {true, 2, 2, "CHART_TYPE=1\nOUTPUT_SECTION=1\nPAGE_ORIENTATION=1\n", false},
         {false, 1, 1, "CHART_TYPE=0\nOUTPUT_SECTION=0\nPAGE_ORIENTATION=0\n", false},
         {true, 3, 0, "CHART_TYPE=0\nOUTPUT_SECTION=1\nPAGE_ORIENTATION=0\n", true},
         {false, 2, 7, "CHART_TYPE=0\nOUTPUT_SECTION=0\nPAGE_ORIENTATION=1\n", true},
     };
-    for (const CASE& c : cases) {
+    for (const auto& c : kCases) {
         SCOPED_TRACE(c.lines);
         host_clear_messages();
         write_file(file_, kShortBlock + kHeader + "CHART_TYPE=7\nOUTPUT_SECTION=7\nPAGE_ORIENTATION=7\n" + kCaseBlock);

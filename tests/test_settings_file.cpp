@@ -6,6 +6,7 @@
 #include <filesystem>
 
 using namespace rpltest;
+using namespace std::string_literals;
 namespace fs = std::filesystem;
 
 namespace {
@@ -17,24 +18,23 @@ protected:
     // Loads `content` from the file into `settings`, checking the load succeeds.
     void load(RPL_REPORT_SETTINGS_FILE& settings, const std::string& content) {
         write_file(path(), content);
-        settings.m_filename = S(path());
+        settings.m_filename = to_rpl(path());
         ASSERT_TRUE(settings.read_from_disk());
     }
 };
 
 std::string get(RPL_REPORT_SETTINGS_FILE& settings, const char* section, const char* key) {
-    return Std(settings.get_value_str(section, key));
+    return to_std(settings.get_value_str(section, key));
 }
 
 }  // namespace
 
 TEST_F(SettingsFile, LoadThenSaveWritesOnlyKeyLinesUnderHeadersSortedByteForByte) {
-    struct CASE {
+    const struct {
         const char* what;
         std::string file;
         std::string saved;
-    };
-    const CASE cases[] = {
+    } kCases[] = {
         {"lines before the first header, blank lines, lines without =; sorted by strcmp",
          "K0=v\nstray\n\n[b]\nno equals here\nz=1\n\n_=2\nB=3\n[B]\n[A]\nk=v\n", "[A]\nk=v\n[B]\n[b]\nB=3\n_=2\nz=1\n"},
         {"blanks around = belong to key and value", "[S]\nkey = value \n", "[S]\nkey = value \n"},
@@ -44,8 +44,9 @@ TEST_F(SettingsFile, LoadThenSaveWritesOnlyKeyLinesUnderHeadersSortedByteForByte
         {"a leading blank makes no header; no comment syntax", " [A]\nk=v\n[B]\n#c=1\n;d\n", "[B]\n#c=1\n"},
         {"carriage returns are kept", "[A]\r\nk=v\r\n\r\n", "[A]\r\nk=v\r\n"},
         {"last line without line feed", "[A]\nk=v", "[A]\nk=v\n"},
+        {"a NUL byte ends a line's text", "[A\0x]\nk\0=v\nkey=val\0ue\n\0[B]\nx=1\n"s, "[A\nkey=val\nx=1\n"},
     };
-    for (const CASE& c : cases) {
+    for (const auto& c : kCases) {
         SCOPED_TRACE(c.what);
         RPL_REPORT_SETTINGS_FILE settings;
         load(settings, c.file);
@@ -76,7 +77,7 @@ TEST_F(SettingsFile, UnnamedOrDirectoryFileFailsToLoadAndToSaveAndEmptiesTheStor
     for (const std::string& name : {std::string(), path()}) {
         SCOPED_TRACE(name);
         RPL_REPORT_SETTINGS_FILE settings;
-        settings.m_filename = S(name);
+        settings.m_filename = to_rpl(name);
         settings.set_value_str("Old", "k", "v");
         EXPECT_FALSE(settings.read_from_disk());
         EXPECT_TRUE(settings.m_sections.empty());
@@ -89,7 +90,7 @@ TEST_F(SettingsFile, UnnamedOrDirectoryFileFailsToLoadAndToSaveAndEmptiesTheStor
 
 TEST_F(SettingsFile, AbsentFileLoadsAsEmptyAndSavingCreatesItAndEmptiesTheStore) {
     RPL_REPORT_SETTINGS_FILE settings;
-    settings.m_filename = S(path());
+    settings.m_filename = to_rpl(path());
     settings.set_value_str("Old", "k", "v");  // discarded by the load
     ASSERT_TRUE(settings.read_from_disk());
     EXPECT_TRUE(settings.m_sections.empty());

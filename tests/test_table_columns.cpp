@@ -5,6 +5,7 @@
 
 #include <climits>
 #include <functional>
+#include <iterator>
 
 using namespace rpltest;
 
@@ -12,22 +13,20 @@ namespace {
 
 class TableColumns : public HostTest {};
 
-// One member of the getter/setter family, seen through ints so one table of
-// cases serves all three.
-struct FAMILY {
-    const char* name;
-    std::function<int(RPL_TABLE&, unsigned)> get;
-    std::function<void(RPL_TABLE&, unsigned, int)> set;
-    std::function<std::vector<int>(const RPL_TABLE&)> list;
-    int value;  // one value other than the fill value
-};
-
 template <class LIST>
 std::vector<int> as_ints(const LIST& list) {
     return std::vector<int>(list.begin(), list.end());
 }
 
-const std::vector<FAMILY> kFamilies = {
+// The getter/setter family, each member seen through ints so one table of
+// cases serves all three.
+const struct {
+    const char* name;
+    std::function<int(RPL_TABLE&, unsigned)> get;
+    std::function<void(RPL_TABLE&, unsigned, int)> set;
+    std::function<std::vector<int>(const RPL_TABLE&)> list;
+    int value;  // one value other than the fill value
+} kFamilies[] = {
     {"width", [](RPL_TABLE& t, unsigned i) { return t.get_column_width(i); },
      [](RPL_TABLE& t, unsigned i, int v) { t.set_column_width(i, v); },
      [](const RPL_TABLE& t) { return as_ints(t.m_column_width); }, 120},
@@ -49,10 +48,10 @@ std::vector<std::size_t> lengths(const RPL_TABLE& t) {
 // The fill values are 0 and LEFT (0 too); the column count is the report's,
 // and the lists follow the indices given.
 TEST_F(TableColumns, SetterGrowsOnlyItsOwnListWithFillValuesAndOverwritesInPlace) {
-    for (std::size_t f = 0; f < kFamilies.size(); ++f) {
-        const FAMILY& family = kFamilies[f];
+    for (std::size_t f = 0; f < std::size(kFamilies); ++f) {
+        const auto& family = kFamilies[f];
         SCOPED_TRACE(family.name);
-        RPL_TABLE table(S("T"));
+        RPL_TABLE table(to_rpl("T"));
         for (unsigned index : {0u, 5u, UINT_MAX}) EXPECT_EQ(family.get(table, index), 0) << "new table, " << index;
         table.m_num_columns = 2;
         family.set(table, 5, family.value);
@@ -68,7 +67,7 @@ TEST_F(TableColumns, SetterGrowsOnlyItsOwnListWithFillValuesAndOverwritesInPlace
         family.set(table, 1, family.value);
         EXPECT_EQ(family.list(table), (std::vector<int>{0, family.value, 0, 0, 0, 0}));
     }
-    RPL_TABLE table(S("T"));
+    RPL_TABLE table(to_rpl("T"));
     table.set_alignment(2, RPL_TABLE::RIGHT);
     EXPECT_EQ(as_ints(table.m_column_alignment), (std::vector<int>{RPL_TABLE::LEFT, RPL_TABLE::LEFT, RPL_TABLE::RIGHT}));
 }
@@ -76,17 +75,17 @@ TEST_F(TableColumns, SetterGrowsOnlyItsOwnListWithFillValuesAndOverwritesInPlace
 // Saving is write_acf_settings' part: a setter only marks the change, even
 // when it writes the value already there.
 TEST_F(TableColumns, EverySetterMarksTheSettingsChangedAndWritesNothing) {
-    RPL_REPORT_TOC toc(RDB_REPORT_TIMING, S("columns"));
-    for (const FAMILY& family : kFamilies) {
+    RPL_REPORT_TOC toc(RDB_REPORT_TIMING, to_rpl("columns"));
+    for (const auto& family : kFamilies) {
         SCOPED_TRACE(family.name);
-        RPL_TABLE table(S("T"));
+        RPL_TABLE table(to_rpl("T"));
         table.m_toc = &toc;
-        table.m_rdb_path = S("||R||T");
+        table.m_rdb_path = to_rpl("||R||T");
         family.set(table, 4, 0);
         EXPECT_TRUE(table.m_settings_changed) << "writing the fill value past the end";
         table.m_settings_changed = false;
         family.set(table, 4, 0);
         EXPECT_TRUE(table.m_settings_changed) << "writing the value already stored";
     }
-    EXPECT_FALSE(file_exists(Std(toc.get_settings_filename())));
+    EXPECT_FALSE(file_exists(to_std(toc.get_settings_filename())));
 }

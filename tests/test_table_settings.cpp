@@ -19,11 +19,11 @@ class TableSettings : public HostTest {
 protected:
     void SetUp() override {
         HostTest::SetUp();
-        file_ = Std(toc_.get_settings_filename());
+        file_ = to_std(toc_.get_settings_filename());
     }
 
     std::unique_ptr<RPL_TABLE> make(std::uint32_t columns) {
-        auto table = std::make_unique<RPL_TABLE>(S("T"));
+        auto table = std::make_unique<RPL_TABLE>(to_rpl("T"));
         table->m_rdb_path = "||R||T";
         table->m_toc = &toc_;
         table->m_num_columns = columns;
@@ -37,7 +37,8 @@ protected:
 }  // namespace
 
 TEST_F(TableSettings, ReadingTakesCommaEndedItemsUpToTheColumnCount) {
-    struct CASE {
+    // Every table starts with widths {9, 9}, alignments {RIGHT}, order {8}.
+    const struct {
         const char* what;
         std::uint32_t columns;
         const char* widths;  // stored values, null for absent
@@ -46,9 +47,7 @@ TEST_F(TableSettings, ReadingTakesCommaEndedItemsUpToTheColumnCount) {
         ALIGNMENTS expect_alignments;
         INTS expect_order;
         bool result;
-    };
-    // Every table starts with widths {9, 9}, alignments {RIGHT}, order {8}.
-    const CASE cases[] = {
+    } kCases[] = {
         {"three columns, left right left", 3, "120L,80R,60L,", "0,2,1,", {120, 80, 60}, {L, R, L}, {0, 2, 1}, true},
         {"items beyond the columns are ignored", 2, "100L,200R,300L,", "1,0,2,", {100, 200}, {L, R}, {1, 0}, true},
         {"text after the last comma is no item", 2, "100L,200R", "1,0", {100}, {L}, {1}, true},
@@ -58,7 +57,7 @@ TEST_F(TableSettings, ReadingTakesCommaEndedItemsUpToTheColumnCount) {
         {"zero columns empties the lists", 0, "1L,2R,", "0,1,", {}, {}, {}, true},
         {"absent keys leave the lists", 2, nullptr, nullptr, {9, 9}, {R}, {8}, false},
     };
-    for (const CASE& c : cases) {
+    for (const auto& c : kCases) {
         SCOPED_TRACE(c.what);
         std::string file = "[||R||T]\n";
         if (c.order) file += std::string("COLUMN_ORDER=") + c.order + "\n";
@@ -80,7 +79,7 @@ TEST_F(TableSettings, ReadingTakesCommaEndedItemsUpToTheColumnCount) {
 }
 
 TEST_F(TableSettings, WritingFormatsEveryColumnAndLeavesAShortListsKeyAlone) {
-    struct CASE {
+    const struct {
         const char* what;
         std::uint32_t columns;
         INTS widths;
@@ -88,15 +87,14 @@ TEST_F(TableSettings, WritingFormatsEveryColumnAndLeavesAShortListsKeyAlone) {
         INTS order;
         const char* order_line;  // after "COLUMN_ORDER="
         const char* widths_line;
-    };
-    const CASE cases[] = {
+    } kCases[] = {
         {"three columns, left right left", 3, {120, 80, 60}, {L, R, L}, {0, 2, 1}, "0,2,1,", "120L,80R,60L,"},
         {"widths too short", 3, {1, 2}, {}, {0, 1, 2}, "0,1,2,", "old"},
         {"zero columns", 0, {1}, {R}, {0}, "old", "old"},
         {"missing alignments are L", 3, {1, 2, 3}, {R}, {2, 1, 0}, "2,1,0,", "1R,2L,3L,"},
         {"entries beyond the columns", 2, {1, 2, 3}, {R, R, R}, {0, 1, 2}, "0,1,", "1R,2R,"},
     };
-    for (const CASE& c : cases) {
+    for (const auto& c : kCases) {
         SCOPED_TRACE(c.what);
         write_file(file_, "[||R||T]\nCOLUMN_ORDER=old\nCOLUMN_WIDTHS=old\n");
         auto table = make(c.columns);

@@ -6,6 +6,7 @@
 
 #include <climits>
 #include <functional>
+#include <iterator>
 
 using namespace rpltest;
 
@@ -17,13 +18,13 @@ const RDB_REPORT_TYPE kType = RDB_REPORT_TIMING;
 const std::string kReportName = "rpt";
 using Paths = std::vector<std::string>;
 
-RPL_REPORT_SECTION* find(RPL_REPORT_TOC& toc, const std::string& path) { return toc.section_exists(S(path)); }
+RPL_REPORT_SECTION* find(RPL_REPORT_TOC& toc, const std::string& path) { return toc.section_exists(to_rpl(path)); }
 
 // Gives an object the header "h NAME" and the footer "f NAME".
 template <class T>
 T* titled(T* object) {
-    object->set_header("h " + Std(object->get_name()));
-    object->set_footer("f " + Std(object->get_name()));
+    object->set_header("h " + to_std(object->get_name()));
+    object->set_footer("f " + to_std(object->get_name()));
     return object;
 }
 
@@ -33,7 +34,7 @@ std::string describe(RPL_REPORT_SECTION* s) {
     if (RPL_TABLE* t = s->dynamic_cast_to_RPL_TABLE()) return "table " + std::to_string(t->m_num_columns);
     if (RPL_CHART* c = s->dynamic_cast_to_RPL_CHART()) return "chart " + std::to_string(c->m_chart_type);
     if (RPL_EMBEDDED* e = s->dynamic_cast_to_RPL_EMBEDDED())
-        return "embedded " + std::to_string(e->m_embedded_type) + " " + Std(e->m_info_str);
+        return "embedded " + std::to_string(e->m_embedded_type) + " " + to_std(e->m_info_str);
     if (RPL_GAUGES* g = s->dynamic_cast_to_RPL_GAUGES()) {
         std::string flags = "gauges ";
         for (bool p : g->m_percentages) flags += p ? '1' : '0';
@@ -80,7 +81,7 @@ TEST_F(TocBuilder, IndexIsDepthFirstAndEverySectionCopiesItsObject) {
     write_file(settings_path(kType, kReportName),
                "[||R]\nOUTPUT_SECTION=0\n[||R||Chart]\nCHART_TYPE=9\n[||R||Chart0]\nCHART_TYPE=0\n");
 
-    RPL_REPORT_TOC toc(kType, S(kReportName));
+    RPL_REPORT_TOC toc(kType, to_rpl(kReportName));
     toc.generate_toc(true);
     const Paths first = index_paths(toc);
     const std::size_t blocks_built = host_mem_live_blocks();
@@ -89,8 +90,11 @@ TEST_F(TocBuilder, IndexIsDepthFirstAndEverySectionCopiesItsObject) {
     EXPECT_EQ(host_mem_live_blocks(), blocks_built) << "and nothing of the first is left";
 
     // Each folder before its contents, skipped objects leave no gap.
-    struct Row { std::string path, describe; int type; bool titled; };
-    const std::vector<Row> rows = {
+    const struct {
+        std::string path, describe;
+        int type;
+        bool titled;
+    } kRows[] = {
         {"||R", "folder", 1, false},  // the root takes no header or footer although R has them
         {"||R||Intro", "text html", 3, true},
         {"||R||Clocks", "table 7", 4, true},
@@ -104,26 +108,26 @@ TEST_F(TocBuilder, IndexIsDepthFirstAndEverySectionCopiesItsObject) {
         {"||R||Compile summary", "summary", 7, true},  // its own name, not the default "Summary"
         {"||R||Meters", "gauges 101", 9, false},
     };
-    ASSERT_EQ(toc.m_section_index.size(), rows.size());
-    for (std::size_t i = 0; i < rows.size(); ++i) {
-        const std::string& path = rows[i].path;
+    ASSERT_EQ(toc.m_section_index.size(), std::size(kRows));
+    for (std::size_t i = 0; i < std::size(kRows); ++i) {
+        const std::string& path = kRows[i].path;
         const std::string name = path.substr(path.rfind("||") + 2);
         RPL_REPORT_SECTION* s = toc.m_section_index[i];
         SCOPED_TRACE(path);
-        EXPECT_EQ(Std(s->m_rdb_path), path);
-        EXPECT_EQ(Std(s->m_name), name);
-        EXPECT_EQ(describe(s), rows[i].describe);
-        EXPECT_EQ(s->m_rdb_object_type, rows[i].type);
-        EXPECT_EQ(Std(s->m_header) + "|" + Std(s->m_footer), rows[i].titled ? "h " + name + "|f " + name : "|");
-        EXPECT_EQ(Std(s->m_report_name), kReportName);
+        EXPECT_EQ(to_std(s->m_rdb_path), path);
+        EXPECT_EQ(to_std(s->m_name), name);
+        EXPECT_EQ(describe(s), kRows[i].describe);
+        EXPECT_EQ(s->m_rdb_object_type, kRows[i].type);
+        EXPECT_EQ(to_std(s->m_header) + "|" + to_std(s->m_footer), kRows[i].titled ? "h " + name + "|f " + name : "|");
+        EXPECT_EQ(to_std(s->m_report_name), kReportName);
         EXPECT_EQ(s->m_toc, &toc);
-        EXPECT_EQ(s->m_settings_changed, rows[i].type == 5) << "only charts, whatever the file held";
-        EXPECT_EQ(s->m_parent ? Std(s->m_parent->m_rdb_path) : "none", i ? path.substr(0, path.rfind("||")) : "none");
+        EXPECT_EQ(s->m_settings_changed, kRows[i].type == 5) << "only charts, whatever the file held";
+        EXPECT_EQ(s->m_parent ? to_std(s->m_parent->m_rdb_path) : "none", i ? path.substr(0, path.rfind("||")) : "none");
         Paths listed, children;  // every child list holds the index's order
         if (s->m_children != nullptr)
-            for (RPL_REPORT_SECTION* c : *s->m_children) listed.push_back(Std(c->m_rdb_path));
+            for (RPL_REPORT_SECTION* c : *s->m_children) listed.push_back(to_std(c->m_rdb_path));
         for (RPL_REPORT_SECTION* c : toc.m_section_index)
-            if (c->m_parent == s) children.push_back(Std(c->m_rdb_path));
+            if (c->m_parent == s) children.push_back(to_std(c->m_rdb_path));
         EXPECT_EQ(listed, children);
     }
     EXPECT_EQ(*toc.m_children, RPL_SECTION_LIST(1, toc.m_section_index[0]));
@@ -133,13 +137,12 @@ TEST_F(TocBuilder, IndexIsDepthFirstAndEverySectionCopiesItsObject) {
 }
 
 TEST_F(TocBuilder, RowTestAsksFromRowOneAndStopsAtTheFirstFalse) {
-    struct Case {
+    const struct {
         const char* name;
         std::vector<bool> answers;  // one per row, row 0 first
         bool failed;
         std::vector<int> asked;
-    };
-    const std::vector<Case> cases = {
+    } kCases[] = {
         {"one row", {false}, false, {}},
         {"row zero false", {false, true}, false, {1}},
         {"all true", {true, true, true}, false, {1, 2}},
@@ -151,28 +154,28 @@ TEST_F(TocBuilder, RowTestAsksFromRowOneAndStopsAtTheFirstFalse) {
     // A table that read its settings only after the row test would miss them.
     auto* t = r->add(new AskingTable("T", [&] { write_file(file, ""); }));
     std::vector<RDB_ROW_TEST_TABLE_OBJECT*> tables;
-    for (const Case& c : cases) tables.push_back(r->add(new RDB_ROW_TEST_TABLE_OBJECT(c.name, 2, c.answers, 8)));
+    for (const auto& c : kCases) tables.push_back(r->add(new RDB_ROW_TEST_TABLE_OBJECT(c.name, 2, c.answers, 8)));
     r->add(new RDB_ROW_TEST_TABLE_OBJECT("negative row count", 2, {true, false}))->set_number_of_rows(-3);
     r->add(new RDB_TABLE_OBJECT("no row-test view", 2, 5));
     install_report(kType, r);
 
-    RPL_REPORT_TOC toc(kType, S(kReportName));
+    RPL_REPORT_TOC toc(kType, to_rpl(kReportName));
     toc.generate_toc(true);
     RPL_TABLE* table = find(toc, "||R||T")->dynamic_cast_to_RPL_TABLE();
     EXPECT_EQ(table->m_page_orientation, 2) << "read before the row test emptied the file";
     EXPECT_TRUE(table->m_row_test_failed);
     EXPECT_EQ(t->rows_asked(), std::vector<int>{1});
     std::size_t total_asked = 1;
-    for (std::size_t i = 0; i < cases.size(); ++i) {
-        SCOPED_TRACE(cases[i].name);
-        EXPECT_EQ(find(toc, std::string("||R||") + cases[i].name)->dynamic_cast_to_RPL_TABLE()->m_row_test_failed,
-                  cases[i].failed);
-        EXPECT_EQ(tables[i]->rows_asked(), cases[i].asked);
-        total_asked += cases[i].asked.size();
+    for (std::size_t i = 0; i < std::size(kCases); ++i) {
+        SCOPED_TRACE(kCases[i].name);
+        EXPECT_EQ(find(toc, std::string("||R||") + kCases[i].name)->dynamic_cast_to_RPL_TABLE()->m_row_test_failed,
+                  kCases[i].failed);
+        EXPECT_EQ(tables[i]->rows_asked(), kCases[i].asked);
+        total_asked += kCases[i].asked.size();
     }
     for (const char* name : {"||R||negative row count", "||R||no row-test view"})
         EXPECT_FALSE(find(toc, name)->dynamic_cast_to_RPL_TABLE()->m_row_test_failed) << name;
-    EXPECT_EQ(static_cast<std::size_t>(manager_.test_row_count()), total_asked) << "no other table was asked";
+    EXPECT_EQ(static_cast<std::size_t>(host_rdb_test_row_count()), total_asked) << "no other table was asked";
 }
 
 // The main folder is a link too: it is freed once, after everything below.
@@ -182,19 +185,19 @@ TEST_F(TocBuilder, LinkFoldersAreFreedAtTheEndOfTheirOwnWalkInnermostFirst) {
     auto* l2 = l1->add(new RDB_LINK_RPT_OBJECT("L2"));
     auto* l3 = l2->add(new RDB_LINK_RPT_OBJECT("L3"));
     std::vector<std::size_t> frees_seen;  // when the builder reached the two tables
-    auto note_frees = [&] { frees_seen.push_back(manager_.free_report_calls().size()); };
+    auto note_frees = [&] { frees_seen.push_back(host_rdb_free_report_calls().size()); };
     l1->add(new AskingTable("after L2", note_frees));
     auto* l4 = main_link->add(new RDB_LINK_RPT_OBJECT("L4"));
     l4->add(new AskingTable("in L4", note_frees));
     install_report(kType, main_link);
 
-    RPL_REPORT_TOC toc(kType, S(kReportName));
+    RPL_REPORT_TOC toc(kType, to_rpl(kReportName));
     toc.generate_toc(true);
-    EXPECT_EQ(manager_.free_report_calls(), (std::vector<const RDB_LINK_RPT_OBJECT*>{l3, l2, l1, l4, main_link}));
+    EXPECT_EQ(host_rdb_free_report_calls(), (std::vector<const RDB_LINK_RPT_OBJECT*>{l3, l2, l1, l4, main_link}));
     EXPECT_EQ(frees_seen, (std::vector<std::size_t>{2, 3})) << "L3 and L2 went before their next sibling, L1 before L4";
     EXPECT_EQ(index_paths(toc), (Paths{"||R", "||R||L1", "||R||L1||L2", "||R||L1||L2||L3", "||R||L1||after L2",
                                        "||R||L4", "||R||L4||in L4"}));
-    EXPECT_EQ(manager_.counts(kType).ungets, 1);
+    EXPECT_EQ(host_rdb_counts(kType).ungets, 1);
 }
 
 TEST_F(TocBuilder, ReportIsGivenBackOncePerBuildWheneverThereIsAManager) {
@@ -204,18 +207,18 @@ TEST_F(TocBuilder, ReportIsGivenBackOncePerBuildWheneverThereIsAManager) {
         bool manager, install;
         int main_folder_type;  // 0: no main folder
         std::string trace;     // none when the report is built
-    } cases[] = {
+    } kCases[] = {
         {true, true, 1, ""},  {true, false, 1, no_report}, {false, true, 1, no_report},
         {true, true, 0, no_root}, {true, true, 2, no_root},
     };
-    for (const auto& c : cases) {
+    for (const auto& c : kCases) {
         SCOPED_TRACE(testing::Message() << c.manager << c.install << c.main_folder_type);
         // A tree from an earlier build, which a failed build must not leave.
         install_report(kType, new RDB_FOLDER_OBJECT("Old"));
-        RPL_REPORT_TOC toc(kType, S(kReportName));
+        RPL_REPORT_TOC toc(kType, to_rpl(kReportName));
         toc.generate_toc(true);
-        manager_.remove_all_reports();
-        manager_.reset_counts();
+        host_rdb_remove_all_reports();
+        host_rdb_reset_counts();
         host_clear_messages();
         if (c.install)
             install_report(kType, c.main_folder_type ? new RDB_FOLDER_OBJECT("R", c.main_folder_type) : nullptr);
@@ -226,10 +229,10 @@ TEST_F(TocBuilder, ReportIsGivenBackOncePerBuildWheneverThereIsAManager) {
         EXPECT_EQ(index_paths(toc), c.trace.empty() ? Paths{"||R"} : Paths{});
         EXPECT_EQ(toc.m_children->size(), c.trace.empty() ? 1u : 0u);
         EXPECT_EQ(debug_texts(), c.trace.empty() ? Paths{} : Paths{c.trace});
-        EXPECT_EQ(manager_.counts(kType).gets, c.manager ? 1 : 0);
-        EXPECT_EQ(manager_.counts(kType).ungets, c.manager ? 1 : 0);
-        EXPECT_EQ(manager_.counts(kType).requesters, Paths(c.manager ? 2 : 0, "RPL"));
-        EXPECT_EQ(manager_.reports_held(), 0);
+        EXPECT_EQ(host_rdb_counts(kType).gets, c.manager ? 1 : 0);
+        EXPECT_EQ(host_rdb_counts(kType).ungets, c.manager ? 1 : 0);
+        EXPECT_EQ(host_rdb_counts(kType).requesters, Paths(c.manager ? 2 : 0, "RPL"));
+        EXPECT_EQ(host_rdb_reports_held(), 0);
         EXPECT_EQ(internal_error_conditions(), Paths{});
     }
 }
@@ -247,15 +250,17 @@ TEST_F(TocBuilder, BadObjectsAreTracedOrReportedAndTheWalkGoesOn) {
     // Objects whose type promises a class they are not: an internal error,
     // and a section keeping its constructor's values for what the object
     // could not give (a chart without a stored type reads as type 1).
-    struct Case { int type; std::string condition, describe; };
-    const std::vector<Case> cases = {
+    const struct {
+        int type;
+        std::string condition, describe;
+    } kCases[] = {
         {3, "text_object != NULL", "text plain"}, {4, "table_object != NULL", "table 0"},
         {8, "table_object != NULL", "table 0"},   {14, "table_object != NULL", "table 0"},
         {5, "chart != NULL", "chart 1"},          {6, "em_object != NULL", "embedded 0 "},
         {9, "gauges_object != NULL", "gauges "},  {1, "folder != NULL", "folder"},
     };
     Paths expected_paths = {"||R", "||R||t", "||R||t"}, expected_errors;
-    for (const Case& c : cases) {
+    for (const auto& c : kCases) {
         r->add(new RDB_OBJECT(c.type, std::to_string(c.type), "h", "f"));
         expected_paths.push_back("||R||" + std::to_string(c.type));
         expected_errors.push_back(c.condition);
@@ -266,7 +271,7 @@ TEST_F(TocBuilder, BadObjectsAreTracedOrReportedAndTheWalkGoesOn) {
     expected_paths.insert(expected_paths.end(), {"||R||", "||R||||a||b"});
     install_report(kType, r);
 
-    RPL_REPORT_TOC toc(kType, S(kReportName));
+    RPL_REPORT_TOC toc(kType, to_rpl(kReportName));
     toc.generate_toc(true);
     EXPECT_EQ(index_paths(toc), expected_paths);
     EXPECT_EQ(find(toc, "||R||t"), toc.m_section_index[1]) << "the first of two equal paths is found";
@@ -277,26 +282,26 @@ TEST_F(TocBuilder, BadObjectsAreTracedOrReportedAndTheWalkGoesOn) {
                                     "Eeeeeek! The RDB object was NULL"}));
     EXPECT_EQ(internal_error_conditions(), expected_errors);
     EXPECT_EQ(host_message_log().internal_errors.at(0).file, "rpl_report_toc.cpp");
-    for (const Case& c : cases) {
+    for (const auto& c : kCases) {
         RPL_REPORT_SECTION* s = find(toc, "||R||" + std::to_string(c.type));
         EXPECT_EQ(describe(s), c.describe) << c.type;
-        EXPECT_EQ(Std(s->m_header) + Std(s->m_footer), "hf") << c.type << ": the common values are still copied";
+        EXPECT_EQ(to_std(s->m_header) + to_std(s->m_footer), "hf") << c.type << ": the common values are still copied";
     }
-    EXPECT_EQ(manager_.counts(kType).ungets, 1);
+    EXPECT_EQ(host_rdb_counts(kType).ungets, 1);
 }
 
 TEST_F(TocBuilder, MissingFolderParentOrRootListIsReportedAndNothingIsBuilt) {
     install_report(kType, new RDB_FOLDER_OBJECT("a main folder with a long name"));
-    RPL_REPORT_TOC toc(kType, S(kReportName));
-    RPL_FOLDER parent(S("P"));
+    RPL_REPORT_TOC toc(kType, to_rpl(kReportName));
+    RPL_FOLDER parent(to_rpl("P"));
     RDB_LINK_RPT_OBJECT link("L");
     link.add(new RDB_TEXT_OBJECT("x", false));
-    toc.build_folder(nullptr, nullptr, S("||P"));
-    toc.build_folder(&link, nullptr, S("||P"));
-    toc.build_folder(nullptr, &parent, S("||P"));
+    toc.build_folder(nullptr, nullptr, to_rpl("||P"));
+    toc.build_folder(&link, nullptr, to_rpl("||P"));
+    toc.build_folder(nullptr, &parent, to_rpl("||P"));
     EXPECT_EQ(internal_error_conditions(),
               (Paths{"folder != NULL", "parent != NULL", "parent != NULL", "folder != NULL"}));
-    EXPECT_EQ(link.free_count(), 0) << "a folder that is not walked is not freed";
+    EXPECT_TRUE(host_rdb_free_report_calls().empty()) << "a folder that is not walked is not freed";
     EXPECT_EQ(parent.m_children, nullptr);
 
     // A root left without a list to own it would show in the memory
@@ -311,7 +316,7 @@ TEST_F(TocBuilder, MissingFolderParentOrRootListIsReportedAndNothingIsBuilt) {
     EXPECT_TRUE(toc.m_section_index.empty());
     // From emptying the TOC (twice) and from entering the root.
     EXPECT_EQ(internal_error_conditions(), Paths(3, "m_children != NULL"));
-    EXPECT_EQ(manager_.counts(kType).ungets, 1);
+    EXPECT_EQ(host_rdb_counts(kType).ungets, 1);
 }
 
 // Building, reading settings, lookup, stepping, marking and destruction all
@@ -328,13 +333,13 @@ TEST_F(TocBuilder, ReportFiveThousandFoldersDeepBuildsNavigatesMarksAndGoes) {
 
     const std::size_t blocks_before = host_mem_live_blocks();
     {
-        RPL_REPORT_TOC toc(kType, S(kReportName));
+        RPL_REPORT_TOC toc(kType, to_rpl(kReportName));
         toc.generate_toc(true);
         ASSERT_EQ(toc.m_section_index.size(), 5002u);
         RPL_REPORT_SECTION* leaf = find(toc, leaf_path);
         ASSERT_EQ(leaf, toc.m_section_index.back());
         EXPECT_FALSE(leaf->m_marked_for_output) << "the deepest block is read";
-        EXPECT_EQ(Std(toc.get_next_section(S("||R"))), leaf_path) << "stepping passes over every folder";
+        EXPECT_EQ(to_std(toc.get_next_section(to_rpl("||R"))), leaf_path) << "stepping passes over every folder";
 
         // With the database directory missing nothing is saved (every
         // ancestor would rewrite a file of thousands of long paths) and the

@@ -2,6 +2,7 @@
 
 #include <sys/stat.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdio>
 #include <iostream>
@@ -26,7 +27,7 @@ void warn(const std::string& text) { std::cerr << "rpl-toc: warning: " << printa
 void warn_if_settings_unreadable(Session& session) {
     std::string path = to_std(session.toc().get_settings_filename());
     std::string reason = unreadable_reason(path);
-    if (!reason.empty()) warn("the settings file cannot be read, defaults are shown: " + path + ": " + reason);
+    if (!reason.empty()) warn("the settings file cannot be read, so defaults are used: " + path + ": " + reason);
 }
 
 void note_objects_left_out(Session& session, const Output& output) {

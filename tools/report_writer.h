@@ -13,8 +13,11 @@ enum class ReportFormat { text, html };
 
 // The file's content: for every marked section its number (1, 1.2, 1.2.3,
 // nested by folder), name, kind, header, footer, page orientation and the
-// kind's values. A marked section under an unmarked folder is numbered as
-// a child of the folder's nearest marked ancestor.
+// kind's values, then a short list of what was left out. A marked section
+// under an unmarked folder is numbered as a child of the folder's nearest
+// marked ancestor. Control characters, C1 controls and bidirectional
+// overrides in the report's texts are shown as escapes, so a name can
+// neither steer a terminal nor reorder what is printed around it.
 std::string format_report(RPL_REPORT_TOC& toc, ReportFormat format);
 
 struct ReportWritten {

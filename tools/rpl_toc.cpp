@@ -130,7 +130,8 @@ void define_set(CLI::App& app, CommandLine& cl, Commands& commands) {
         cl.set.has_chart_type = set->count("--chart-type") > 0;
         if (!cl.set.has_orientation && !cl.set.has_chart_type && cl.set.widths.empty() && cl.set.aligns.empty() &&
             cl.set.orders.empty())
-            throw CLI::ValidationError("set needs at least one of --orientation, --chart-type, --width, --align, --order");
+            throw CLI::ValidationError(
+                "set needs at least one of --orientation, --chart-type, --width, --align, --order");
     });
     commands[set] = [&cl](Session& s, const Output& o) { return run_set(s, o, cl.path, cl.set); };
 }

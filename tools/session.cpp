@@ -4,6 +4,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstring>
 #include <filesystem>
@@ -34,7 +35,8 @@ std::string read_bounded(int fd, const std::string& path) {
     std::string text;
     std::size_t used = 0;
     for (;;) {
-        if (used == text.size()) text.resize(std::min(kMaxReportFileBytes + 1, std::max<std::size_t>(65536, used * 2)));
+        if (used == text.size())
+            text.resize(std::min(kMaxReportFileBytes + 1, std::max<std::size_t>(65536, used * 2)));
         ssize_t n = ::read(fd, &text[used], text.size() - used);
         if (n < 0 && errno == EINTR) continue;
         if (n < 0) throw CommandError(kExitError, "cannot read " + source_name(path) + ": " + std::strerror(errno));
@@ -114,7 +116,7 @@ Session::Session(const std::string& report_file, const std::string& db_dir) {
     host_set_db_dir(database_directory(report_file, db_dir));
     int entries = load.report.main_folder ? entries_below(load.report.main_folder.get()) : 0;
     auto type = static_cast<RDB_REPORT_TYPE>(load.report.type);
-    rdb_stand_in_manager().set_report(type, std::make_unique<RDB_REPORT>(load.report.main_folder.release()));
+    host_rdb_set_report(type, std::make_unique<RDB_REPORT>(load.report.main_folder.release()));
     m_toc = std::make_unique<RPL_REPORT_TOC>(type, to_rpl(load.report.name));
     m_toc->generate_toc(true);
     m_left_out = entries - static_cast<int>(m_toc->m_section_index.size());
@@ -123,7 +125,7 @@ Session::Session(const std::string& report_file, const std::string& db_dir) {
 Session::~Session() {
     RDB_REPORT_TYPE type = m_toc->m_report_type;
     m_toc.reset();
-    rdb_stand_in_manager().remove_report(type);
+    host_rdb_remove_report(type);
 }
 
 RPL_REPORT_SECTION& Session::section(const std::string& path) {

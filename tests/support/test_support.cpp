@@ -49,12 +49,12 @@ bool file_exists(const std::string& path) {
 }
 
 void install_report(RDB_REPORT_TYPE type, RDB_FOLDER_OBJECT* main_folder) {
-    rdb_stand_in_manager().set_report(type, std::make_unique<RDB_REPORT>(main_folder));
+    host_rdb_set_report(type, std::make_unique<RDB_REPORT>(main_folder));
 }
 
 std::vector<std::string> index_paths(const RPL_REPORT_TOC& toc) {
     std::vector<std::string> out;
-    for (RPL_REPORT_SECTION* s : toc.m_section_index) out.push_back(Std(s->m_rdb_path));
+    for (RPL_REPORT_SECTION* s : toc.m_section_index) out.push_back(to_std(s->m_rdb_path));
     return out;
 }
 
@@ -70,10 +70,11 @@ std::vector<std::string> debug_texts() {
     return out;
 }
 
-int run_as_nobody(const std::function<bool()>& body) {
+int run_in_child(const std::function<bool()>& body, bool as_nobody) {
     pid_t pid = ::fork();
     if (pid == 0) {
-        if (::geteuid() == 0) {
+        ::alarm(60);
+        if (as_nobody && ::geteuid() == 0) {
             struct passwd* nobody = ::getpwnam("nobody");
             uid_t uid = nobody ? nobody->pw_uid : 65534;
             gid_t gid = nobody ? nobody->pw_gid : 65534;
@@ -90,22 +91,22 @@ void HostTest::SetUp() {
     db_ = std::make_unique<TempDir>();
     host_set_db_dir(db_->path());
     host_rdb_set_manager_enabled(true);
-    manager_.remove_all_reports();
-    manager_.reset_counts();
+    host_rdb_remove_all_reports();
+    host_rdb_reset_counts();
     host_clear_messages();
 }
 
 void HostTest::TearDown() {
-    manager_.remove_all_reports();
-    manager_.reset_counts();
+    host_rdb_remove_all_reports();
+    host_rdb_reset_counts();
     host_rdb_set_manager_enabled(true);
     host_set_db_dir(".");
     db_.reset();
 }
 
 std::string HostTest::settings_path(RDB_REPORT_TYPE type, const std::string& name) const {
-    RPL_REPORT_TOC toc(type, S(name));
-    return Std(toc.get_settings_filename());
+    RPL_REPORT_TOC toc(type, to_rpl(name));
+    return to_std(toc.get_settings_filename());
 }
 
 }  // namespace rpltest

@@ -12,6 +12,7 @@
 #include <vector>
 
 #include "host/host.h"
+#include "host/host_strings.h"
 #include "rpl/rpl.h"
 
 namespace rpltest {
@@ -36,10 +37,6 @@ std::string read_file(const std::string& path, bool* ok = nullptr);
 void write_file(const std::string& path, const std::string& content);
 bool file_exists(const std::string& path);
 
-// Converts between the library's string and std::string.
-inline string S(const std::string& s) { return string(s.data(), s.size()); }
-inline std::string Std(const string& s) { return std::string(s.data(), s.size()); }
-
 // Installs `main_folder` as the report of `type` in the stand-in manager.
 void install_report(RDB_REPORT_TYPE type, RDB_FOLDER_OBJECT* main_folder);
 
@@ -51,17 +48,19 @@ std::vector<std::string> internal_error_conditions();
 // Texts of the debug traces logged since the last clear.
 std::vector<std::string> debug_texts();
 
-// Runs `body` in a child process whose user is "nobody", so that file
-// permissions bind even when the suite runs as root. Returns the child's
-// exit status (0 when `body` returned true).
-int run_as_nobody(const std::function<bool()>& body);
+// Runs `body` in a child process, as the user "nobody" when `as_nobody` is
+// set, so that file permissions bind even when the suite runs as root.
+// Returns the child's exit status: 0 when `body` returned true, 128 plus
+// the signal when it was killed (SIGALRM after a minute: it blocked).
+int run_in_child(const std::function<bool()>& body, bool as_nobody = false);
+inline int run_as_nobody(const std::function<bool()>& body) { return run_in_child(body, true); }
 
 // A folder section that writes its name to `log` when it is destroyed, so
 // a test can see which sections went and in what order.
 class LoggedSection : public RPL_FOLDER {
 public:
-    LoggedSection(const std::string& name, std::vector<std::string>* log) : RPL_FOLDER(S(name)), log_(log) {}
-    ~LoggedSection() override { log_->push_back(Std(m_name)); }
+    LoggedSection(const std::string& name, std::vector<std::string>* log) : RPL_FOLDER(to_rpl(name)), log_(log) {}
+    ~LoggedSection() override { log_->push_back(to_std(m_name)); }
 
 private:
     std::vector<std::string>* log_;  // not owned
@@ -76,7 +75,6 @@ protected:
     std::string settings_path(RDB_REPORT_TYPE type, const std::string& name) const;
 
     std::unique_ptr<TempDir> db_;
-    DBMUI_MANAGER& manager_ = rdb_stand_in_manager();
 };
 
 }  // namespace rpltest

@@ -1,0 +1,29 @@
+# Installation: the two libraries, every header under include/rpl/ (rpl/,
+# h/, host/ and the generated rpl/rpl_version.h), a package config for
+# find_package(rpl CONFIG) and pkg-config files for rpl and rpl-host.
+include(CMakePackageConfigHelpers)
+
+install(TARGETS rpl rpl_host EXPORT rplTargets
+  LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}
+  ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR}
+  RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
+foreach(folder rpl h host)
+  install(DIRECTORY ${PROJECT_SOURCE_DIR}/${folder}/ DESTINATION ${RPL_INSTALL_INCLUDEDIR}/${folder}
+          FILES_MATCHING PATTERN "*.h")
+endforeach()
+install(FILES ${RPL_GENERATED_INCLUDEDIR}/rpl/rpl_version.h DESTINATION ${RPL_INSTALL_INCLUDEDIR}/rpl)
+
+install(EXPORT rplTargets NAMESPACE rpl:: DESTINATION ${CMAKE_INSTALL_LIBDIR}/cmake/rpl)
+configure_package_config_file(${PROJECT_SOURCE_DIR}/cmake/rplConfig.cmake.in ${PROJECT_BINARY_DIR}/rplConfig.cmake
+  INSTALL_DESTINATION ${CMAKE_INSTALL_LIBDIR}/cmake/rpl)
+write_basic_package_version_file(${PROJECT_BINARY_DIR}/rplConfigVersion.cmake COMPATIBILITY SameMajorVersion)
+install(FILES ${PROJECT_BINARY_DIR}/rplConfig.cmake ${PROJECT_BINARY_DIR}/rplConfigVersion.cmake
+  DESTINATION ${CMAKE_INSTALL_LIBDIR}/cmake/rpl)
+
+# The .pc files find the prefix from their own place (${pcfiledir}), so an
+# installed tree can be moved, or installed with --prefix, and still work.
+file(RELATIVE_PATH RPL_PC_TO_PREFIX /prefix/${CMAKE_INSTALL_LIBDIR}/pkgconfig /prefix)
+foreach(pc rpl rpl-host)
+  configure_file(${PROJECT_SOURCE_DIR}/cmake/${pc}.pc.in ${PROJECT_BINARY_DIR}/${pc}.pc @ONLY)
+  install(FILES ${PROJECT_BINARY_DIR}/${pc}.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
+endforeach()

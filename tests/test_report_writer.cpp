@@ -1,0 +1,143 @@
+// The report-file writer of rpl-toc: what goes into the text and the HTML
+// export of a TOC, where it goes, and what the caller is told.
+#include <regex>
+#include <set>
+#include <string>
+#include <vector>
+
+#include "support/test_support.h"
+#include "tools/commands.h"
+#include "tools/report_writer.h"
+
+using namespace rpltest;
+using rpl_toc::ReportFormat;
+using rpl_toc::Session;
+
+namespace {
+
+// Names carrying an escape (C0), a next-line (C1, U+0085), a right-to-left
+// override (U+202E) and a first-strong isolate (U+2068).
+const char* const kReport = R"({"name": "w", "type": 3, "root": {"type": 1, "name": "Top", "children": [
+    {"type": 3, "name": "<b>&amp;", "header": "a \"quoted\" head"},
+    {"type": 1, "name": "Sub", "header": "by block", "children": [
+        {"type": 5, "name": "Chart"},
+        {"type": 1, "name": "Gone", "children": [{"type": 7, "name": "G1"}, {"type": 7, "name": "G2"}]}]},
+    {"type": 4, "name": "Wide", "columns": 2},
+    {"type": 7, "name": "Bell\u0007 next\u0085 txt.\u202Eexe \u2068iso"},
+    {"type": 7, "name": "Hidden"}]}})";
+
+class ReportWriter : public HostTest {
+protected:
+    void SetUp() override {
+        HostTest::SetUp();
+        write_file(files_.file("w.json"), kReport);
+        session_ = std::make_unique<Session>(files_.file("w.json"), db_->path());
+        session_->section("||Top||Sub||Gone").set_marked_for_output(false);
+        session_->section("||Top||Hidden").set_marked_for_output(false);
+        RPL_REPORT_SECTION& wide = session_->section("||Top||Wide");
+        wide.m_page_orientation = 2;
+    }
+    void TearDown() override {
+        session_.reset();
+        HostTest::TearDown();
+    }
+    std::string html() { return rpl_toc::format_report(session_->toc(), ReportFormat::html); }
+
+    TempDir files_;
+    std::unique_ptr<Session> session_;
+};
+
+TEST_F(ReportWriter, TextNumbersTheMarkedSectionsEscapesHiddenCharactersAndListsWhatWasLeftOut) {
+    EXPECT_EQ(rpl_toc::format_report(session_->toc(), ReportFormat::text),
+              "Report \"w\", type 3 (timing)\n"
+              "6 sections marked for output, in reading order; 4 left out.\n"
+              "\n1 Top  [folder]\n"
+              "\n  1.1 <b>&amp;  [text]\n      header: a \"quoted\" head\n      HTML: no\n"
+              "\n  1.2 Sub  [folder]\n      header: by block\n"
+              "\n    1.2.1 Chart  [chart]\n          chart type: 1\n"
+              "\n  1.3 Wide  [table]\n      orientation: landscape\n      columns: 2\n      row test failed: no\n"
+              "\n  1.4 Bell\\x07 next\\u0085 txt.\\u202eexe \\u2068iso  [summary]\n"
+              "\nLeft out of the output:\n"
+              "  ||Top||Sub||Gone  [folder, and the 2 sections below it]\n"
+              "  ||Top||Hidden  [summary]\n");
+}
+
+TEST_F(ReportWriter, HtmlNamesOrientationsHeadsFoldersAndLinksWhatWasLeftOutToItsFolder) {
+    std::string page = html();
+    struct CASE {
+        const char* what;
+        const char* text;
+        bool present;
+    };
+    const CASE cases[] = {
+        {"an orientation by its name", "<dt>orientation</dt><dd>landscape</dd>", true},
+        {"no bare orientation code", "<dt>orientation</dt><dd>2</dd>", false},
+        {"a landscape section marked for print", "class=\"card landscape\"", true},
+        {"a folder as a heading, its header on one line", "<p>header: by block</p>", true},
+        {"the first folder of a level below the root starts a printed page", "id=\"s-1-2\" class=\"folder top\"", true},
+        {"the root does not", "id=\"s-1\" class=\"folder\"", true},
+        {"a left-out folder linked to the folder it is in",
+         "<li>Gone (folder, and the 2 sections below it), from <a href=\"#s-1-2\">1.2 Sub</a></li>", true},
+        {"a left-out section linked to the root", "<li>Hidden (summary), from <a href=\"#s-1\">1 Top</a></li>", true},
+        {"names escaped for HTML", "&lt;b&gt;&amp;amp;", true},
+        {"texts escaped for HTML", "a &quot;quoted&quot; head", true},
+        {"a right-to-left override shown, not obeyed", "txt.\\u202eexe", true},
+        {"raw markup of a name", "<b>", false},
+        {"a left-out section among the cards", "id=\"s-1-5\"", false},
+        {"anything fetched from elsewhere", "src=", false},
+        {"a stylesheet from elsewhere", "<link", false},
+        {"an import", "@import", false},
+        {"a web address", "http", false},
+    };
+    for (const CASE& c : cases) EXPECT_EQ(page.find(c.text) != std::string::npos, c.present) << c.what;
+    EXPECT_EQ(page.find("<dl>", page.find("id=\"s-1-2\"")), page.find("<dl>", page.find("id=\"s-1-2-1\"")))
+        << "a folder has no card of values";
+}
+
+TEST_F(ReportWriter, HtmlLinksLeadToSectionsOfThePage) {
+    std::string page = html();
+    std::regex link("href=\"#([^\"]+)\"");
+    std::set<std::string> targets;
+    for (auto it = std::sregex_iterator(page.begin(), page.end(), link); it != std::sregex_iterator(); ++it)
+        targets.insert((*it)[1]);
+    EXPECT_EQ(targets, (std::set<std::string>{"contents", "s-1", "s-1-1", "s-1-2", "s-1-2-1", "s-1-3", "s-1-4"}));
+    for (const std::string& id : targets) EXPECT_NE(page.find("id=\"" + id + "\""), std::string::npos) << id;
+}
+
+TEST_F(ReportWriter, WritingSaysWhereAndHowManyOrWhyNot) {
+    struct CASE {
+        const char* what;
+        std::string path;
+        std::string error;  // empty: written
+        const char* message;  // null: none
+    };
+    std::string lost = files_.file("no/such/dir/r.txt");
+    const CASE cases[] = {
+        {"a file", files_.file("r.txt"), "", "Writing Report file "},
+        {"standard output", "-", "", nullptr},
+        {"a missing directory", lost,
+         "cannot open report file '" + lost + "' for writing: No such file or directory",
+         "Can't open Text-Format or HTML-Format Report File "},
+        {"a directory", files_.path(), "cannot open report file '" + files_.path() + "' for writing: Is a directory",
+         "Can't open Text-Format or HTML-Format Report File "},
+    };
+    for (const CASE& c : cases) {
+        host_clear_messages();
+        testing::internal::CaptureStdout();
+        rpl_toc::ReportWritten written = rpl_toc::write_report_file(session_->toc(), c.path, ReportFormat::text);
+        std::string out = testing::internal::GetCapturedStdout();
+        EXPECT_EQ(written.error, c.error) << c.what;
+        EXPECT_EQ(written.sections, c.error.empty() ? 6 : 0) << c.what;
+        EXPECT_EQ(written.left_out, c.error.empty() ? 4 : 0) << c.what;
+        std::string expected = c.error.empty() ? rpl_toc::format_report(session_->toc(), ReportFormat::text) : "";
+        EXPECT_EQ(c.path == "-" ? out : read_file(c.path), c.path == "-" || c.error.empty() ? expected : "")
+            << c.what;
+        const auto& messages = host_message_log().info_messages;
+        ASSERT_EQ(messages.size(), c.message ? 1u : 0u) << c.what;
+        if (c.message) {
+            EXPECT_EQ(messages[0].formatted, c.message + c.path) << c.what;
+        }
+    }
+}
+
+}  // namespace
