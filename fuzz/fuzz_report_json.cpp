@@ -128,12 +128,12 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
         if (!paths.empty()) {
             check(toc.section_exists(toc.m_section_index.front()->m_rdb_path) == toc.m_section_index.front(),
                   "the root is not found by its path");
-            // The settings file escapes nothing, so a line feed in a name
-            // splits that section's header and its marks cannot be found
-            // again (see the bad-report tests); such trees are only built.
-            bool line_feed = false;
-            for (const std::string& path : paths) line_feed = line_feed || path.find('\n') != std::string::npos;
-            if (paths.size() <= 64 && !line_feed) check_marking_round_trip(toc, type);
+            // The settings file escapes nothing: the loader must refuse the
+            // names that would split a header or end it early.
+            for (const std::string& path : paths)
+                check(path.find('\n') == std::string::npos && path.find('\0') == std::string::npos,
+                      "a name with a line feed or a NUL byte was accepted");
+            if (paths.size() <= 64) check_marking_round_trip(toc, type);
         }
     }
     host_rdb_remove_all_reports();

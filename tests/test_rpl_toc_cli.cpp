@@ -2,15 +2,27 @@
 // spawns the built binary and looks at its exit code, its stdout and stderr,
 // and the files it leaves.
 #include <fcntl.h>
+#include <grp.h>
+#include <linux/fs.h>
+#include <pwd.h>
+#include <sys/ioctl.h>
+#include <sys/mount.h>
+#include <sys/resource.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
+#include <filesystem>
+#include <functional>
+#include <iostream>
 #include <regex>
 #include <set>
 #include <string>
+#include <thread>
 #include <tuple>
 #include <utility>
 #include <vector>
@@ -22,11 +34,14 @@
 #ifndef RPL_TOC_BINARY  // the tool is not built: every test skips
 #define RPL_TOC_BINARY ""
 #define RPL_EXAMPLES_DIR ""
+#define RPL_TOOLS_SOURCE_DIR ""
 #endif
 
 using nlohmann::json;
 using rpltest::read_file;
 using rpltest::TempDir;
+using rpltest::write_file;
+namespace fs = std::filesystem;
 
 namespace {
 
@@ -35,38 +50,67 @@ struct Result {
     std::string out, err;
 };
 
+// How the child runs, besides its arguments.
+struct Launch {
+    bool terminal = false;           // stdout on a pseudo-terminal
+    std::string locale = "C.UTF-8";  // LC_ALL
+    std::string input = "/dev/null";  // stdin
+    std::string cwd;                 // empty: the test's
+    long long fsize_limit = -1;      // RLIMIT_FSIZE in bytes; -1: none
+    bool as_nobody = false;          // as "nobody" when the suite runs as root, so permissions bind
+};
+
+void become_nobody() {
+    if (geteuid() != 0) return;
+    struct passwd* nobody = getpwnam("nobody");
+    if (setgroups(0, nullptr) != 0 || setgid(nobody ? nobody->pw_gid : 65534) != 0 ||
+        setuid(nobody ? nobody->pw_uid : 65534) != 0)
+        _exit(126);
+}
+
+[[noreturn]] void exec_child(const std::vector<std::string>& argv, const Launch& launch, int out_fd, int err_fd) {
+    int in_fd = open(launch.input.c_str(), O_RDONLY);
+    dup2(in_fd, STDIN_FILENO);
+    dup2(out_fd, STDOUT_FILENO);
+    dup2(err_fd, STDERR_FILENO);
+    unsetenv("NO_COLOR");
+    setenv("TERM", "xterm", 1);
+    setenv("LC_ALL", launch.locale.c_str(), 1);
+    if (!launch.cwd.empty() && chdir(launch.cwd.c_str()) != 0) _exit(125);
+    if (launch.fsize_limit >= 0) {
+        rlimit limit{static_cast<rlim_t>(launch.fsize_limit), static_cast<rlim_t>(launch.fsize_limit)};
+        setrlimit(RLIMIT_FSIZE, &limit);
+    }
+    if (launch.as_nobody) become_nobody();
+    std::vector<char*> args;
+    for (const std::string& a : argv) args.push_back(const_cast<char*>(a.c_str()));
+    args.push_back(nullptr);
+    execv(args[0], args.data());
+    _exit(127);
+}
+
 // Runs `argv` with stdout and stderr in files under `scratch`, or with
 // stdout on a pseudo-terminal.
-Result spawn(const std::vector<std::string>& argv, const std::string& scratch, bool terminal = false) {
+Result spawn(const std::vector<std::string>& argv, const std::string& scratch, const Launch& launch = {}) {
     std::string out_path = scratch + "/stdout", err_path = scratch + "/stderr";
     int err_fd = open(err_path.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
-    int master = terminal ? posix_openpt(O_RDWR | O_NOCTTY) : -1;
-    if (terminal && (grantpt(master) != 0 || unlockpt(master) != 0)) return {};
-    int out_fd = terminal ? open(ptsname(master), O_RDWR | O_NOCTTY)
-                          : open(out_path.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
+    int master = launch.terminal ? posix_openpt(O_RDWR | O_NOCTTY) : -1;
+    if (launch.terminal && (grantpt(master) != 0 || unlockpt(master) != 0)) return {};
+    int out_fd = launch.terminal ? open(ptsname(master), O_RDWR | O_NOCTTY)
+                                 : open(out_path.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
     pid_t pid = fork();
-    if (pid == 0) {
-        dup2(out_fd, STDOUT_FILENO);
-        dup2(err_fd, STDERR_FILENO);
-        unsetenv("NO_COLOR");
-        setenv("TERM", "xterm", 1);
-        std::vector<char*> args;
-        for (const std::string& a : argv) args.push_back(const_cast<char*>(a.c_str()));
-        args.push_back(nullptr);
-        execv(args[0], args.data());
-        _exit(127);
-    }
+    if (pid == 0) exec_child(argv, launch, out_fd, err_fd);
     close(out_fd);
     close(err_fd);
     Result r;
     char buffer[4096];
     ssize_t n;
-    while (terminal && (n = read(master, buffer, sizeof buffer)) > 0)  // until the child closes the terminal
+    while (launch.terminal && (n = read(master, buffer, sizeof buffer)) > 0)  // until the child closes the terminal
         r.out.append(buffer, static_cast<std::size_t>(n));
     int status = 0;
     waitpid(pid, &status, 0);
     r.code = WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
-    if (terminal)
+    if (launch.terminal)
         close(master);
     else
         r.out = read_file(out_path);
@@ -100,6 +144,33 @@ const json& section_at(const json& toc, const std::string& path) {
 
 using Args = std::vector<std::string>;
 
+// The names in a directory, sorted.
+std::vector<std::string> entries_of(const std::string& dir) {
+    std::set<std::string> names;
+    for (const auto& entry : fs::directory_iterator(dir)) names.insert(entry.path().filename().string());
+    return {names.begin(), names.end()};
+}
+
+bool set_append_only(const std::string& path, bool on) {
+    int fd = open(path.c_str(), O_RDONLY | O_NONBLOCK);
+    if (fd < 0) return false;
+    int flags = 0;
+    bool done = ioctl(fd, FS_IOC_GETFLAGS, &flags) == 0;
+    flags = on ? flags | FS_APPEND_FL : flags & ~FS_APPEND_FL;
+    done = done && ioctl(fd, FS_IOC_SETFLAGS, &flags) == 0;
+    close(fd);
+    return done;
+}
+
+// Writes to `path` until the file system is full.
+void fill_up(const std::string& path) {
+    int fd = open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
+    std::string block(4096, 'x');
+    while (write(fd, block.data(), block.size()) > 0) {
+    }
+    close(fd);
+}
+
 // small.json's settings after "unmark ||R||F".
 const char* const kAfterUnmarkF =
     "[||R]\nOUTPUT_SECTION=1\nPAGE_ORIENTATION=0\n"
@@ -113,28 +184,28 @@ protected:
         if (std::string(RPL_TOC_BINARY).empty()) GTEST_SKIP() << "rpl-toc is not built (RPL_BUILD_TOOLS is off)";
     }
     // rpl-toc with exactly these arguments.
-    Result raw(Args args, bool terminal = false) {
+    Result raw(Args args, const Launch& launch = {}) {
         args.insert(args.begin(), RPL_TOC_BINARY);
-        return spawn(args, scratch_.path(), terminal);
+        return spawn(args, scratch_.path(), launch);
     }
     // rpl-toc with the scratch database directory in front.
-    Result toc(Args args, bool terminal = false) {
+    Result toc(Args args, const Launch& launch = {}) {
         args.insert(args.begin(), {"--db-dir", db_.path()});
-        return raw(args, terminal);
+        return raw(args, launch);
     }
-    // --json output; every command but find and settings prints the whole TOC.
+    // --json output; show and the commands that change something print the whole TOC.
     json toc_json(Args args) {
         args.insert(args.begin(), "--json");
         Result r = toc(args);
         EXPECT_EQ(r.code, 0) << r.err;
         json j = json::parse(r.out);
-        if (args[1] != "find" && args[1] != "settings") {
+        if (std::set<std::string>{"show", "mark", "unmark", "set"}.count(args[1])) {
             EXPECT_EQ(keys_of(j), (std::set<std::string>{"format", "report", "type", "settings_file", "sections"}));
         }
         return j;
     }
     std::string report(const std::string& name, const std::string& text) {
-        rpltest::write_file(files_.file(name), text);
+        write_file(files_.file(name), text);
         return files_.file(name);
     }
     std::string settings() { return read_file(db_.file("small@timing.rplset")); }
@@ -181,6 +252,18 @@ TEST_F(RplTocCli, FailuresAreOneErrorLineExitTwoAndWriteNothing) {
              {{"set", small_, "||R||T1", "--width", "3=10"}, "no column 3; the table has 3 columns"},
              {{"set", small_, "||R||T1", "--chart-type", "2"}, "--chart-type applies to charts only"},
              {{"set", small_, "||R||F||C1", "--width", "0=1"}, "apply to tables only"},
+             {{"set", small_, "||R||F||C1", "--chart-type", "3"}, "--chart-type"},  // stored as 0: never shown
+             {{"set", small_, "||R||T1"}, "set needs at least one of --orientation, --chart-type, --width"},
+             {{"--json", "export", small_, "--text", "-"}, "export --json prints to standard output"},
+             // A column list shorter than the table is not stored, so it is refused.
+             {{"set", small_, "||R||T1", "--width", "0=120", "--width", "2=60"},
+              "--width '0=120': widths are stored only when every column has one; give --width for column 1 too"},
+             {{"set", small_, "||R||T1", "--order", "1=0"},
+              "--order '1=0': display columns are stored only when every column has one; "
+              "give --order for columns 0, 2 too"},
+             {{"set", small_, "||R||T1", "--align", "2=R"},
+              "--align '2=R': alignments are stored with the widths, only when every column has a width; "
+              "give --width for columns 0, 1, 2 too"},
          }) {
         SCOPED_TRACE(args.empty() ? "(none)" : args.back());
         expect_error(toc(args), says);
@@ -214,14 +297,18 @@ TEST_F(RplTocCli, BadReportFilesNameThePlaceOfTheFault) {
              {"{\"root\": {\"type\": 9, \"gauges\": [true, 0]}}", "/root/gauges/1: expected true or false"},
              {"[]", "top level: expected a JSON object"},
              {"{\"name\": \"x\",\n \"type\": tru}", "invalid JSON at line 2, column 13: "},
-             {deep(1002), "line 1, column 22031: nesting too deep: rpl-toc reads folders at most 1000 levels below "
-                          "the main folder"},
+             {deep(102), "line 1, column 2231: nesting too deep: rpl-toc reads folders at most 100 levels below "
+                         "the main folder"},
+             // A name is a line of the settings file: a line feed would name another section's block.
+             {child("{\"type\": 3, \"name\": \"A\\n[||R||Victim\"}"),
+              "/root/children/0/name: a name may not contain a line feed"},
+             {"{\"root\": {\"type\": 1, \"name\": \"R\\u0000x\"}}", "/root/name: a name may not contain a NUL byte"},
          }) {
         SCOPED_TRACE(text.substr(0, 80));
         std::string file = report("bad.json", text);
         expect_error(toc({"show", file}), "rpl-toc: error: " + file + ": " + error);  // names file, then place
     }
-    Result deepest = toc({"show", report("deep.json", deep(1001))});  // 1000 levels below the main folder
+    Result deepest = toc({"show", report("deep.json", deep(101))});  // 100 levels below the main folder
     EXPECT_EQ(deepest.code, 0) << deepest.err;
 }
 
@@ -240,9 +327,39 @@ TEST_F(RplTocCli, ShowPrintsATreeColouredOnlyOnATerminal) {
               "└── [x] X1      text, plain\n"
               "[x] all marked for output   [~] partly   [ ] none\n");
     EXPECT_NE(toc({"show", "--paths", small_}).out.find("│   └── [ ] ||R||F||G"), std::string::npos);
-    Result terminal = toc({"show", small_}, true);
+    Launch terminal_launch;
+    terminal_launch.terminal = true;
+    Result terminal = toc({"show", small_}, terminal_launch);
     EXPECT_EQ(terminal.code, 0);
     EXPECT_NE(terminal.out.find("\x1b[32m[x]\x1b[0m"), std::string::npos) << terminal.out;
+}
+
+// Box characters only where the locale says UTF-8; kinds line up by
+// display width, so a wide character takes two columns.
+TEST_F(RplTocCli, TreeLinesFollowTheLocaleAndColumnsTheDisplayWidth) {
+    std::string wide = report("wide.json", R"({"root": {"type": 1, "name": "R", "children": [
+        {"type": 3, "name": "\u4e2d\u6587\u540d"}, {"type": 3, "name": "ab"}]}})");
+    const std::string boxes =
+        "[x] R           folder\n"
+        "├── [x] \u4e2d\u6587\u540d  text, plain\n"
+        "└── [x] ab      text, plain\n";
+    const std::string ascii =
+        "[x] R           folder\n"
+        "|-- [x] \u4e2d\u6587\u540d  text, plain\n"
+        "`-- [x] ab      text, plain\n";
+    const std::string ascii_small = "[x] R           folder\n|-- [x] T1      table, 3 columns\n";
+    for (const auto& [locale, args, lines] : std::vector<std::tuple<std::string, Args, std::string>>{
+             {"C.UTF-8", {"show", wide}, boxes},
+             {"C.UTF-8", {"--ascii", "show", wide}, ascii},
+             {"C", {"show", small_}, ascii_small},
+             {"POSIX", {"show", small_}, ascii_small},
+         }) {
+        SCOPED_TRACE(locale + " " + args[0]);
+        Launch launch;
+        launch.locale = locale;
+        Result r = toc(args, launch);
+        EXPECT_EQ(r.out.substr(r.out.find('\n') + 1, lines.size()), lines);
+    }
 }
 
 TEST_F(RplTocCli, ShowJsonHoldsEverySectionInIndexOrderWithItsKindsValues) {
@@ -299,8 +416,107 @@ TEST_F(RplTocCli, FindNextAndPrevPrintTheSectionOrExitOne) {
     }
     // find --json prints exactly the section that show --json lists.
     json section = section_at(toc_json({"show", small_}), "||R||F||C1");
-    section.insert(section.begin(), {"format", 1});
+    section["format"] = 1;
     EXPECT_EQ(toc_json({"find", small_, "||R||F||C1"}), section);
+}
+
+// list walks the whole index, also past a repeated path, which next cannot.
+TEST_F(RplTocCli, ListPrintsEveryPathInIndexOrder) {
+    for (const auto& [args, out] : std::vector<std::pair<Args, std::string>>{
+             {{"list", small_}, "||R||T1\n||R||F||C1\n||R||X1\n"},
+             {{"list", "--all", small_}, "||R\n||R||T1\n||R||F\n||R||F||C1\n||R||F||G\n||R||X1\n"},
+         }) {
+        Result r = toc(args);
+        EXPECT_EQ(r.code, 0);
+        EXPECT_EQ(r.out, out);
+        json listed = toc_json(args);
+        std::string paths;
+        for (const json& section : listed.at("sections")) paths += section.at("path").get<std::string>() + "\n";
+        EXPECT_EQ(paths, out);
+    }
+    std::string odd = toc({"list", RPL_EXAMPLES_DIR "/odd_cases.json"}).out;
+    EXPECT_NE(odd.find("||Odd Cases||Twin\n||Odd Cases||Twin\n"), std::string::npos) << odd;
+}
+
+// Every command prints one JSON document with "format": 1 first.
+TEST_F(RplTocCli, EveryJsonDocumentStartsWithItsFormat) {
+    const std::string text = files_.file("out.txt"), settings_file = db_.file("small@timing.rplset");
+    for (const auto& [args, code, expected] : std::vector<std::tuple<Args, int, json>>{
+             {{"show", small_}, 0, nullptr},
+             {{"list", small_}, 0, nullptr},
+             {{"find", small_, "||R"}, 0, nullptr},
+             {{"next", small_, "||R||F"}, 0, {{"format", 1}, {"path", "||R||F||C1"}}},
+             {{"prev", small_, "||R||T1"}, 1, {{"format", 1}, {"path", nullptr}}},
+             {{"settings", small_}, 0,
+              {{"format", 1}, {"settings_file", settings_file}, {"exists", false}, {"readable", true},
+               {"content", nullptr}}},
+             {{"export", small_, "--text", text}, 0,
+              {{"format", 1}, {"file", text}, {"as", "text"}, {"sections", 6}, {"left_out", 0}}},
+             {{"unmark", small_, "||R||F"}, 0, nullptr},
+             {{"export", small_, "--html", text}, 0,
+              {{"format", 1}, {"file", text}, {"as", "html"}, {"sections", 3}, {"left_out", 3}}},
+             {{"set", small_, "||R||X1", "--orientation", "2"}, 0, nullptr},
+             {{"mark", small_, "||R||F||G"}, 0, nullptr},
+         }) {
+        SCOPED_TRACE(args[0]);
+        Args with_json = args;
+        with_json.insert(with_json.begin(), "--json");
+        Result r = toc(with_json);
+        EXPECT_EQ(r.code, code) << r.err;
+        EXPECT_EQ(r.out.rfind("{\n  \"format\": 1,\n", 0), 0u) << r.out.substr(0, 40);
+        if (!expected.is_null()) {
+            EXPECT_EQ(json::parse(r.out), expected);
+        }
+    }
+}
+
+// "-" is standard input; a report that is not a regular file keeps its
+// settings in the current directory (never in /dev); reading stops at the
+// cap whatever the file.
+TEST_F(RplTocCli, ReportsComeFromStandardInputPipesAndDevicesUpToTheirCap) {
+    expect_error(toc({"show", "/dev/zero"}), "report file '/dev/zero' is larger than 256 MiB");
+    const std::string list = "||R||T1\n||R||F||C1\n||R||X1\n";
+    TempDir work;
+    Launch from_small;
+    from_small.input = small_;
+    from_small.cwd = work.path();
+    for (const auto& [args, settings_dir] : std::vector<std::pair<Args, std::string>>{
+             {{"unmark", "-", "||R||X1"}, work.path()},
+             {{"unmark", "/dev/stdin", "||R||X1"}, work.path()},
+             {{"--db-dir", db_.path(), "unmark", "-", "||R||X1"}, db_.path()},
+         }) {
+        SCOPED_TRACE(args[args.size() - 2]);
+        ASSERT_EQ(raw(args, from_small).code, 0);
+        EXPECT_EQ(read_file(settings_dir + "/small@timing.rplset"),
+                  "[||R]\nOUTPUT_SECTION=1\nPAGE_ORIENTATION=0\n[||R||X1]\nOUTPUT_SECTION=0\nPAGE_ORIENTATION=0\n");
+        fs::remove(settings_dir + "/small@timing.rplset");
+    }
+    std::string pipe = files_.file("pipe.json");
+    ASSERT_EQ(mkfifo(pipe.c_str(), 0600), 0);
+    std::thread writer([&] { write_file(pipe, read_file(small_)); });
+    Result piped = raw({"list", pipe}, from_small);
+    close(open(pipe.c_str(), O_RDONLY | O_NONBLOCK));  // frees the writer should rpl-toc not have read
+    writer.join();
+    EXPECT_EQ(piped.out, list);
+
+    Result out = raw({"export", "-", "--text", "-"}, from_small);
+    EXPECT_EQ(out.code, 0);
+    EXPECT_EQ(out.out.rfind("Report \"small\"", 0), 0u) << out.out;
+    EXPECT_EQ(entries_of(work.path()), std::vector<std::string>{}) << "no file named -";
+}
+
+// Names reach the terminal escaped, C1 controls and bidirectional overrides
+// too; --raw gives the file's bytes.
+TEST_F(RplTocCli, SettingsEscapesControlBytesUnlessRaw) {
+    std::string file = report("r.json", R"({"name": "small", "type": 3,
+        "root": {"type": 1, "name": "R\u001b]0;pwned\u0007\u009b2J\u202e"}})");
+    const std::string name = "R\x1b]0;pwned\x07\u009b2J\u202e";
+    ASSERT_EQ(toc({"unmark", file, "||" + name}).code, 0);
+    const std::string head = "settings file: " + db_.file("small@timing.rplset") + "\n";
+    const std::string keys = "]\nOUTPUT_SECTION=0\nPAGE_ORIENTATION=0\n";
+    EXPECT_EQ(toc({"settings", file}).out, head + "[||R\\x1b]0;pwned\\x07\\u009b2J\\u202e" + keys);
+    EXPECT_EQ(toc({"settings", "--raw", file}).out, head + "[||" + name + keys);
+    EXPECT_NE(toc({"show", file}).out.find("[ ] R\\x1b]0;pwned\\x07\\u009b2J\\u202e  folder"), std::string::npos);
 }
 
 TEST_F(RplTocCli, MarkAndUnmarkWriteThroughToTheSettingsFile) {
@@ -345,6 +561,35 @@ TEST_F(RplTocCli, SetChangesLayoutAndTheNextRunReadsItBack) {
     EXPECT_EQ(section_at(again, "||R||F||C1").at("chart_type"), 2);
 }
 
+// The library keeps a column list only when it covers every column: a
+// short one is refused before anything changes, naming what is missing; a
+// list held in full changes one column at a time.
+TEST_F(RplTocCli, ColumnListsChangeOneColumnAtATimeOnceStoredInFull) {
+    const std::string slack = "||Design Flow||Timing||Setup Slack";  // 5 columns
+    Result refused = toc({"set", flow_, slack, "--width", "0=120"});
+    EXPECT_EQ(refused.code, 2);
+    EXPECT_EQ(refused.err, "rpl-toc: error: --width '0=120': widths are stored only when every column has one; "
+                           "give --width for columns 1, 2, 3, 4 too\n");
+    EXPECT_FALSE(rpltest::file_exists(db_.file("design_flow@compilation.rplset")));
+    for (const Args& options : std::vector<Args>{
+             {"--width", "0=120", "--width", "1=80", "--width", "2=60", "--width", "3=60", "--width", "4=50",
+              "--align", "4=R"},
+             {"--width", "2=99"},
+             {"--align", "0=R"},
+         }) {
+        Args args = {"set", flow_, slack};
+        args.insert(args.end(), options.begin(), options.end());
+        Result r = toc(args);
+        EXPECT_EQ(r.code, 0) << r.err;
+    }
+    expect_error(toc({"set", flow_, slack, "--order", "0=1"}), "give --order for columns 1, 2, 3, 4 too");
+    std::string stored = read_file(db_.file("design_flow@compilation.rplset"));
+    EXPECT_NE(stored.find("[" + slack + "]\nCOLUMN_WIDTHS=120R,80L,99L,60L,50R,\nOUTPUT_SECTION=1\n"),
+              std::string::npos)
+        << stored;
+    EXPECT_EQ(stored.find("COLUMN_ORDER"), std::string::npos);
+}
+
 TEST_F(RplTocCli, CommandsInARowShareTheDatabaseDirectory) {
     // By default the settings live beside the report file.
     std::string file = report("r.json", read_file(small_));
@@ -360,27 +605,103 @@ TEST_F(RplTocCli, CommandsInARowShareTheDatabaseDirectory) {
     EXPECT_EQ(section_at(json::parse(raw({"--json", "show", file}).out), "||R||T1").at("orientation"), 1);
 }
 
-// A settings file that exists but cannot be read is never overwritten; the
-// commands work on the defaults. Run as "nobody", since root reads anything.
-TEST_F(RplTocCli, AnUnreadableSettingsFileIsLeftUnchanged) {
-    for (const TempDir* dir : {&db_, &files_, &scratch_}) ASSERT_EQ(chmod(dir->path().c_str(), 0777), 0);
-    const std::string old_text = "[||R||X1]\nOUTPUT_SECTION=0\nPAGE_ORIENTATION=0\n";
-    rpltest::write_file(db_.file("small@timing.rplset"), old_text);
-    ASSERT_EQ(chmod(db_.file("small@timing.rplset").c_str(), 0222), 0);
-    std::string out = files_.file("out.txt");
-    EXPECT_EQ(rpltest::run_as_nobody([&] {
-                  return toc({"mark", small_, "||R"}).code == 0 &&
-                         toc({"set", small_, "||R||T1", "--orientation", "2"}).code == 0 &&
-                         toc({"export", small_, "--text", out}).code == 0;
-              }),
-              0);
-    EXPECT_EQ(settings(), old_text);
-    EXPECT_NE(read_file(out).find("1.3 X1  [text]"), std::string::npos) << "X1 is marked by default";
+// The library tells nobody when a save fails, so the tool checks: a change
+// that did not reach the settings file is an error naming the file and the
+// reason, the file stays as it was and nothing is left beside it. Reading
+// commands warn when the file cannot be read. Run as "nobody" where
+// permissions matter, since root may write anything.
+TEST_F(RplTocCli, ChangesThatWereNotSavedAreErrorsAndLeaveTheFileAsItWas) {
+    if (geteuid() != 0) GTEST_SKIP() << "needs root: to act as nobody, to mount a full file system, to set append-only";
+    ASSERT_EQ(chmod(scratch_.path().c_str(), 0777), 0);
+    std::string big = kAfterUnmarkF;  // more than the limit below, in lines a save keeps
+    for (int i = 0; big.size() < 100000; ++i) big += "[||S" + std::to_string(i) + "]\nOUTPUT_SECTION=0\n";
+    struct Case {
+        std::string what;
+        std::function<bool(const std::string& dir, const std::string& file)> make;  // false: cannot be made here
+        std::string reason;
+        bool unreadable;  // reading commands warn
+        Launch launch;
+    };
+    Launch nobody;
+    nobody.as_nobody = true;
+    Launch size_limit;
+    size_limit.fsize_limit = 32768;
+    auto old_file = [](mode_t mode, const std::string& text) {
+        return [mode, text](const std::string&, const std::string& file) {
+            write_file(file, text);
+            return chmod(file.c_str(), mode) == 0;
+        };
+    };
+    for (const Case& c : std::vector<Case>{
+             {"unreadable file", old_file(0222, kAfterUnmarkF), "Permission denied", true, nobody},
+             {"directory in its place",
+              [](const std::string&, const std::string& file) { return mkdir(file.c_str(), 0755) == 0; },
+              "Is a directory", true, nobody},
+             {"symbolic link loop",
+              [](const std::string&, const std::string& file) {
+                  return symlink(fs::path(file).filename().c_str(), file.c_str()) == 0;
+              },
+              "Too many levels of symbolic links", true, nobody},
+             {"pipe in its place",
+              [](const std::string&, const std::string& file) { return mkfifo(file.c_str(), 0666) == 0; },
+              "not a regular file", true, nobody},
+             {"read-only file", old_file(0444, kAfterUnmarkF), "Permission denied", false, nobody},
+             {"append-only file",
+              [&](const std::string& dir, const std::string& file) {
+                  return old_file(0666, kAfterUnmarkF)(dir, file) && set_append_only(file, true);
+              },
+              "Operation not permitted", false, nobody},
+             {"read-only directory without a file",
+              [](const std::string& dir, const std::string&) { return chmod(dir.c_str(), 0555) == 0; },
+              "Permission denied", false, nobody},
+             {"full disk",
+              [](const std::string& dir, const std::string& file) {
+                  if (mount("tmpfs", dir.c_str(), "tmpfs", 0, "size=64k,mode=0777") != 0) return false;
+                  write_file(file, kAfterUnmarkF);
+                  fill_up(dir + "/filler");
+                  return true;
+              },
+              "No space left on device", false, {}},
+             {"file-size limit", old_file(0644, big), "File too large", false, size_limit},
+         }) {
+        SCOPED_TRACE(c.what);
+        TempDir dir;
+        ASSERT_EQ(chmod(dir.path().c_str(), 0777), 0);
+        const std::string file = dir.file("small@timing.rplset");
+        if (!c.make(dir.path(), file)) {
+            std::cerr << "[ skipped  ] " << c.what << ": " << std::strerror(errno) << " on this machine\n";
+            continue;
+        }
+        const std::vector<std::string> entries = entries_of(dir.path());
+        auto content = [&file] {
+            std::error_code ec;
+            return fs::is_regular_file(file, ec) ? read_file(file) : std::string();
+        };
+        const std::string before = content();
+        for (Args args : {Args{"unmark", small_, "||R||X1"}, Args{"set", small_, "||R||T1", "--orientation", "2"}}) {
+            args.insert(args.begin(), {"--db-dir", dir.path()});
+            Result r = raw(args, c.launch);
+            EXPECT_EQ(r.code, 2) << args[0];
+            EXPECT_EQ(r.err, "rpl-toc: error: the change was not saved: " + file + ": " + c.reason + "\n");
+            EXPECT_TRUE(content() == before) << "the file changed";
+            EXPECT_EQ(entries_of(dir.path()), entries) << "nothing left beside it";
+        }
+        Result show = raw({"--db-dir", dir.path(), "show", small_}, c.launch);
+        EXPECT_EQ(show.code, 0);
+        const std::string warning = "rpl-toc: warning: the settings file cannot be read, so defaults are used: ";
+        EXPECT_EQ(show.err, c.unreadable ? warning + file + ": " + c.reason + "\n" : "");
+        set_append_only(file, false);
+        umount(dir.path().c_str());
+    }
 }
 
-TEST_F(RplTocCli, DebugTracesShowOnlyWithDebug) {
+// Objects the build leaves out are counted in a note; --debug says which.
+TEST_F(RplTocCli, ObjectsLeftOutAreNotedAndDebugSaysWhich) {
     std::string odd = RPL_EXAMPLES_DIR "/odd_cases.json";  // null children and unknown object types
-    EXPECT_EQ(toc({"show", odd}).err, "");
+    const std::string note = "rpl-toc: note: 5 objects of the report were left out";
+    for (const char* command : {"show", "list"})
+        EXPECT_EQ(toc({command, odd}).err, note + " (run with --debug to see which)\n") << command;
+    EXPECT_EQ(toc({"show", small_}).err, "");
     Result r = toc({"--debug", "show", odd});
     EXPECT_EQ(r.code, 0);
     EXPECT_EQ(r.err,
@@ -388,7 +709,41 @@ TEST_F(RplTocCli, DebugTracesShowOnlyWithDebug) {
               "debug: Unhandled RDB Object type: 2\n"
               "debug: Unhandled RDB Object type: 42\n"
               "debug: Unhandled RDB Object type: -1\n"
-              "debug: Eeeeeek! The RDB object was NULL\n");
+              "debug: Eeeeeek! The RDB object was NULL\n" +
+                  note + "\n");
+}
+
+// The man page renders without a warning and names exactly the options
+// --help gives; the completion loads and completes commands and paths.
+TEST_F(RplTocCli, ManPageCompletionAndHelpAgree) {
+    const std::string page = RPL_TOOLS_SOURCE_DIR "/rpl-toc.1";
+    Result man = spawn({"/usr/bin/man", "--warnings", "-l", page}, scratch_.path());
+    EXPECT_EQ(man.code, 0);
+    EXPECT_EQ(man.err, "");
+    EXPECT_NE(man.out.find("EXIT STATUS"), std::string::npos);
+
+    auto options = [](const std::string& text) {
+        std::set<std::string> found;
+        std::regex option("--[a-z][a-z-]*");
+        for (auto it = std::sregex_iterator(text.begin(), text.end(), option); it != std::sregex_iterator(); ++it)
+            found.insert(it->str());
+        return found;
+    };
+    std::string help = raw({"--help"}).out;
+    EXPECT_NE(help.find("Exit codes: 0 success; 1 nothing found"), std::string::npos);
+    for (const char* command : {"show", "list", "find", "next", "prev", "mark", "unmark", "set", "settings", "export"})
+        help += raw({command, "--help"}).out;
+    EXPECT_EQ(options(std::regex_replace(read_file(page), std::regex(R"(\\-)"), "-")), options(help));
+
+    Result completion = spawn(
+        {"/bin/bash", "-c",
+         "PATH=" + fs::path(RPL_TOC_BINARY).parent_path().string() + ":$PATH; source " RPL_TOOLS_SOURCE_DIR
+         "/rpl-toc.bash; complete -p rpl-toc; COMP_WORDS=(rpl-toc se); COMP_CWORD=1; _rpl_toc; "
+         "printf '%s\\n' \"${COMPREPLY[@]}\"; COMP_WORDS=(rpl-toc mark " + small_ + " '||R||F'); COMP_CWORD=3; "
+         "_rpl_toc; printf '%s\\n' \"${COMPREPLY[@]}\""},
+        scratch_.path());
+    EXPECT_EQ(completion.out, "complete -F _rpl_toc rpl-toc\nset\nsettings\n||R||F\n||R||F||C1\n||R||F||G\n");
+    EXPECT_EQ(completion.err, "");
 }
 
 }  // namespace

@@ -2,6 +2,7 @@
 
 #include <sys/stat.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdio>
 #include <iostream>
@@ -26,7 +27,7 @@ void warn(const std::string& text) { std::cerr << "rpl-toc: warning: " << printa
 void warn_if_settings_unreadable(Session& session) {
     std::string path = to_std(session.toc().get_settings_filename());
     std::string reason = unreadable_reason(path);
-    if (!reason.empty()) warn("the settings file cannot be read, defaults are shown: " + path + ": " + reason);
+    if (!reason.empty()) warn("the settings file cannot be read, so defaults are used: " + path + ": " + reason);
 }
 
 void note_objects_left_out(Session& session, const Output& output) {
@@ -165,6 +166,7 @@ int run_find(Session& session, const Output& output, const std::string& path) {
 }
 
 int run_step(Session& session, const Output& output, const std::string& path, bool forward) {
+    warn_if_settings_unreadable(session);
     string next_path = forward ? session.toc().get_next_section(to_rpl(path))
                                : session.toc().get_previous_section(to_rpl(path));
     std::string next = to_std(next_path);

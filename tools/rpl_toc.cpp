@@ -21,6 +21,7 @@
 
 #include "host/host.h"
 #include "tools/commands.h"
+#include "tools/view_server.h"
 
 namespace {
 
@@ -75,7 +76,7 @@ CLI::App* add_command(CLI::App& app, const char* name, const char* help, Command
     return command;
 }
 
-void define_show(CLI::App& app, CommandLine& cl, Commands& commands) {
+void define_views(CLI::App& app, CommandLine& cl, Commands& commands) {
     CLI::App* show = add_command(app, "show", "print the TOC as a tree", cl);
     show->add_flag("--paths", cl.show_paths, "print each section's rdb path instead of its name");
     commands[show] = [&cl](Session& s, const Output& o) { return run_show(s, o, cl.show_paths); };
@@ -129,7 +130,8 @@ void define_set(CLI::App& app, CommandLine& cl, Commands& commands) {
         cl.set.has_chart_type = set->count("--chart-type") > 0;
         if (!cl.set.has_orientation && !cl.set.has_chart_type && cl.set.widths.empty() && cl.set.aligns.empty() &&
             cl.set.orders.empty())
-            throw CLI::ValidationError("set needs at least one of --orientation, --chart-type, --width, --align, --order");
+            throw CLI::ValidationError(
+                "set needs at least one of --orientation, --chart-type, --width, --align, --order");
     });
     commands[set] = [&cl](Session& s, const Output& o) { return run_set(s, o, cl.path, cl.set); };
 }
@@ -152,19 +154,38 @@ void define_files(CLI::App& app, CommandLine& cl, Commands& commands) {
     commands[exp] = [&cl](Session& s, const Output& o) { return run_export(s, o, cl.text_file, cl.html_file); };
 }
 
+void define_view(CLI::App& app, CommandLine& cl, Commands& commands) {
+    static ViewOptions options;  // the command line's, kept beside it until the end
+    static bool no_open = false;
+    CLI::App* view = add_command(app, "view", "look at the TOC, mark sections and change their layout in a browser", cl);
+    view->add_option("--port", options.port, "port on 127.0.0.1 (default: a free one)")
+        ->check(CLI::Range(0, 65535).description(""))->type_name("N");
+    view->add_flag("--no-open", no_open, "do not open a browser");
+    view->callback([&cl] {  // a usage error, found before the report is read
+        if (cl.json) throw CLI::ValidationError("view prints no JSON; leave out --json");
+    });
+    commands[view] = [&cl](Session& s, const Output&) {
+        options.open_browser = !no_open;
+        return run_view(s, cl.report, options);
+    };
+}
+
 Commands define_commands(CLI::App& app, CommandLine& cl) {
     Commands commands;
-    define_show(app, cl, commands);
+    define_views(app, cl, commands);
     define_lookup(app, cl, commands);
     define_marking(app, cl, commands);
     define_set(app, cl, commands);
     define_files(app, cl, commands);
+    define_view(app, cl, commands);
     return commands;
 }
 
 void define_global_options(CLI::App& app, CommandLine& cl) {
     app.set_version_flag("--version", std::string("rpl-toc ") + RPL_TOC_VERSION);
-    app.add_option("--db-dir", cl.db_dir, "database directory of the settings file (default: the report file's)")
+    app.add_option("--db-dir", cl.db_dir,
+                   "database directory of the settings file (default: the report file's directory; the current\n"
+                   "one when REPORT is - or not a regular file)")
         ->type_name("DIR");
     app.add_flag("--json", cl.json, "print one JSON document with \"format\": 1 (every command)");
     app.add_flag("--ascii", cl.ascii, "draw the tree in plain ASCII (the default unless the locale is UTF-8)");

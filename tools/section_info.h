@@ -12,8 +12,9 @@
 
 namespace rpl_toc {
 
-// `text` with control characters shown as escapes ("\n", "\x1b"), so a
-// name cannot break a line or steer a terminal.
+// `text` with control characters shown as escapes ("\n", "\x1b", C1
+// controls and bidirectional overrides as "\u009b", "\u202e"), so a name
+// cannot break a line, steer a terminal or reorder what follows it.
 std::string printable(const std::string& text);
 
 // "folder", "text", "table", "chart", "embedded", "summary" or "gauges"

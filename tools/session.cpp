@@ -4,6 +4,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstring>
 #include <filesystem>
@@ -34,7 +35,8 @@ std::string read_bounded(int fd, const std::string& path) {
     std::string text;
     std::size_t used = 0;
     for (;;) {
-        if (used == text.size()) text.resize(std::min(kMaxReportFileBytes + 1, std::max<std::size_t>(65536, used * 2)));
+        if (used == text.size())
+            text.resize(std::min(kMaxReportFileBytes + 1, std::max<std::size_t>(65536, used * 2)));
         ssize_t n = ::read(fd, &text[used], text.size() - used);
         if (n < 0 && errno == EINTR) continue;
         if (n < 0) throw CommandError(kExitError, "cannot read " + source_name(path) + ": " + std::strerror(errno));
@@ -66,14 +68,24 @@ std::string read_report_file(const std::string& path) {
     }
 }
 
+// Whether `directory` is on one of the kernel's file systems of devices and
+// processes, where /dev/stdin and /proc/self/fd/0 lead.
+bool is_special_directory(const std::string& directory) {
+    std::error_code ec;
+    std::string real = fs::weakly_canonical(directory, ec).string();
+    for (const char* special : {"/dev", "/proc"})
+        if (real == special || real.rfind(std::string(special) + "/", 0) == 0) return true;
+    return false;
+}
+
 // Beside a regular report file; in the current directory for standard
-// input, a pipe or a device, whose directory (/dev, /proc) is no place for
-// settings.
+// input, a pipe or a device, whose directory is no place for settings.
 std::string default_database_directory(const std::string& report_file) {
     struct stat st;
     if (report_file == "-" || ::stat(report_file.c_str(), &st) != 0 || !S_ISREG(st.st_mode)) return ".";
     std::string parent = fs::path(report_file).parent_path().string();
-    return parent.empty() ? "." : parent;
+    if (parent.empty()) return ".";
+    return is_special_directory(parent) ? "." : parent;
 }
 
 std::string database_directory(const std::string& report_file, const std::string& db_dir) {

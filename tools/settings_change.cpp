@@ -1,6 +1,7 @@
 // Changing a section's settings and making sure the change reached the
 // settings file: the library saves what it can and tells nobody when it
 // could not, so rpl-toc checks before it reports success.
+#include <algorithm>
 #include <climits>
 #include <cstdint>
 #include <map>
