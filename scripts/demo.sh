@@ -46,3 +46,6 @@ printf '\n$ rpl-toc export %s --text - | head -12\n' "$report"
 "$rpl_toc" --db-dir "$db" export "$report" --text - | head -12
 
 printf '\n# More in the tour of README.md, and in rpl-toc --help.\n'
+
+printf '\n# Look at the same report in a browser (settings in /tmp; Ctrl-C ends the viewer):\n'
+echo "  $rpl_toc --db-dir /tmp view $report"

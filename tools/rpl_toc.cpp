@@ -21,6 +21,7 @@
 
 #include "host/host.h"
 #include "tools/commands.h"
+#include "tools/view_server.h"
 
 namespace {
 
@@ -153,6 +154,22 @@ void define_files(CLI::App& app, CommandLine& cl, Commands& commands) {
     commands[exp] = [&cl](Session& s, const Output& o) { return run_export(s, o, cl.text_file, cl.html_file); };
 }
 
+void define_view(CLI::App& app, CommandLine& cl, Commands& commands) {
+    static ViewOptions options;  // the command line's, kept beside it until the end
+    static bool no_open = false;
+    CLI::App* view = add_command(app, "view", "look at the TOC, mark sections and change their layout in a browser", cl);
+    view->add_option("--port", options.port, "port on 127.0.0.1 (default: a free one)")
+        ->check(CLI::Range(0, 65535).description(""))->type_name("N");
+    view->add_flag("--no-open", no_open, "do not open a browser");
+    view->callback([&cl] {  // a usage error, found before the report is read
+        if (cl.json) throw CLI::ValidationError("view prints no JSON; leave out --json");
+    });
+    commands[view] = [&cl](Session& s, const Output&) {
+        options.open_browser = !no_open;
+        return run_view(s, cl.report, options);
+    };
+}
+
 Commands define_commands(CLI::App& app, CommandLine& cl) {
     Commands commands;
     define_views(app, cl, commands);
@@ -160,6 +177,7 @@ Commands define_commands(CLI::App& app, CommandLine& cl) {
     define_marking(app, cl, commands);
     define_set(app, cl, commands);
     define_files(app, cl, commands);
+    define_view(app, cl, commands);
     return commands;
 }
 

@@ -1,0 +1,359 @@
+#!/usr/bin/env python3
+"""The viewer's page in Debian's headless Chromium, driven by Selenium as a
+person would use it: open the address rpl-toc printed, click, type, and look
+at the tree, the section pane and the settings file on disk. Every test saves
+a screenshot in the output directory.
+
+    test_viewer_browser.py --rpl-toc BUILD/tools/rpl-toc --examples examples --out DIR
+"""
+import argparse
+import json
+import os
+import re
+import shutil
+import signal
+import subprocess
+import sys
+import tempfile
+import unittest
+
+from selenium import webdriver
+from selenium.webdriver.chrome.service import Service
+from selenium.common.exceptions import StaleElementReferenceException
+from selenium.webdriver.common.by import By
+from selenium.webdriver.common.keys import Keys
+from selenium.webdriver.support.ui import WebDriverWait
+
+ARGS = None
+ROOT = '||Design Flow'
+TIMING = ROOT + '||Timing'
+SETUP = TIMING + '||Setup Slack'
+SETTINGS_NAME = 'design_flow@compilation.rplset'
+
+CHROMIUM_FLAGS = [
+    '--headless', '--no-sandbox', '--disable-gpu', '--disable-quic', '--no-first-run',
+    '--disable-background-networking', '--disable-component-update', '--disable-sync',
+    '--disable-dev-shm-usage', '--hide-scrollbars', '--force-device-scale-factor=1',
+]
+
+
+class Viewer:
+    """One `rpl-toc view` of a report, with its own database directory."""
+
+    def __init__(self, report):
+        self.db = tempfile.mkdtemp(prefix='rpl-view-db-')
+        self.process = subprocess.Popen(
+            [ARGS.rpl_toc, '--db-dir', self.db, 'view', report, '--no-open'],
+            stdout=subprocess.PIPE, stderr=subprocess.PIPE, text=True)
+        line = self.process.stdout.readline()
+        match = re.fullmatch(r'rpl-toc: viewing .* at (http://127\.0\.0\.1:\d+/\?token=[0-9a-f]{32})\n', line)
+        if not match:
+            self.process.kill()
+            raise AssertionError('no address line: %r %r' % (line, self.process.stderr.read()))
+        self.url = match.group(1)
+
+    @property
+    def settings_path(self):
+        return os.path.join(self.db, SETTINGS_NAME)
+
+    def settings(self):
+        try:
+            with open(self.settings_path, 'rb') as f:
+                return f.read().decode()
+        except (FileNotFoundError, IsADirectoryError):
+            return None
+
+    def stop(self):
+        self.process.send_signal(signal.SIGTERM)
+        code = self.process.wait(timeout=10)
+        self.process.stdout.close()
+        self.process.stderr.close()
+        shutil.rmtree(self.db, ignore_errors=True)
+        return code
+
+
+def write_report(path, root):
+    with open(path, 'w') as f:
+        f.write('{"name": "large", "type": 3, "root": %s}' % json.dumps(root))
+    return path
+
+
+def section_block(content, path):
+    """The lines of one section's block in a settings file."""
+    lines = content.split('\n')
+    start = lines.index('[%s]' % path)
+    block = []
+    for line in lines[start + 1:]:
+        if line.startswith('[') or not line:
+            break
+        block.append(line)
+    return block
+
+
+class ViewerPage(unittest.TestCase):
+    @classmethod
+    def setUpClass(cls):
+        os.makedirs(ARGS.out, exist_ok=True)
+        cls.profile = tempfile.mkdtemp(prefix='rpl-view-chromium-')
+        options = webdriver.ChromeOptions()
+        options.binary_location = ARGS.chromium
+        for flag in CHROMIUM_FLAGS + ['--user-data-dir=' + cls.profile]:
+            options.add_argument(flag)
+        options.set_capability('goog:loggingPrefs', {'browser': 'ALL'})
+        cls.driver = webdriver.Chrome(service=Service(ARGS.chromedriver), options=options)
+        cls.driver.set_script_timeout(30)
+
+    @classmethod
+    def tearDownClass(cls):
+        cls.driver.quit()
+        shutil.rmtree(cls.profile, ignore_errors=True)
+
+    def setUp(self):
+        self.viewer = Viewer(os.path.join(ARGS.examples, 'design_flow.json'))
+        self.addCleanup(self.stop_viewer)
+        self.driver.execute_cdp_cmd('Emulation.setEmulatedMedia', {'features': [{'name': 'prefers-color-scheme', 'value': 'light'}]})
+        self.resize(1200, 820)
+        self.driver.get_log('browser')  # drop what earlier tests left
+
+    def stop_viewer(self):
+        self.assertEqual(self.viewer.stop(), 0)
+
+    # ---- helpers ------------------------------------------------------------
+
+    def resize(self, width, height):
+        self.driver.execute_cdp_cmd('Emulation.setDeviceMetricsOverride', {
+            'width': width, 'height': height, 'deviceScaleFactor': 1, 'mobile': False})
+
+    def wait(self, condition, message, timeout=10):
+        # The tree is drawn anew after every answer, so a row may go stale
+        # between finding it and reading it.
+        return WebDriverWait(self.driver, timeout, ignored_exceptions=[StaleElementReferenceException]).until(
+            lambda d: condition(), message)
+
+    def settled(self):
+        return self.driver.execute_script('return document.body.dataset.busy') == '0'
+
+    def open_page(self, root=ROOT):
+        self.driver.get(self.viewer.url)
+        self.wait(lambda: self.row(root) is not None and self.settled(), 'the tree is drawn')
+
+    def row(self, path):
+        return self.driver.execute_script(
+            'return [...document.querySelectorAll(\'[role="treeitem"]\')].find((r) => r.dataset.path === arguments[0]) || null',
+            path)
+
+    def line(self, path):
+        return self.row(path).find_element(By.CSS_SELECTOR, ':scope > .line')
+
+    def checked(self, path):
+        return self.driver.execute_script(
+            'const r = [...document.querySelectorAll(\'[role="treeitem"]\')].find((r) => r.dataset.path === arguments[0]);'
+            'return r ? r.getAttribute("aria-checked") : null', path)
+
+    def selected_path(self):
+        return self.driver.execute_script(
+            'const rows = document.querySelectorAll(\'[role="treeitem"][aria-selected="true"]\');'
+            'return rows.length === 1 ? rows[0].dataset.path : null')
+
+    def open_folder(self, path):
+        if self.row(path).get_attribute('aria-expanded') != 'true':
+            self.line(path).find_element(By.CSS_SELECTOR, '.twisty').click()
+        self.wait(lambda: self.row(path).get_attribute('aria-expanded') == 'true', 'folder open')
+
+    def select(self, path):
+        self.line(path).find_element(By.CSS_SELECTOR, '.name').click()
+        self.wait(lambda: self.selected_path() == path, 'selected ' + path)
+
+    def press(self, *keys):
+        for key in keys:
+            webdriver.ActionChains(self.driver).send_keys(key).perform()
+            self.wait(self.settled, 'the page settles after ' + repr(key))
+
+    def apply_widths(self, widths, right):
+        """Types the widths of the selected table into the grid and applies them."""
+        for i, width in enumerate(widths):
+            field = self.driver.find_element(By.CSS_SELECTOR, '#details input[name="width-%d"]' % i)
+            field.clear()
+            field.send_keys(str(width))
+        for i in right:
+            self.driver.find_element(By.CSS_SELECTOR, '#details select[name="align-%d"] option[value="R"]' % i).click()
+        self.driver.find_element(By.CSS_SELECTOR, '#details button[type="submit"]').click()
+        self.wait(lambda: self.settled() and 'COLUMN_WIDTHS' in (self.viewer.settings() or ''), 'widths saved')
+
+    def screenshot(self, name):
+        path = os.path.join(ARGS.out, name + '.png')
+        self.driver.save_screenshot(path)
+        return path
+
+    def assert_no_console_errors(self):
+        errors = [entry for entry in self.driver.get_log('browser') if entry['level'] == 'SEVERE']
+        self.assertEqual(errors, [])
+
+    # ---- tests --------------------------------------------------------------
+
+    def test_opening_the_address_trades_the_token_for_a_cookie(self):
+        self.open_page()
+        self.assertEqual(self.driver.current_url, self.viewer.url.split('?')[0])
+        self.assertEqual(self.driver.execute_script('return document.cookie'), '')  # HttpOnly
+        tree = self.driver.find_element(By.CSS_SELECTOR, '#tree')
+        self.assertEqual(tree.get_attribute('role'), 'tree')
+        self.assertEqual(self.checked(ROOT), 'true')
+        self.screenshot('opened')
+        self.assert_no_console_errors()
+
+    def test_a_folders_checkbox_marks_its_subtree_and_writes_the_file(self):
+        self.open_page()
+        self.open_folder(TIMING)
+        self.line(TIMING).find_element(By.CSS_SELECTOR, 'input[type="checkbox"]').click()
+        self.wait(lambda: self.checked(TIMING) == 'false' and self.settled(), 'Timing unmarked')
+        children = self.row(TIMING).find_elements(By.CSS_SELECTOR, '[role="group"] > [role="treeitem"]')
+        self.assertEqual(len(children), 5)
+        self.assertEqual({c.get_attribute('aria-checked') for c in children}, {'false'})
+        self.assertEqual(self.checked(ROOT), 'mixed')
+        root_box = self.line(ROOT).find_element(By.CSS_SELECTOR, 'input[type="checkbox"]')
+        self.assertTrue(self.driver.execute_script('return arguments[0].indeterminate', root_box))
+
+        content = self.viewer.settings()
+        self.assertEqual(section_block(content, TIMING), ['OUTPUT_SECTION=0', 'PAGE_ORIENTATION=0'])
+        self.assertEqual(section_block(content, SETUP), ['OUTPUT_SECTION=0', 'PAGE_ORIENTATION=0'])
+        self.assertEqual(section_block(content, ROOT), ['OUTPUT_SECTION=1', 'PAGE_ORIENTATION=0'])
+        self.wait(lambda: self.driver.find_element(By.ID, 'settings-content').text == content.rstrip('\n'),
+                  'the settings pane shows the file')
+        self.screenshot('folder_unmarked')
+
+        self.line(TIMING).find_element(By.CSS_SELECTOR, 'input[type="checkbox"]').click()
+        self.wait(lambda: self.checked(ROOT) == 'true' and self.settled(), 'marked again')
+        self.assertEqual(section_block(self.viewer.settings(), TIMING), ['OUTPUT_SECTION=1', 'PAGE_ORIENTATION=0'])
+        self.assert_no_console_errors()
+
+    def test_j_and_k_step_across_folder_boundaries(self):
+        self.open_page()
+        self.select(ROOT + '||Flow Summary')
+        self.press('j')
+        self.assertEqual(self.selected_path(), SETUP)  # the folder Timing passed over, and opened
+        self.assertEqual(self.row(TIMING).get_attribute('aria-expanded'), 'true')
+        self.assertEqual(self.driver.find_element(By.CSS_SELECTOR, '#details h2').text, 'Setup Slack')
+        self.press('k')
+        self.assertEqual(self.selected_path(), ROOT + '||Flow Summary')
+        self.select(TIMING + '||Timing Margins')
+        self.press(Keys.ARROW_DOWN)
+        self.assertEqual(self.selected_path(), ROOT + '||Resources||Resource Usage')
+        self.press(Keys.ARROW_UP, 'k')
+        self.assertEqual(self.selected_path(), TIMING + '||Slack Histogram')
+        self.press(' ')
+        self.wait(lambda: self.checked(TIMING + '||Slack Histogram') == 'false', 'space unmarks')
+        self.assertEqual(self.checked(TIMING), 'mixed')
+        self.screenshot('stepped')
+        self.assert_no_console_errors()
+
+    def test_the_column_grid_writes_the_widths(self):
+        self.open_page()
+        self.open_folder(TIMING)
+        self.select(SETUP)
+        self.apply_widths([140, 90, 90, 100, 70], right=[1])
+        self.assertEqual(section_block(self.viewer.settings(), SETUP),
+                         ['COLUMN_WIDTHS=140L,90R,90L,100L,70L,', 'OUTPUT_SECTION=1', 'PAGE_ORIENTATION=0'])
+        self.assertEqual(self.driver.find_element(By.CSS_SELECTOR, '#details input[name="width-0"]').get_attribute('value'), '140')
+        self.assertIn('COLUMN_WIDTHS=140L,90R,90L,100L,70L,', self.driver.find_element(By.ID, 'settings-content').text)
+
+        self.driver.find_element(By.CSS_SELECTOR, '#details input[value="2"][name="orientation"]').click()
+        self.wait(lambda: 'PAGE_ORIENTATION=1' in section_block(self.viewer.settings(), SETUP), 'landscape saved')
+        self.screenshot('columns')
+        self.assert_no_console_errors()
+
+    def test_a_refused_column_list_is_shown_and_writes_nothing(self):
+        self.open_page()
+        self.open_folder(TIMING)
+        self.select(SETUP)
+        field = self.driver.find_element(By.CSS_SELECTOR, '#details input[name="width-0"]')
+        field.send_keys('120')
+        self.driver.find_element(By.CSS_SELECTOR, '#details button[type="submit"]').click()
+        error = lambda: self.driver.find_element(By.CSS_SELECTOR, '#details form.columns .form-error')
+        self.wait(lambda: self.settled() and error().is_displayed(), 'the refusal shows')
+        self.assertIn('widths are stored only when every column has one', error().text)
+        self.assertIsNone(self.viewer.settings())
+        self.screenshot('refused')
+
+    def test_the_filter_narrows_the_tree_to_matching_names(self):
+        self.open_page()
+        self.press('/')
+        self.assertEqual(self.driver.switch_to.active_element.get_attribute('id'), 'filter')
+        self.driver.switch_to.active_element.send_keys('slack')
+        self.wait(lambda: self.driver.find_element(By.ID, 'tree-status').text == '3 found', 'filtered')
+        names = [e.text for e in self.driver.find_elements(By.CSS_SELECTOR, '#tree .name')]
+        self.assertEqual(names, ['Design Flow', 'Timing', 'Setup Slack', 'Hold Slack', 'Slack Histogram'])
+        self.screenshot('filtered')
+
+    def test_a_narrow_window_stacks_the_panes(self):
+        self.resize(420, 900)
+        self.open_page()
+        self.open_folder(TIMING)
+        self.select(SETUP)
+        tree = self.driver.find_element(By.CSS_SELECTOR, '.toc-pane').rect
+        details = self.driver.find_element(By.CSS_SELECTOR, '.details-pane').rect
+        self.assertGreaterEqual(details['y'], tree['y'] + tree['height'])
+        self.assertLessEqual(self.driver.execute_script('return document.documentElement.scrollWidth'), 420)
+        self.screenshot('narrow')
+        self.driver.execute_script('document.querySelector("#details").scrollIntoView()')
+        self.screenshot('narrow_details')
+        self.assert_no_console_errors()
+
+    def test_an_unreadable_settings_file_is_announced(self):
+        os.mkdir(self.viewer.settings_path)  # exists, cannot be read, even by root
+        self.open_page()
+        banner = self.driver.find_element(By.ID, 'banner')
+        self.wait(lambda: banner.is_displayed(), 'the banner shows')
+        self.assertIn('changes stay in memory and the file is left untouched', banner.text)
+        self.line(ROOT + '||Flow Summary').find_element(By.CSS_SELECTOR, 'input[type="checkbox"]').click()
+        self.wait(lambda: self.checked(ROOT + '||Flow Summary') == 'false' and self.settled(), 'kept in memory')
+        self.assertTrue(banner.is_displayed())
+        self.assertEqual(os.listdir(self.viewer.settings_path), [])
+        self.screenshot('unreadable')
+
+    def test_a_large_folder_draws_its_rows_in_chunks(self):
+        self.assertEqual(self.viewer.stop(), 0)
+        files = tempfile.mkdtemp(prefix='rpl-view-report-')
+        self.addCleanup(shutil.rmtree, files, True)
+        self.viewer = Viewer(write_report(os.path.join(files, 'large.json'), {'type': 1, 'name': 'Large', 'children': [
+            {'type': 3, 'name': 'Text %04d' % i} for i in range(1200)]}))
+        self.open_page('||Large')
+        rows = lambda: len(self.driver.find_elements(By.CSS_SELECTOR, '[role="treeitem"]'))
+        self.assertEqual(rows(), 501)  # the main folder and its first 500 sections
+        self.select('||Large||Text 0499')
+        self.press('j')
+        self.assertEqual(self.selected_path(), '||Large||Text 0500')  # stepping draws what it reaches
+        self.assertEqual(rows(), 502)
+        self.driver.find_element(By.CSS_SELECTOR, 'button[data-more]').click()
+        self.wait(lambda: rows() == 1 + 501 + 500, 'the next chunk')
+        self.screenshot('large')
+
+    def test_dark_scheme_and_the_readme_picture(self):
+        self.resize(1200, 960)
+        self.open_page()
+        self.open_folder(TIMING)
+        self.line(ROOT + '||Messages').find_element(By.CSS_SELECTOR, 'input[type="checkbox"]').click()
+        self.wait(lambda: self.checked(ROOT + '||Messages') == 'false' and self.settled(), 'Messages unmarked')
+        self.select(SETUP)
+        self.apply_widths([120, 90, 90, 90, 60], right=[1, 2, 3])
+        self.driver.execute_script('document.querySelector("#details").scrollTop = 0')
+        self.screenshot('viewer')  # docs/viewer.png is a copy of this one
+        self.driver.execute_cdp_cmd('Emulation.setEmulatedMedia', {'features': [{'name': 'prefers-color-scheme', 'value': 'dark'}]})
+        background = self.driver.execute_script('return getComputedStyle(document.body).backgroundColor')
+        self.assertNotEqual(background, 'rgb(255, 255, 255)')
+        self.screenshot('dark')
+
+
+def main():
+    global ARGS
+    parser = argparse.ArgumentParser()
+    parser.add_argument('--rpl-toc', required=True)
+    parser.add_argument('--examples', required=True)
+    parser.add_argument('--out', required=True)
+    parser.add_argument('--chromium', default='/usr/bin/chromium')
+    parser.add_argument('--chromedriver', default='/usr/bin/chromedriver')
+    ARGS, rest = parser.parse_known_args()
+    unittest.main(argv=[sys.argv[0]] + rest, verbosity=2)
+
+
+if __name__ == '__main__':
+    main()

@@ -1,0 +1,434 @@
+// The viewer's HTTP interface. Most tests hand requests straight to the
+// request handler, as the server does; the last ones start `rpl-toc view`
+// and talk to it over a socket, for what only the real server does: listen,
+// refuse at the transport, and stop on a signal.
+#include <signal.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <cstdio>
+#include <regex>
+#include <string>
+#include <thread>
+#include <tuple>
+#include <vector>
+
+#include <httplib.h>
+#include <nlohmann/json.hpp>
+
+#include "support/test_support.h"
+#include "tools/commands.h"
+#include "tools/view_handler.h"
+
+#ifndef RPL_TOC_BINARY
+#define RPL_TOC_BINARY ""
+#define RPL_EXAMPLES_DIR ""
+#endif
+
+using nlohmann::json;
+using rpl_toc::HttpHeaders;
+using rpl_toc::HttpRequest;
+using rpl_toc::HttpResponse;
+using rpltest::read_file;
+using rpltest::TempDir;
+
+namespace {
+
+constexpr int kPort = 43117;
+const std::string kToken = "00112233445566778899aabbccddeeff";
+const std::string kHost = "127.0.0.1:43117";
+const std::string kOrigin = "http://127.0.0.1:43117";
+
+// small.json's settings after unmarking ||R||F.
+const char* const kAfterUnmarkF =
+    "[||R]\nOUTPUT_SECTION=1\nPAGE_ORIENTATION=0\n"
+    "[||R||F]\nOUTPUT_SECTION=0\nPAGE_ORIENTATION=0\n"
+    "[||R||F||C1]\nCHART_TYPE=0\nOUTPUT_SECTION=0\nPAGE_ORIENTATION=0\n"
+    "[||R||F||G]\nOUTPUT_SECTION=0\nPAGE_ORIENTATION=0\n";
+
+std::string header(const HttpResponse& response, const std::string& name) {
+    return rpl_toc::header_value(response.headers, name).value_or("");
+}
+
+// Runs a command and gives its standard output.
+std::string output_of(const std::string& command) {
+    std::string out;
+    FILE* pipe = popen(command.c_str(), "r");
+    if (!pipe) return out;
+    char buffer[4096];
+    std::size_t n;
+    while ((n = fread(buffer, 1, sizeof buffer, pipe)) > 0) out.append(buffer, n);
+    pclose(pipe);
+    return out;
+}
+
+std::string quoted(const std::string& text) { return "'" + text + "'"; }
+
+class ViewerHttp : public ::testing::Test {
+protected:
+    void SetUp() override {
+        if (std::string(RPL_TOC_BINARY).empty()) GTEST_SKIP() << "rpl-toc is not built";
+        session_ = std::make_unique<rpl_toc::Session>(small_, db_.path());
+        handler_ = std::make_unique<rpl_toc::ViewHandler>(*session_, kToken, kPort);
+    }
+
+    // A request as the viewer's page sends it; `headers` replace or add to
+    // the page's own (an empty value leaves a header out).
+    HttpResponse call(const std::string& method, const std::string& target, const std::string& body = "",
+                      const HttpHeaders& headers = {}) {
+        HttpRequest request;
+        request.method = method;
+        std::size_t question = target.find('?');
+        request.path = target.substr(0, question);
+        if (question != std::string::npos) request.query = target.substr(question + 1);
+        request.body = body;
+        HttpHeaders all = {{"Host", kHost}, {"X-RPL-Token", kToken}};
+        if (method == "POST") all.insert(all.end(), {{"Content-Type", "application/json"}, {"Origin", kOrigin}});
+        for (const auto& extra : headers) {
+            bool replaced = false;
+            for (auto& h : all)
+                if (h.first == extra.first) h.second = extra.second, replaced = true;
+            if (!replaced) all.push_back(extra);
+        }
+        for (const auto& h : all)
+            if (!h.second.empty()) request.headers.push_back(h);
+        return handler_->handle(request);
+    }
+    json call_json(const std::string& method, const std::string& target, const std::string& body = "") {
+        HttpResponse response = call(method, target, body);
+        EXPECT_EQ(response.status, 200) << target << ": " << response.body;
+        EXPECT_EQ(header(response, "Content-Type"), "application/json; charset=utf-8");
+        return json::parse(response.body);
+    }
+    // What the command line prints for the same question, with the same
+    // database directory.
+    std::string cli(const std::string& args) {
+        return output_of(std::string(RPL_TOC_BINARY) + " --db-dir " + quoted(db_.path()) + " " + args + " 2>/dev/null");
+    }
+    std::string settings() { return read_file(db_.file("small@timing.rplset")); }
+    bool has_settings() { return rpltest::file_exists(db_.file("small@timing.rplset")); }
+
+    const std::string small_ = RPL_EXAMPLES_DIR "/small.json";  // R: T1 (3 columns), F (C1, G), X1
+    TempDir db_;
+    std::unique_ptr<rpl_toc::Session> session_;
+    std::unique_ptr<rpl_toc::ViewHandler> handler_;
+};
+
+const json& section_at(const json& toc, const std::string& path) {
+    for (const json& s : toc.at("sections"))
+        if (s.at("path") == path) return s;
+    static const json none;
+    ADD_FAILURE() << "no section " << path;
+    return none;
+}
+
+// Every refusal: its status, a JSON error of one sentence, and nothing
+// changed on disk.
+TEST_F(ViewerHttp, RefusesWhatDoesNotComeFromItsOwnPage) {
+    const std::string mark = R"({"paths": ["||R||F"], "marked": false})";
+    struct Case {
+        const char* what;
+        std::string method, target, body;
+        HttpHeaders headers;
+        int status;
+    };
+    const std::vector<Case> cases = {
+        {"no token", "GET", "/api/toc", "", {{"X-RPL-Token", ""}}, 401},
+        {"wrong token", "GET", "/api/toc", "", {{"X-RPL-Token", "00112233445566778899aabbccddeefe"}}, 401},
+        {"short token", "GET", "/api/toc", "", {{"X-RPL-Token", "0011"}}, 401},
+        {"token of no cookie of this port", "GET", "/api/toc", "",
+         {{"X-RPL-Token", ""}, {"Cookie", "rpl_token_1=" + kToken}}, 401},
+        {"wrong token in the cookie", "POST", "/api/mark", mark,
+         {{"X-RPL-Token", ""}, {"Cookie", "rpl_token_43117=ffff2233445566778899aabbccddeeff"}}, 401},
+        {"a rebound name", "GET", "/api/toc", "", {{"Host", "attacker.example:43117"}}, 403},
+        {"another port", "GET", "/api/toc", "", {{"Host", "127.0.0.1:80"}}, 403},
+        {"no Host", "GET", "/", "", {{"Host", ""}}, 403},
+        {"a foreign Origin", "POST", "/api/mark", mark, {{"Origin", "http://attacker.example"}}, 403},
+        {"an opaque Origin", "POST", "/api/mark", mark, {{"Origin", "null"}}, 403},
+        {"a form's content type", "POST", "/api/mark", mark, {{"Content-Type", "text/plain"}}, 403},
+        {"no content type", "POST", "/api/mark", mark, {{"Content-Type", ""}}, 403},
+        {"a body over 64 KiB", "POST", "/api/mark", std::string(64 * 1024 + 1, ' '), {}, 413},
+        {"an unknown request", "GET", "/api/nothing", "", {}, 404},
+        {"a file of the disk", "GET", "/etc/passwd", "", {}, 404},
+        {"a way out of the page", "GET", "/js/../../etc/passwd", "", {}, 404},
+        {"the wrong method", "GET", "/api/mark", "", {}, 405},
+        {"a POST to a GET", "POST", "/api/toc", "{}", {}, 405},
+        {"bad JSON", "POST", "/api/mark", "{\"paths\": [", {}, 400},
+        {"not an object", "POST", "/api/mark", "[]", {}, 400},
+        {"an unknown member", "POST", "/api/mark", R"({"paths": ["||R"], "marked": false, "all": 1})", {}, 400},
+        {"a mark without a value", "POST", "/api/mark", R"({"paths": ["||R"]})", {}, 400},
+        {"an unknown section to mark", "POST", "/api/mark", R"({"paths": ["||R||F", "||R||nope"], "marked": false})",
+         {}, 404},
+        {"an unknown section to show", "GET", "/api/section?path=%7C%7CR%7C%7Cnope", "", {}, 404},
+        {"no path to step from", "GET", "/api/next", "", {}, 400},
+        {"a broken query", "GET", "/api/next?path=%7", "", {}, 400},
+        {"a column the table lacks", "POST", "/api/set", R"({"path": "||R||T1", "widths": [[3, 10]]})", {}, 400},
+        {"a width that is no number", "POST", "/api/set", R"({"path": "||R||T1", "widths": [[0, "wide"]]})", {}, 400},
+        {"an alignment that is no letter", "POST", "/api/set",
+         R"({"path": "||R||T1", "aligns": [[0, "X"], [1, "L"], [2, "L"]]})", {}, 400},
+        {"columns of a chart", "POST", "/api/set", R"({"path": "||R||F||C1", "widths": [[0, 1]]})", {}, 400},
+        {"a third orientation", "POST", "/api/set", R"({"path": "||R||T1", "orientation": 3})", {}, 400},
+        {"nothing to change", "POST", "/api/set", R"({"path": "||R||T1"})", {}, 400},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.what);
+        HttpResponse response = call(c.method, c.target, c.body, c.headers);
+        EXPECT_EQ(response.status, c.status) << response.body;
+        nlohmann::ordered_json error = nlohmann::ordered_json::parse(response.body, nullptr, false);
+        ASSERT_TRUE(error.is_object()) << response.body;
+        EXPECT_EQ(error.begin().key(), "format");
+        EXPECT_EQ(error.value("format", 0), 1);
+        std::string message = error.value("error", "");
+        EXPECT_FALSE(message.empty());
+        EXPECT_EQ(message.find('\n'), std::string::npos);
+        EXPECT_FALSE(has_settings());
+    }
+    EXPECT_NE(call("POST", "/api/set", R"({"path": "||R||T1", "widths": [[3, 10]]})").body.find("no column 3"),
+              std::string::npos);
+}
+
+TEST_F(ViewerHttp, AcceptsTheTokenAsHeaderOrCookieAndTheServersOwnNames) {
+    const std::vector<std::pair<const char*, HttpHeaders>> cases = {
+        {"header", {}},
+        {"cookie", {{"X-RPL-Token", ""}, {"Cookie", "a=b; rpl_token_43117=" + kToken + "; c=d"}}},
+        {"localhost", {{"Host", "localhost:43117"}, {"Origin", "http://localhost:43117"}}},
+        {"no Origin", {{"Origin", ""}}},
+        {"a charset", {{"Content-Type", "application/json; charset=utf-8"}}},
+    };
+    for (const auto& [what, headers] : cases) {
+        SCOPED_TRACE(what);
+        EXPECT_EQ(call("POST", "/api/reload", "{}", headers).status, 200);
+    }
+}
+
+// GET /?token= moves the token into a cookie the page's scripts cannot
+// read, and takes it out of the address.
+TEST_F(ViewerHttp, ThePageTradesTheTokenForACookie) {
+    HttpResponse page = call("GET", "/", "", {{"X-RPL-Token", ""}});
+    EXPECT_EQ(page.status, 200);
+    EXPECT_EQ(header(page, "Content-Type"), "text/html; charset=utf-8");
+    EXPECT_NE(page.body.find("role=\"tree\""), std::string::npos);
+    EXPECT_NE(header(page, "Content-Security-Policy").find("script-src 'self'"), std::string::npos);
+    EXPECT_EQ(header(page, "Set-Cookie"), "");
+
+    HttpResponse login = call("GET", "/?token=" + kToken, "", {{"X-RPL-Token", ""}});
+    EXPECT_EQ(login.status, 303);
+    EXPECT_EQ(header(login, "Location"), "/");
+    EXPECT_EQ(header(login, "Set-Cookie"), "rpl_token_43117=" + kToken + "; Path=/; HttpOnly; SameSite=Strict");
+
+    HttpResponse wrong = call("GET", "/?token=" + std::string(32, '0'), "", {{"X-RPL-Token", ""}});
+    EXPECT_EQ(wrong.status, 401);
+    EXPECT_EQ(header(wrong, "Set-Cookie"), "");
+
+    HttpResponse script = call("GET", "/js/main.js", "", {{"X-RPL-Token", ""}});
+    EXPECT_EQ(script.status, 200);
+    EXPECT_EQ(header(script, "Content-Type"), "text/javascript; charset=utf-8");
+    EXPECT_EQ(header(script, "Cache-Control"), "no-store");
+}
+
+// The documents are those of `rpl-toc --json`, byte for byte.
+TEST_F(ViewerHttp, AnswersWhatTheCommandLinePrints) {
+    const std::string report = quoted(small_);
+    const std::vector<std::pair<std::string, std::string>> cases = {
+        {"/api/toc", "--json show " + report},
+        {"/api/section?path=%7C%7CR%7C%7CF%7C%7CC1", "--json find " + report + " '||R||F||C1'"},
+        {"/api/next?path=%7C%7CR%7C%7CT1", "--json next " + report + " '||R||T1'"},  // over folder F
+        {"/api/prev?path=%7C%7CR%7C%7CT1", "--json prev " + report + " '||R||T1'"},  // none: null
+        {"/api/export.txt", "export " + report + " --text -"},
+        {"/api/export.html", "export " + report + " --html -"},
+    };
+    for (const auto& [target, args] : cases) {
+        SCOPED_TRACE(target);
+        HttpResponse response = call("GET", target);
+        EXPECT_EQ(response.status, 200);
+        EXPECT_EQ(response.body, cli(args));
+    }
+    EXPECT_EQ(json::parse(call("GET", "/api/next?path=%7C%7CR%7C%7CT1").body)["path"], "||R||F||C1");
+    EXPECT_TRUE(json::parse(call("GET", "/api/prev?path=%7C%7CR%7C%7CT1").body)["path"].is_null());
+    EXPECT_FALSE(has_settings());
+}
+
+TEST_F(ViewerHttp, MarkWritesTheSettingsFileAndAnswersTheTree) {
+    json toc = call_json("POST", "/api/mark", R"({"paths": ["||R||F"], "marked": false})");
+    EXPECT_EQ(settings(), kAfterUnmarkF);
+    json read_back = json::parse(cli("--json show " + quoted(small_)));
+    auto marks = [](const json& document) {
+        std::vector<std::tuple<std::string, bool, int>> out;
+        for (const json& s : document["sections"]) out.emplace_back(s["path"], s["marked"], s["marking"]);
+        return out;
+    };
+    EXPECT_EQ(marks(toc), marks(read_back));  // the file read back gives the same marks
+    EXPECT_EQ(section_at(toc, "||R||F")["marking"], 0);
+    EXPECT_EQ(section_at(toc, "||R")["marking"], 1);
+    EXPECT_EQ(section_at(toc, "||R||T1")["marking"], 2);
+}
+
+TEST_F(ViewerHttp, SetWritesTheColumnsAndOrientation) {
+    call_json("POST", "/api/set",
+              R"({"path": "||R||T1", "orientation": 2, "widths": [[0, 120], [1, 80], [2, 60]],
+                  "aligns": [[0, "L"], [1, "R"], [2, "L"]], "orders": [[0, 0], [1, 2], [2, 1]]})");
+    EXPECT_EQ(settings(),
+              "[||R||T1]\nCOLUMN_ORDER=0,2,1,\nCOLUMN_WIDTHS=120L,80R,60L,\nOUTPUT_SECTION=1\nPAGE_ORIENTATION=1\n");
+    call_json("POST", "/api/set", R"({"path": "||R||F||C1", "chart_type": 2})");
+    EXPECT_NE(settings().find("[||R||F||C1]\nCHART_TYPE=1\nOUTPUT_SECTION=1\nPAGE_ORIENTATION=0\n"), std::string::npos);
+    json table = json::parse(call("GET", "/api/section?path=%7C%7CR%7C%7CT1").body);
+    EXPECT_EQ(table["widths"], json({120, 80, 60}));
+    EXPECT_EQ(table["alignments"], json({"L", "R", "L"}));
+    EXPECT_EQ(table["orientation"], 2);
+}
+
+TEST_F(ViewerHttp, ReloadShowsWhatAnotherProgramWroteToTheSettingsFile) {
+    call_json("POST", "/api/mark", R"({"paths": ["||R||X1"], "marked": false})");
+    rpltest::write_file(db_.file("small@timing.rplset"), "[||R||X1]\nOUTPUT_SECTION=1\n[||R||T1]\nOUTPUT_SECTION=0\n");
+    EXPECT_EQ(section_at(call_json("GET", "/api/toc"), "||R||X1")["marked"], false);  // not read again by itself
+    json toc = call_json("POST", "/api/reload", "{}");
+    EXPECT_EQ(section_at(toc, "||R||X1")["marked"], true);
+    EXPECT_EQ(section_at(toc, "||R||T1")["marked"], false);
+}
+
+// The library keeps a change in memory when the file cannot be read; the
+// answer says so in a header and /api/settings shows why.
+TEST_F(ViewerHttp, ReportsAChangeThatWasNotSaved) {
+    std::filesystem::create_directory(db_.file("small@timing.rplset"));
+    HttpResponse response = call("POST", "/api/mark", R"({"paths": ["||R||X1"], "marked": false})");
+    EXPECT_EQ(response.status, 200);
+    EXPECT_EQ(section_at(json::parse(response.body), "||R||X1")["marked"], false);
+    std::string unsaved = header(response, "X-RPL-Unsaved");
+    EXPECT_NE(unsaved.find("small@timing.rplset"), std::string::npos) << unsaved;
+    for (char c : unsaved) EXPECT_TRUE(c >= 0x20 && c < 0x7f) << unsaved;
+
+    json settings = call_json("GET", "/api/settings");
+    EXPECT_EQ(settings, json({{"format", 1}, {"path", db_.file("small@timing.rplset")}, {"exists", true},
+                              {"readable", false}, {"content", nullptr}}));
+    EXPECT_EQ(header(call("POST", "/api/mark", R"({"paths": ["||R||X1"], "marked": true})"), "X-RPL-Unsaved"),
+              unsaved);
+}
+
+TEST_F(ViewerHttp, SettingsShowTheFileAsItIsOnDisk) {
+    json before = call_json("GET", "/api/settings");
+    EXPECT_EQ(before, json({{"format", 1}, {"path", db_.file("small@timing.rplset")}, {"exists", false},
+                            {"readable", true}, {"content", nullptr}}));
+    call_json("POST", "/api/mark", R"({"paths": ["||R||F"], "marked": false})");
+    EXPECT_EQ(call_json("GET", "/api/settings")["content"], kAfterUnmarkF);
+}
+
+// ---- The server itself -------------------------------------------------------
+
+struct Server {
+    pid_t pid = -1;
+    int port = 0;
+    std::string token;
+};
+
+// Starts `rpl-toc view` and reads the address line it prints.
+Server start_view(const std::vector<std::string>& args, std::string* line) {
+    int out[2];
+    if (pipe(out) != 0) return {};
+    Server server;
+    server.pid = fork();
+    if (server.pid == 0) {
+        dup2(out[1], STDOUT_FILENO);
+        dup2(out[1], STDERR_FILENO);
+        close(out[0]);
+        unsetenv("DISPLAY");
+        unsetenv("WAYLAND_DISPLAY");
+        std::vector<char*> argv{const_cast<char*>(RPL_TOC_BINARY)};
+        for (const std::string& a : args) argv.push_back(const_cast<char*>(a.c_str()));
+        argv.push_back(nullptr);
+        execv(argv[0], argv.data());
+        _exit(127);
+    }
+    close(out[1]);
+    char c;
+    while (read(out[0], &c, 1) == 1 && c != '\n') *line += c;
+    close(out[0]);
+    std::smatch match;
+    if (std::regex_match(*line, match, std::regex("rpl-toc: viewing .* at http://127\\.0\\.0\\.1:([0-9]+)/\\?token=([0-9a-f]{32})"))) {
+        server.port = std::stoi(match[1]);
+        server.token = match[2];
+    }
+    return server;
+}
+
+int wait_exit(pid_t pid) {
+    int status = 0;
+    for (int i = 0; i < 200; ++i) {
+        if (waitpid(pid, &status, WNOHANG) == pid) return WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
+        std::this_thread::sleep_for(std::chrono::milliseconds(50));
+    }
+    kill(pid, SIGKILL);
+    waitpid(pid, &status, 0);
+    return -1;
+}
+
+class ViewerServer : public ::testing::Test {
+protected:
+    void SetUp() override {
+        if (std::string(RPL_TOC_BINARY).empty()) GTEST_SKIP() << "rpl-toc is not built";
+    }
+    Server start(std::vector<std::string> extra = {}) {
+        std::vector<std::string> args = {"--db-dir", db_.path(), "view", small_, "--no-open"};
+        args.insert(args.end(), extra.begin(), extra.end());
+        std::string line;
+        Server server = start_view(args, &line);
+        EXPECT_GT(server.port, 0) << line;
+        return server;
+    }
+    const std::string small_ = RPL_EXAMPLES_DIR "/small.json";
+    TempDir db_;
+};
+
+TEST_F(ViewerServer, ServesUntilInterruptedAndEndsCleanly) {
+    for (int signal : {SIGINT, SIGTERM}) {
+        SCOPED_TRACE(signal);
+        Server server = start();
+        httplib::Client client("127.0.0.1", server.port);
+        auto toc = client.Get("/api/toc", {{"X-RPL-Token", server.token}});
+        ASSERT_TRUE(toc);
+        EXPECT_EQ(toc->status, 200);
+        EXPECT_EQ(json::parse(toc->body)["report"], "small");
+        auto page = client.Get("/?token=" + server.token);  // follows no redirect
+        ASSERT_TRUE(page);
+        EXPECT_EQ(page->status, 303);
+        kill(server.pid, signal);
+        EXPECT_EQ(wait_exit(server.pid), 0);
+    }
+}
+
+// What the transport refuses before the handler sees it still answers in
+// the interface's JSON form.
+TEST_F(ViewerServer, RefusesAtTheTransportInTheSameForm) {
+    Server server = start();
+    httplib::Client client("127.0.0.1", server.port);
+    httplib::Headers token = {{"X-RPL-Token", server.token}, {"Origin", "http://127.0.0.1:" + std::to_string(server.port)}};
+    auto big = client.Post("/api/mark", token, std::string(1 << 20, ' '), "application/json");
+    ASSERT_TRUE(big);
+    EXPECT_EQ(big->status, 413);
+    EXPECT_EQ(json::parse(big->body)["format"], 1);
+    auto rebound = client.Get("/api/toc", {{"X-RPL-Token", server.token}, {"Host", "rebound.example:" + std::to_string(server.port)}});
+    ASSERT_TRUE(rebound);
+    EXPECT_EQ(rebound->status, 403);
+    auto odd = client.Get("/a%0Ab");
+    ASSERT_TRUE(odd);
+    EXPECT_EQ(odd->status, 404);
+    EXPECT_EQ(json::parse(odd->body)["format"], 1);
+    auto still = client.Get("/api/toc", {{"X-RPL-Token", server.token}});
+    ASSERT_TRUE(still);
+    EXPECT_EQ(still->status, 200);
+    kill(server.pid, SIGTERM);
+    EXPECT_EQ(wait_exit(server.pid), 0);
+}
+
+TEST_F(ViewerServer, APortInUseIsOneErrorLine) {
+    Server first = start();
+    std::string line;
+    Server second = start_view({"--db-dir", db_.path(), "view", small_, "--no-open", "--port", std::to_string(first.port)}, &line);
+    EXPECT_EQ(wait_exit(second.pid), 2);
+    EXPECT_EQ(line, "rpl-toc: error: cannot listen on 127.0.0.1:" + std::to_string(first.port) +
+                        " (the port is in use or not allowed)");
+    kill(first.pid, SIGTERM);
+    EXPECT_EQ(wait_exit(first.pid), 0);
+}
+
+}  // namespace

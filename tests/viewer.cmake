@@ -1,0 +1,23 @@
+# The viewer: its HTTP suite links the request handler and talks to the
+# built rpl-toc; its browser suite drives the page in headless Chromium
+# through Selenium, with Debian's chromium, chromium-driver and
+# python3-selenium (scripts/install-deps.sh test installs them).
+if(TARGET test_viewer_http AND TARGET rpl_toc_view)
+  target_compile_definitions(test_viewer_http PRIVATE
+    RPL_TOC_BINARY="$<TARGET_FILE:rpl-toc>"
+    RPL_EXAMPLES_DIR="${PROJECT_SOURCE_DIR}/examples")
+  target_link_libraries(test_viewer_http PRIVATE rpl_toc_view PkgConfig::HTTPLIB)
+  add_dependencies(test_viewer_http rpl-toc)
+endif()
+
+if(TARGET rpl-toc)
+  # Debian's python3, which has python3-selenium, before any other on PATH.
+  find_program(RPL_SYSTEM_PYTHON3 python3 PATHS /usr/bin NO_DEFAULT_PATH)
+  find_program(RPL_SYSTEM_PYTHON3 python3)
+  add_test(NAME viewer_browser
+    COMMAND ${RPL_SYSTEM_PYTHON3} ${CMAKE_CURRENT_SOURCE_DIR}/browser/test_viewer_browser.py
+            --rpl-toc $<TARGET_FILE:rpl-toc> --examples ${PROJECT_SOURCE_DIR}/examples
+            --out ${CMAKE_CURRENT_BINARY_DIR}/browser)
+  # One browser at a time keeps the two cores free for the other suites.
+  set_tests_properties(viewer_browser PROPERTIES LABELS browser TIMEOUT 600 RUN_SERIAL ON)
+endif()

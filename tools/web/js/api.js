@@ -1,0 +1,70 @@
+// The viewer's server, the only source of truth: every answer is taken as
+// the state of the library at that moment.
+
+export class ApiError extends Error {
+  constructor(status, message) {
+    super(message);
+    this.status = status;
+  }
+}
+
+let pending = 0;
+
+// Counts requests in flight on <body data-busy>, so that a test or a
+// benchmark can wait until the page has settled.
+function busy(delta) {
+  pending += delta;
+  document.body.dataset.busy = String(pending);
+}
+
+// The reason a change was not saved, as the server reports it (the header
+// carries it percent-encoded), or "".
+function unsavedReason(response) {
+  const raw = response.headers.get('X-RPL-Unsaved');
+  if (!raw) return '';
+  try {
+    return decodeURIComponent(raw);
+  } catch {
+    return raw;
+  }
+}
+
+async function call(method, path, body) {
+  const init = { method, headers: {}, credentials: 'same-origin', cache: 'no-store' };
+  if (body !== undefined) {
+    init.headers['Content-Type'] = 'application/json';
+    init.body = JSON.stringify(body);
+  }
+  busy(+1);
+  try {
+    let response;
+    try {
+      response = await fetch(path, init);
+    } catch {
+      throw new ApiError(0, 'The viewer\'s server does not answer; was rpl-toc view stopped?');
+    }
+    let data = null;
+    try {
+      data = await response.json();
+    } catch {
+      throw new ApiError(response.status, `The server answered ${response.status} without a JSON document.`);
+    }
+    if (!response.ok) throw new ApiError(response.status, (data && data.error) || `Status ${response.status}.`);
+    return { data, unsaved: unsavedReason(response) };
+  } finally {
+    busy(-1);
+  }
+}
+
+const withPath = (endpoint, path) => `${endpoint}?path=${encodeURIComponent(path)}`;
+
+export const api = {
+  toc: () => call('GET', '/api/toc'),
+  section: (path) => call('GET', withPath('/api/section', path)),
+  next: (path) => call('GET', withPath('/api/next', path)),
+  prev: (path) => call('GET', withPath('/api/prev', path)),
+  mark: (paths, marked) => call('POST', '/api/mark', { paths, marked }),
+  set: (change) => call('POST', '/api/set', change),
+  settings: () => call('GET', '/api/settings'),
+  reload: () => call('POST', '/api/reload', {}),
+};

@@ -1,0 +1,186 @@
+// The selected section: what the library holds for it, and the layout
+// settings a person may change (page orientation, a chart's type, a table's
+// columns). Every change goes to the server as one /api/set.
+
+import { badge } from './tree.js';
+
+const MARKING_WORDS = ['none of it', 'partly', 'all of it'];
+const ORIENTATIONS = [
+  [1, 'Portrait'],
+  [2, 'Landscape'],
+];
+const KNOWN_CHART_TYPES = [1, 2];
+
+function element(tag, properties = {}, ...children) {
+  const node = document.createElement(tag);
+  Object.assign(node, properties);
+  node.append(...children);
+  return node;
+}
+
+function facts(pairs) {
+  const list = element('dl', { className: 'facts' });
+  for (const [label, value] of pairs) {
+    if (value === undefined || value === null || value === '') continue;
+    list.append(element('dt', {}, label), element('dd', {}, value));
+  }
+  return list;
+}
+
+function kindFacts(section) {
+  switch (section.kind) {
+    case 'text':
+      return [['HTML', section.html ? 'yes' : 'no']];
+    case 'chart':
+      return [['Chart type', String(section.chart_type)]];
+    case 'embedded':
+      return [['Embedded type', String(section.embedded_type)], ['Info', section.info]];
+    case 'gauges':
+      return [['Gauges', section.percentages.length ? section.percentages.map((p) => (p ? 'percentage' : 'value')).join(', ') : 'none']];
+    case 'table':
+      return [['Columns', String(section.columns)]];
+    default:
+      return [];
+  }
+}
+
+// A form whose submit sends `change()` and shows a refusal under it.
+function changeForm(name, legend, onSet, change, ...content) {
+  const error = element('p', { className: 'form-error', hidden: true });
+  error.setAttribute('role', 'alert');
+  const form = element('form', { className: name }, element('fieldset', {}, element('legend', {}, legend), ...content, error));
+  form.addEventListener('submit', (event) => event.preventDefault());
+  form.send = async () => {
+    error.hidden = true;
+    try {
+      await onSet(change());
+    } catch (failure) {
+      error.textContent = failure.message;
+      error.hidden = false;
+      error.scrollIntoView({ block: 'nearest' });
+    }
+  };
+  return form;
+}
+
+function orientationForm(section, onSet) {
+  const choices = element('div', { className: 'choices' });
+  let chosen = section.orientation;
+  const form = changeForm('orientation', 'Page orientation', onSet, () => ({ path: section.path, orientation: chosen }), choices);
+  for (const [value, label] of ORIENTATIONS) {
+    const input = element('input', { type: 'radio', name: 'orientation', value: String(value), checked: section.orientation === value });
+    input.addEventListener('change', () => {
+      chosen = value;
+      form.send();
+    });
+    choices.append(element('label', {}, input, `${label} (${value})`));
+  }
+  return form;
+}
+
+function chartForm(section, onSet) {
+  const select = element('select', { name: 'chart_type' });
+  select.setAttribute('aria-label', 'Chart type');
+  const types = KNOWN_CHART_TYPES.includes(section.chart_type) ? KNOWN_CHART_TYPES : [...KNOWN_CHART_TYPES, section.chart_type];
+  for (const type of types) select.append(element('option', { value: String(type), selected: type === section.chart_type }, `Type ${type}`));
+  const form = changeForm('chart', 'Chart type', onSet, () => ({ path: section.path, chart_type: Number(select.value) }), select);
+  select.addEventListener('change', () => form.send());
+  return form;
+}
+
+function numberInput(name, value, label) {
+  const input = element('input', { type: 'number', name, step: '1', value: value === undefined ? '' : String(value) });
+  input.setAttribute('aria-label', label);
+  return input;
+}
+
+// One row per column: width, alignment and display column. Only the lists
+// a person touched are sent, each for every column, since the library
+// stores a list only when it covers the whole table.
+function columnsForm(section, onSet) {
+  const body = element('tbody');
+  const touched = { widths: false, aligns: false, orders: false };
+  for (let i = 0; i < section.columns; i++) {
+    const align = element('select', { name: `align-${i}` });
+    align.setAttribute('aria-label', `Alignment of column ${i}`);
+    for (const letter of ['L', 'R'])
+      align.append(element('option', { value: letter, selected: (section.alignments[i] || 'L') === letter }, letter === 'L' ? 'Left' : 'Right'));
+    body.append(
+      element(
+        'tr',
+        {},
+        element('td', {}, String(i)),
+        element('td', {}, numberInput(`width-${i}`, section.widths[i], `Width of column ${i}`)),
+        element('td', {}, align),
+        element('td', {}, numberInput(`order-${i}`, section.order[i], `Display column of column ${i}`)),
+      ),
+    );
+  }
+  const head = element('thead', {}, element('tr', {}, ...['Column', 'Width', 'Alignment', 'Display column'].map((t) => element('th', { scope: 'col' }, t))));
+  const grid = element('div', { className: 'grid-wrap' }, element('table', { className: 'columns' }, head, body));
+  const apply = element('button', { type: 'submit', className: 'primary', disabled: true }, 'Apply');
+  const note = element('p', { className: 'note' }, 'A list is stored only when every column has a value.');
+  const collect = (prefix, read) => {
+    const out = [];
+    for (let i = 0; i < section.columns; i++) {
+      const value = body.querySelector(`[name="${prefix}-${i}"]`).value;
+      if (value !== '') out.push([i, read(value)]);
+    }
+    return out;
+  };
+  const change = () => {
+    const out = { path: section.path };
+    // Alignments are stored with the widths, so they go together.
+    if (touched.widths || touched.aligns) out.widths = collect('width', Number);
+    if (touched.aligns) out.aligns = collect('align', String);
+    if (touched.orders) out.orders = collect('order', Number);
+    return out;
+  };
+  const form = changeForm('columns', 'Columns', onSet, change, grid, element('div', { className: 'form-actions' }, apply), note);
+  const touch = (event) => {
+    const list = { width: 'widths', align: 'aligns', order: 'orders' }[event.target.name.split('-')[0]];
+    touched[list] = true;
+    apply.disabled = false;
+  };
+  body.addEventListener('input', touch);
+  body.addEventListener('change', touch);
+  form.addEventListener('submit', () => form.send());
+  return form;
+}
+
+// A folder's contents in a few words: "4 sections, 3 marked".
+function contents(node) {
+  const marked = node.children.filter((c) => c.section.marked).length;
+  const count = node.children.length;
+  return `${count} ${count === 1 ? 'section' : 'sections'}, ${marked} marked`;
+}
+
+// `node` is the selected section's node of the tree (its "section" is the
+// SECTION document), or null.
+export function renderDetails(container, node, onSet) {
+  const section = node ? node.section : null;
+  if (!section) {
+    container.replaceChildren(element('p', { className: 'muted' }, 'Select a section in the table of contents.'));
+    return;
+  }
+  const title = element('header', {}, element('h2', {}, section.name), badge(section.kind));
+  if (section.row_test_failed) title.append(badge('row test failed', 'warn'));
+  const marking = `${section.marked ? 'marked' : 'not marked'}; subtree: ${MARKING_WORDS[section.marking] || section.marking}`;
+  const parts = [
+    title,
+    facts([
+      ['Path', element('span', { className: 'path' }, section.path)],
+      ['Kind', `${section.kind} (object type ${section.object_type})`],
+      ['Output', marking],
+      ['Contents', section.kind === 'folder' ? contents(node) : ''],
+      ['Header', section.header],
+      ['Footer', section.footer],
+      ...kindFacts(section),
+      ['Settings', section.settings_changed ? 'changed: written with every save' : 'as read from the file'],
+    ]),
+    orientationForm(section, onSet),
+  ];
+  if (section.kind === 'chart') parts.push(chartForm(section, onSet));
+  if (section.kind === 'table' && section.columns > 0) parts.push(columnsForm(section, onSet));
+  container.replaceChildren(...parts);
+}
