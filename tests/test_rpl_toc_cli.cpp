@@ -708,7 +708,7 @@ TEST_F(RplTocCli, ManPageCompletionAndHelpAgree) {
     };
     std::string help = raw({"--help"}).out;
     EXPECT_NE(help.find("Exit codes: 0 success; 1 nothing found"), std::string::npos);
-    for (const char* command : {"show", "list", "find", "next", "prev", "mark", "unmark", "set", "settings", "export"}) {
+    for (const char* command : {"show", "list", "find", "next", "prev", "mark", "unmark", "set", "settings", "export", "view"}) {
         Result r = raw({command, "--help"});
         EXPECT_EQ(r.code, 0);
         EXPECT_NE(r.out.find(std::string("Usage: rpl-toc ") + command + " [OPTIONS] REPORT"), std::string::npos);

@@ -7,7 +7,7 @@ _rpl_toc_report() {
     for ((i = 1; i < COMP_CWORD; i++)); do
         word=${COMP_WORDS[i]}
         case $word in
-            --db-dir|--text|--html|--orientation|--chart-type|--width|--align|--order) ((i++)); continue ;;
+            --db-dir|--text|--html|--orientation|--chart-type|--width|--align|--order|--port) ((i++)); continue ;;
             -*) continue ;;
         esac
         if [[ -z $command_seen ]]; then
@@ -23,19 +23,19 @@ _rpl_toc() {
     local cur prev command="" i
     cur=${COMP_WORDS[COMP_CWORD]}
     prev=${COMP_WORDS[COMP_CWORD - 1]}
-    local commands="show list find next prev mark unmark set settings export"
+    local commands="show list find next prev mark unmark set settings export view"
     local global="--db-dir --json --ascii --debug --help --version"
 
     case $prev in
         --db-dir) COMPREPLY=($(compgen -d -- "$cur")); return ;;
         --text|--html) COMPREPLY=($(compgen -f -- "$cur")); return ;;
         --orientation|--chart-type) COMPREPLY=($(compgen -W "1 2" -- "$cur")); return ;;
-        --width|--align|--order) return ;;
+        --width|--align|--order|--port) return ;;
     esac
 
     for ((i = 1; i < COMP_CWORD; i++)); do
         case ${COMP_WORDS[i]} in
-            --db-dir|--text|--html|--orientation|--chart-type|--width|--align|--order) ((i++)) ;;
+            --db-dir|--text|--html|--orientation|--chart-type|--width|--align|--order|--port) ((i++)) ;;
             -*) ;;
             *) command=${COMP_WORDS[i]}; break ;;
         esac
@@ -54,6 +54,7 @@ _rpl_toc() {
             set) own="--orientation --chart-type --width --align --order" ;;
             settings) own="--raw" ;;
             export) own="--text --html" ;;
+            view) own="--port --no-open" ;;
         esac
         COMPREPLY=($(compgen -W "$own $global" -- "$cur"))
         return

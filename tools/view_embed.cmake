@@ -1,9 +1,9 @@
 # Turns the viewer's web files into one C++ source: a byte array per file
 # and a lookup by file name.
-#   cmake -DWEB_DIR=tools/web -DOUTPUT=view_web_files.cpp -P view_embed.cmake
+#   cmake -DWEB_DIR=tools/web -DFILES=index.html,js/main.js -DOUTPUT=view_web_files.cpp -P view_embed.cmake
 # Byte arrays rather than string literals: no delimiter can clash with the
 # files' content, and the bytes reach the browser exactly as written.
-file(GLOB_RECURSE files RELATIVE ${WEB_DIR} ${WEB_DIR}/*)
+string(REPLACE "," ";" files "${FILES}")
 list(SORT files)
 
 set(arrays "")
