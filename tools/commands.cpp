@@ -1,10 +1,6 @@
 #include "tools/commands.h"
 
-#include <sys/stat.h>
-
 #include <algorithm>
-#include <cerrno>
-#include <cstdio>
 #include <iostream>
 
 #include "host/host_strings.h"
@@ -96,31 +92,6 @@ void check_saved(Session& session, const std::vector<const RPL_REPORT_SECTION*>&
     if (!reason.empty()) throw CommandError(kExitError, "the change was not saved: " + printable(reason));
 }
 
-// ---- Settings file ----------------------------------------------------------------
-
-struct SettingsFile {
-    std::string path;
-    bool exists = false;
-    std::string unreadable;  // why it cannot be read; empty when it can
-    std::string content;
-};
-
-SettingsFile settings_file(Session& session) {
-    SettingsFile out;
-    out.path = to_std(session.toc().get_settings_filename());
-    out.unreadable = unreadable_reason(out.path);
-    struct stat st;
-    out.exists = ::stat(out.path.c_str(), &st) == 0 || errno != ENOENT;
-    if (!out.exists || !out.unreadable.empty()) return out;
-    std::FILE* file = std::fopen(out.path.c_str(), "rb");
-    char buffer[65536];
-    std::size_t n;
-    while (file && (n = std::fread(buffer, 1, sizeof buffer, file)) > 0) out.content.append(buffer, n);
-    if (!file || std::ferror(file)) out.unreadable = "cannot be read";
-    if (file) std::fclose(file);
-    return out;
-}
-
 }  // namespace
 
 // ---- Commands -----------------------------------------------------------------------
@@ -204,22 +175,23 @@ int run_set(Session& session, const Output& output, const std::string& path, con
 }
 
 int run_settings(Session& session, const Output& output, bool raw) {
-    SettingsFile file = settings_file(session);
-    if (!file.unreadable.empty()) warn("the settings file cannot be read: " + file.path + ": " + file.unreadable);
+    std::string path = to_std(session.toc().get_settings_filename());
+    SettingsFileState file = settings_file_state(path);
+    if (!file.unreadable.empty()) warn("the settings file cannot be read: " + path + ": " + file.unreadable);
     bool shown = file.exists && file.unreadable.empty();
     if (output.json) {
-        Json members = {{"settings_file", file.path},
+        Json members = {{"settings_file", path},
                         {"exists", file.exists},
                         {"readable", file.unreadable.empty()},
                         {"content", shown ? Json(file.content) : Json()}};
         print_json(json_document(members));
     } else if (shown) {
-        std::cout << "settings file: " << printable(file.path) << '\n'
+        std::cout << "settings file: " << printable(path) << '\n'
                   << (raw ? file.content : printable_lines(file.content));
     } else if (file.exists) {
-        std::cout << "settings file: " << printable(file.path) << " cannot be read\n";
+        std::cout << "settings file: " << printable(path) << " cannot be read\n";
     } else {
-        std::cout << "settings file: " << printable(file.path) << " does not exist yet\n";
+        std::cout << "settings file: " << printable(path) << " does not exist yet\n";
     }
     return kExitOk;
 }

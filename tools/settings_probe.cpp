@@ -7,6 +7,7 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <cstdio>
 #include <cstring>
 
 #include "host/host_strings.h"
@@ -65,6 +66,21 @@ std::string unwritable_reason(const std::string& path) {
     struct rlimit limit;
     if (::getrlimit(RLIMIT_FSIZE, &limit) == 0 && limit.rlim_cur != RLIM_INFINITY) return system_reason(EFBIG);
     return "the file does not hold the change";
+}
+
+SettingsFileState settings_file_state(const std::string& path) {
+    SettingsFileState state;
+    struct stat info;
+    state.exists = stat(path.c_str(), &info) == 0 || (errno != ENOENT && errno != ENOTDIR);
+    state.unreadable = unreadable_reason(path);
+    if (!state.exists || !state.unreadable.empty()) return state;
+    std::FILE* file = std::fopen(path.c_str(), "rb");
+    char buffer[65536];
+    std::size_t n;
+    while (file && (n = std::fread(buffer, 1, sizeof buffer, file)) > 0) state.content.append(buffer, n);
+    if (!file || std::ferror(file)) state.unreadable = "cannot be read";
+    if (file) std::fclose(file);
+    return state;
 }
 
 }  // namespace rpl_toc

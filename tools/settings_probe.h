@@ -19,6 +19,14 @@ std::string unreadable_reason(const std::string& path);
 // the file for writing without truncating it and writes nothing.
 std::string unwritable_reason(const std::string& path);
 
+// The settings file as the user would find it on disk.
+struct SettingsFileState {
+    bool exists = false;
+    std::string unreadable;  // why the library cannot load it; empty when it can or no file is there
+    std::string content;     // its bytes, when it exists and can be read
+};
+SettingsFileState settings_file_state(const std::string& path);
+
 }  // namespace rpl_toc
 
 #endif

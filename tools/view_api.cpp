@@ -1,11 +1,7 @@
 #include "tools/view_api.h"
 
-#include <sys/stat.h>
-
 #include <cctype>
-#include <cerrno>
 #include <cstdint>
-#include <cstdio>
 #include <set>
 #include <vector>
 
@@ -128,29 +124,6 @@ SetRequest set_request(const InJson& request) {
     if (!out.has_orientation && !out.has_chart_type && out.widths.empty() && out.aligns.empty() && out.orders.empty())
         throw Refusal{400, "The request changes nothing; give orientation, chart_type, widths, aligns or orders."};
     return out;
-}
-
-// ---- settings file ----------------------------------------------------------------
-
-struct SettingsFileState {
-    bool exists = false;
-    std::string unreadable;  // why the library cannot load it; empty when it can or no file is there
-    std::string content;
-};
-
-SettingsFileState settings_file_state(const std::string& path) {
-    SettingsFileState state;
-    struct stat info;
-    state.exists = stat(path.c_str(), &info) == 0 || (errno != ENOENT && errno != ENOTDIR);
-    state.unreadable = unreadable_reason(path);
-    if (!state.exists || !state.unreadable.empty()) return state;
-    std::FILE* file = std::fopen(path.c_str(), "rb");
-    char buffer[65536];
-    std::size_t n;
-    while (file && (n = std::fread(buffer, 1, sizeof buffer, file)) > 0) state.content.append(buffer, n);
-    if (!file || std::ferror(file)) state.unreadable = "cannot be read";
-    if (file) std::fclose(file);
-    return state;
 }
 
 std::string file_stem(const std::string& name) {
