@@ -77,6 +77,13 @@ void add_subtree(const RPL_REPORT_SECTION& section, std::vector<const RPL_REPORT
             if (child) add_subtree(*child, out);
 }
 
+void check_saved(Session& session, const std::vector<const RPL_REPORT_SECTION*>& changed) {
+    std::string reason = unsaved_reason(session, changed);
+    if (!reason.empty()) throw CommandError(kExitError, "the change was not saved: " + printable(reason));
+}
+
+}  // namespace
+
 // A mark writes every section of the subtree and recomputes every ancestor.
 std::vector<const RPL_REPORT_SECTION*> marked_sections(const std::vector<RPL_REPORT_SECTION*>& roots) {
     std::vector<const RPL_REPORT_SECTION*> out;
@@ -86,13 +93,6 @@ std::vector<const RPL_REPORT_SECTION*> marked_sections(const std::vector<RPL_REP
     }
     return out;
 }
-
-void check_saved(Session& session, const std::vector<const RPL_REPORT_SECTION*>& changed) {
-    std::string reason = unsaved_reason(session, changed);
-    if (!reason.empty()) throw CommandError(kExitError, "the change was not saved: " + printable(reason));
-}
-
-}  // namespace
 
 // ---- Commands -----------------------------------------------------------------------
 

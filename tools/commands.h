@@ -81,6 +81,9 @@ void change_settings(RPL_REPORT_SECTION& section, const SetRequest& request);
 // After a change: empty when the settings file now holds what the library meant to write for `changed`
 // (loaded again and compared key by key), otherwise the reason, "FILE: Permission denied" and the like.
 std::string unsaved_reason(Session& session, const std::vector<const RPL_REPORT_SECTION*>& changed);
+// What marking `roots` writes: every section of each subtree, and every
+// ancestor, which the marking recomputes.
+std::vector<const RPL_REPORT_SECTION*> marked_sections(const std::vector<RPL_REPORT_SECTION*>& roots);
 
 int run_show(Session& session, const Output& output, bool paths);
 int run_list(Session& session, const Output& output, bool all);

@@ -2,7 +2,6 @@
 
 #include <cctype>
 #include <cstdint>
-#include <set>
 #include <vector>
 
 #include "tools/section_info.h"
@@ -51,25 +50,6 @@ InJson body_object(const std::string& body, std::initializer_list<const char*> m
         if (!known) throw Refusal{400, "The request has an unknown member " + quoted(member.key()) + "."};
     }
     return document;
-}
-
-// ---- mark -----------------------------------------------------------------------
-
-void add_subtree(const RPL_REPORT_SECTION* section, std::set<const RPL_REPORT_SECTION*>& out) {
-    out.insert(section);
-    if (!section->m_children) return;
-    for (const RPL_REPORT_SECTION* child : *section->m_children)
-        if (child) add_subtree(child, out);
-}
-
-// What a mark writes: the subtree it sets and every ancestor it recomputes.
-std::vector<const RPL_REPORT_SECTION*> marked_sections(const std::vector<RPL_REPORT_SECTION*>& roots) {
-    std::set<const RPL_REPORT_SECTION*> all;
-    for (const RPL_REPORT_SECTION* root : roots) {
-        add_subtree(root, all);
-        for (const RPL_REPORT_SECTION* p = root->m_parent; p; p = p->m_parent) all.insert(p);
-    }
-    return std::vector<const RPL_REPORT_SECTION*>(all.begin(), all.end());
 }
 
 // ---- set ------------------------------------------------------------------------
