@@ -66,14 +66,6 @@ struct stat stat_of(const std::string& path) {
 }
 mode_t mode_of(const std::string& path) { return stat_of(path).st_mode & 07777; }
 
-// Unmarks a section of a TOC just built: a load of the settings file, and
-// saves when the load succeeded.
-void unmark(const char* path) {
-    RPL_REPORT_TOC toc(kType, to_rpl(kName));
-    toc.generate_toc(true);
-    toc.section_exists(to_rpl(path))->set_marked_for_output(false);
-}
-
 // ---- Every way of saving, with and without room ------------------------------------
 
 // What a save of two blocks holding `value` writes, straight through the
@@ -260,7 +252,9 @@ TEST_F(FaultInjection, SettingsFileItsUserMayNotWriteIsLeftAsItIs) {
                       bool loaded = file.read_from_disk();
                       file.set_value_str("||R||X", "OUTPUT_SECTION", "0");
                       bool saved = file.write_to_disk();
-                      unmark("||R||X");
+                      RPL_REPORT_TOC toc(kType, to_rpl(kName));  // a load, and saves after it
+                      toc.generate_toc(true);
+                      toc.section_exists("||R||X")->set_marked_for_output(false);
                       return loaded && !saved && file.m_sections.empty();
                   }),
                   0)

@@ -230,21 +230,16 @@ TEST_F(RplTocCli, ShowJsonHoldsEverySectionInIndexOrderWithItsKindsValues) {
         "settings_changed": false, "columns": 5, "widths": [], "alignments": [], "order": [],
         "row_test_failed": true})json"));
 
-    // Every other kind has the common keys and exactly its own.
-    const char* const common[] = {"path",    "name",        "kind",   "object_type", "depth",           "marked",
-                                  "marking", "orientation", "header", "footer",      "settings_changed"};
-    for (const auto& [path, kind, own] : std::vector<std::tuple<std::string, std::string, json>>{
-             {"||Design Flow", "folder", json::object()},
-             {"||Design Flow||Flow Summary", "summary", json::object()},
-             {"||Design Flow||Timing||Slack Histogram", "chart", {{"chart_type", 1}}},
-             {"||Design Flow||Timing||Timing Margins", "gauges", {{"percentages", {true, true, false}}}},
-             {"||Design Flow||Messages||Warnings", "text", {{"html", true}}},
-             {"||Design Flow||Floorplan", "embedded", {{"embedded_type", 1}, {"info", "floorplan.png, 1600 x 1200"}}},
+    // Each kind's own values; which keys each kind has is pinned by the JSON Schema's check.
+    for (const auto& [path, own] : std::vector<std::pair<std::string, json>>{
+             {"||Design Flow||Timing||Slack Histogram", {{"kind", "chart"}, {"chart_type", 1}}},
+             {"||Design Flow||Timing||Timing Margins", {{"kind", "gauges"}, {"percentages", {true, true, false}}}},
+             {"||Design Flow||Messages||Warnings", {{"kind", "text"}, {"html", true}}},
+             {"||Design Flow||Floorplan",
+              {{"kind", "embedded"}, {"embedded_type", 1}, {"info", "floorplan.png, 1600 x 1200"}}},
+             {"||Design Flow||Flow Summary", {{"kind", "summary"}, {"object_type", 7}}},
          }) {
-        json rest = section_at(tree, path);
-        EXPECT_EQ(rest.at("kind"), kind) << path;
-        for (const char* key : common) EXPECT_EQ(rest.erase(key), 1u) << path << " lacks " << key;
-        EXPECT_EQ(rest, own) << path;
+        for (const auto& [key, value] : own.items()) EXPECT_EQ(section_at(tree, path).at(key), value) << path;
     }
     // A freshly built chart counts as changed; the report's chart type 2
     // gave way above to the absent settings' type 1.
@@ -257,12 +252,10 @@ TEST_F(RplTocCli, FindNextAndPrevPrintTheSectionOrExitOne) {
         "path:          ||R||F||C1\nname:          C1\nkind:          chart (object type 5)\ndepth:         2\n"
         "marked:        yes (subtree: all)\norientation:   1\nheader:        \nfooter:        \n"
         "chart type:    1\nsettings:      changed\n";
-    // Paths match exactly; next and prev step over folders. "" : nothing found.
+    // Stepping passes over folders. "": nothing found.
     for (const auto& [command, path, out] : std::vector<std::tuple<std::string, std::string, std::string>>{
-             {"find", "||R||F||C1", c1},         {"find", "R||F||C1", ""},         {"find", "||r||F||C1", ""},
-             {"find", "||R||F||C1||", ""},       {"next", "||R", "||R||T1\n"},     {"next", "||R||F", "||R||F||C1\n"},
-             {"next", "||R||F||C1", "||R||X1\n"}, {"next", "||R||X1", ""},         {"next", "||r||T1", ""},
-             {"prev", "||R||X1", "||R||F||C1\n"}, {"prev", "||R||F||C1", "||R||T1\n"}, {"prev", "||R||T1", ""}}) {
+             {"find", "||R||F||C1", c1},           {"find", "R||F||C1", ""},    {"next", "||R||F||C1", "||R||X1\n"},
+             {"next", "||R||X1", ""}, {"prev", "||R||F||C1", "||R||T1\n"}, {"prev", "||R||T1", ""}}) {
         SCOPED_TRACE(command + " " + path);
         Result r = toc({command, small_, path});
         EXPECT_EQ(r.code, out.empty() ? 1 : 0);
@@ -413,11 +406,6 @@ TEST_F(RplTocCli, SetChangesLayoutAndTheNextRunReadsItBack) {
 // list held in full changes one column at a time.
 TEST_F(RplTocCli, ColumnListsChangeOneColumnAtATimeOnceStoredInFull) {
     const std::string slack = "||Design Flow||Timing||Setup Slack";  // 5 columns
-    Result refused = toc({"set", flow_, slack, "--width", "0=120"});
-    EXPECT_EQ(refused.code, 2);
-    EXPECT_EQ(refused.err, "rpl-toc: error: --width '0=120': widths are stored only when every column has one; "
-                           "give --width for columns 1, 2, 3, 4 too\n");
-    EXPECT_FALSE(file_exists(db_.file("design_flow@compilation.rplset")));
     for (const Args& options : std::vector<Args>{
              {"--width", "0=120", "--width", "1=80", "--width", "2=60", "--width", "3=60", "--width", "4=50",
               "--align", "4=R"},

@@ -140,7 +140,6 @@ TEST_F(ViewerHttp, RefusesWhatDoesNotComeFromItsOwnPage) {
         {"a width that is no number", "POST", "/api/set", R"({"path": "||R||T1", "widths": [[0, "wide"]]})", {}, 400},
         {"an alignment that is no letter", "POST", "/api/set",
          R"({"path": "||R||T1", "aligns": [[0, "X"], [1, "L"], [2, "L"]]})", {}, 400},
-        {"columns of a chart", "POST", "/api/set", R"({"path": "||R||F||C1", "widths": [[0, 1]]})", {}, 400},
         {"a third orientation", "POST", "/api/set", R"({"path": "||R||T1", "orientation": 3})", {}, 400},
         {"nothing to change", "POST", "/api/set", R"({"path": "||R||T1"})", {}, 400},
     };
@@ -243,10 +242,8 @@ TEST_F(ViewerHttp, SetWritesTheColumnsAndOrientation) {
               "[||R||T1]\nCOLUMN_ORDER=0,2,1,\nCOLUMN_WIDTHS=120L,80R,60L,\nOUTPUT_SECTION=1\nPAGE_ORIENTATION=1\n");
     call_json("POST", "/api/set", R"({"path": "||R||F||C1", "chart_type": 2})");
     EXPECT_NE(settings().find("[||R||F||C1]\nCHART_TYPE=1\nOUTPUT_SECTION=1\nPAGE_ORIENTATION=0\n"), std::string::npos);
-    json table = json::parse(call("GET", "/api/section?path=%7C%7CR%7C%7CT1").body);
-    EXPECT_EQ(table["widths"], json({120, 80, 60}));
-    EXPECT_EQ(table["alignments"], json({"L", "R", "L"}));
-    EXPECT_EQ(table["orientation"], 2);
+    json t1 = json::parse(call("GET", "/api/section?path=%7C%7CR%7C%7CT1").body);
+    EXPECT_EQ(json({t1["widths"], t1["alignments"], t1["orientation"]}), json::parse(R"([[120, 80, 60], ["L", "R", "L"], 2])"));
 }
 
 TEST_F(ViewerHttp, ReloadShowsWhatAnotherProgramWroteToTheSettingsFile) {
@@ -356,7 +353,6 @@ TEST_F(ViewerServer, RefusesAtTheTransportServesOnAndEndsCleanlyOnASignal) {
         auto toc = client.Get("/api/toc", token);
         ASSERT_EQ(status_of(toc), 200);
         EXPECT_EQ(json::parse(toc->body)["report"], "small");
-        EXPECT_EQ(status_of(client.Get("/?token=" + server.token)), 303);  // follows no redirect
         kill(server.pid, signal);
         EXPECT_EQ(wait_exit(server.pid), 0);
     }
