@@ -5,7 +5,6 @@
 // database directory and loads again.
 #include "support/test_support.h"
 
-#include <algorithm>
 #include <climits>
 #include <cstdint>
 #include <filesystem>
@@ -18,15 +17,6 @@ namespace {
 class BadReports : public HostTest {};
 
 const RDB_REPORT_TYPE kType = RDB_REPORT_TIMING;
-
-std::vector<std::string> entries(const std::string& dir) {
-    std::vector<std::string> names;
-    for (const auto& e : fs::directory_iterator(dir)) names.push_back(e.path().filename().string());
-    std::sort(names.begin(), names.end());
-    return names;
-}
-
-RPL_REPORT_SECTION* find(RPL_REPORT_TOC& toc, const std::string& path) { return toc.section_exists(to_rpl(path)); }
 
 template <class V>
 std::vector<typename V::value_type> items(const V& v) { return {v.begin(), v.end()}; }
@@ -56,15 +46,15 @@ TEST_F(BadReports, ReportNamesKeepTheSettingsFileInsideTheDatabaseDirectory) {
             RPL_REPORT_TOC toc(kType, to_rpl(name));
             EXPECT_EQ(fs::path(to_std(toc.get_settings_filename())).parent_path().string(), db_dir);
             toc.generate_toc(true);
-            find(toc, "||R||X")->set_marked_for_output(false);
+            find_section(toc, "||R||X")->set_marked_for_output(false);
         }
         RPL_REPORT_TOC again(kType, to_rpl(name));
         again.generate_toc(true);
-        EXPECT_FALSE(find(again, "||R||X")->m_marked_for_output) << "the saved mark loads again";
+        EXPECT_FALSE(find_section(again, "||R||X")->m_marked_for_output) << "the saved mark loads again";
     }
-    EXPECT_EQ(entries(db_dir).size(), names.size()) << "one file per report, none shared";
-    EXPECT_EQ(entries(outer), std::vector<std::string>{"db"});
-    EXPECT_EQ(entries(db_->path()), std::vector<std::string>{"outer"});
+    EXPECT_EQ(entries_of(db_dir).size(), names.size()) << "one file per report, none shared";
+    EXPECT_EQ(entries_of(outer), std::vector<std::string>{"db"});
+    EXPECT_EQ(entries_of(db_->path()), std::vector<std::string>{"outer"});
 }
 
 TEST_F(BadReports, HugeNamesAndColumnCountsAreKeptWhole) {
@@ -84,7 +74,7 @@ TEST_F(BadReports, HugeNamesAndColumnCountsAreKeptWhole) {
     RPL_REPORT_TOC toc(kType, to_rpl("huge"));
     toc.generate_toc(true);
     ASSERT_EQ(index_paths(toc), (std::vector<std::string>{"||R", table_path, "||R||" + chart_name}));
-    RPL_TABLE* table = find(toc, table_path)->dynamic_cast_to_RPL_TABLE();
+    RPL_TABLE* table = find_section(toc, table_path)->dynamic_cast_to_RPL_TABLE();
     EXPECT_EQ(table->m_num_columns, UINT32_MAX);
     EXPECT_EQ(items(table->m_column_width), (std::vector<int>{10, 20}));
     EXPECT_EQ(items(table->m_display_column), (std::vector<int>{1, 0}));
@@ -119,14 +109,14 @@ TEST_F(BadReports, OddObjectsAndMalformedValuesStillGiveATreeAndALoadableFile) {
                                         "||R||X", "||R||C", "||R||T"}));
     EXPECT_EQ(internal_error_conditions(), (std::vector<std::string>{"table_object != NULL"}));
 
-    RPL_REPORT_SECTION* text = find(toc, "||R||X");
+    RPL_REPORT_SECTION* text = find_section(toc, "||R||X");
     EXPECT_FALSE(text->m_marked_for_output) << "\"yes\" is no number";
     EXPECT_EQ(text->m_page_orientation, 1) << "a number beyond int is clamped, not 1";
-    RPL_CHART* chart = find(toc, "||R||C")->dynamic_cast_to_RPL_CHART();
+    RPL_CHART* chart = find_section(toc, "||R||C")->dynamic_cast_to_RPL_CHART();
     EXPECT_EQ(chart->m_chart_type, 2) << "an unknown stored type leaves the report's";
     EXPECT_TRUE(chart->m_marked_for_output) << "an empty value reads as absent";
     EXPECT_EQ(chart->m_page_orientation, 2) << "the number at the start counts";
-    RPL_TABLE* table = find(toc, "||R||T")->dynamic_cast_to_RPL_TABLE();
+    RPL_TABLE* table = find_section(toc, "||R||T")->dynamic_cast_to_RPL_TABLE();
     EXPECT_TRUE(table->m_marked_for_output);
     EXPECT_EQ(items(table->m_column_width), (std::vector<int>{0, 0, 0, 5, 0, -3}));
     EXPECT_EQ(items(table->m_column_alignment),
@@ -135,8 +125,8 @@ TEST_F(BadReports, OddObjectsAndMalformedValuesStillGiveATreeAndALoadableFile) {
     EXPECT_EQ(items(table->m_display_column), (std::vector<int>{0, 0, INT_MAX, -4}));
 
     // Marking the whole odd tree saves a file that loads again.
-    find(toc, "||R")->set_marked_for_output(false);
-    EXPECT_EQ(find(toc, "||R")->get_num_marked_for_output(), 0);
+    find_section(toc, "||R")->set_marked_for_output(false);
+    EXPECT_EQ(find_section(toc, "||R")->get_num_marked_for_output(), 0);
     RPL_REPORT_SETTINGS_FILE settings;
     settings.m_filename = to_rpl(file);
     EXPECT_TRUE(settings.read_from_disk());

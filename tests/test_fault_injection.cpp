@@ -40,13 +40,6 @@ const char* const kName = "timing";
 // any rewrite of it shows.
 const std::string kOldText = "stray line\n[||R||X]\nPAGE_ORIENTATION=0\nOUTPUT_SECTION=1\n";
 
-std::vector<std::string> entries(const std::string& dir) {
-    std::vector<std::string> names;
-    for (const auto& e : fs::directory_iterator(dir)) names.push_back(e.path().filename().string());
-    std::sort(names.begin(), names.end());
-    return names;
-}
-
 class FaultInjection : public HostTest {
 protected:
     void SetUp() override {
@@ -58,7 +51,7 @@ protected:
         path_ = settings_path(kType, kName);
         base_ = fs::path(path_).filename().string();
     }
-    std::vector<std::string> db_entries() const { return entries(db_->path()); }
+    std::vector<std::string> db_entries() const { return entries_of(db_->path()); }
     void kill_while_saving(const char* way, bool in_place);
 
     std::string path_;  // the report's settings file
@@ -73,42 +66,17 @@ struct stat stat_of(const std::string& path) {
 }
 mode_t mode_of(const std::string& path) { return stat_of(path).st_mode & 07777; }
 
-// What save_store writes: two blocks with the two base keys.
-std::string store_text(const char* mark) {
-    return std::string("[||R||a]\nOUTPUT_SECTION=") + mark + "\nPAGE_ORIENTATION=0\n[||R||b]\nOUTPUT_SECTION=" + mark +
-           "\nPAGE_ORIENTATION=0\n";
-}
-
-// Saves that store straight through the settings-file object; returns
-// write_to_disk's result.
-bool save_store(const std::string& path, const char* mark) {
-    RPL_REPORT_SETTINGS_FILE file;
-    file.m_filename = to_rpl(path);
-    for (const char* section : {"||R||a", "||R||b"}) {
-        file.set_value_str(section, "OUTPUT_SECTION", mark);
-        file.set_value_str(section, "PAGE_ORIENTATION", "0");
-    }
-    return file.write_to_disk();
-}
-
-// Unmarks a section of a TOC just built: a load of the settings file, and
-// saves when the load succeeded.
-void unmark(const char* path) {
-    RPL_REPORT_TOC toc(kType, to_rpl(kName));
-    toc.generate_toc(true);
-    toc.section_exists(to_rpl(path))->set_marked_for_output(false);
-}
-
 // ---- Every way of saving, with and without room ------------------------------------
 
-// What a save of one block with a value of `length` bytes writes.
-std::string value_text(std::size_t length) { return "[||R||A]\nV=" + std::string(length, 'n') + "\n"; }
+// What a save of two blocks holding `value` writes, straight through the
+// settings-file object.
+std::string value_text(const std::string& value) { return "[||R||A]\nV=" + value + "\n[||R||B]\nV=" + value + "\n"; }
 
-void save_value(const std::string& path, std::size_t length) {
+bool save_value(const std::string& path, const std::string& value) {
     RPL_REPORT_SETTINGS_FILE file;
     file.m_filename = to_rpl(path);
-    file.set_value_str("||R||A", "V", to_rpl(std::string(length, 'n')));
-    file.write_to_disk();
+    for (const char* section : {"||R||A", "||R||B"}) file.set_value_str(section, "V", to_rpl(value));
+    return file.write_to_disk();
 }
 
 // A file of `size` bytes the library would not write, so a rewrite shows.
@@ -148,7 +116,7 @@ struct ROOM {
     bool fits;          // the new text is saved
 };
 
-// Saves a text of room.new_size bytes over a file of room.old_size bytes in
+// Saves a text of about room.new_size bytes over a file of room.old_size bytes in
 // `dir`, the way `way` has it, with SIGXFSZ ignored and the size limit set.
 // Expects the new text, or the old one where there is no room, byte for
 // byte, and no other file in `dir` than before. Empties `dir` afterwards.
@@ -156,12 +124,12 @@ void save_and_check(const std::string& dir, const SAVE_WAY& way, const ROOM& roo
                     const std::function<void()>& fill_disk = {}) {
     SCOPED_TRACE(std::string(way.name) + ", " + room.name);
     const std::string file = dir + "/settings.rplset";
-    const std::string old = old_text(room.old_size);
+    const std::string old = old_text(room.old_size), value(room.new_size / 2, 'n');
     ASSERT_EQ(::chmod(dir.c_str(), 0777), 0);
     write_file(file, old);
     way.prepare(dir, file);
     if (fill_disk) fill_disk();
-    const std::vector<std::string> names = entries(dir);
+    const std::vector<std::string> names = entries_of(dir);
     const ino_t inode = stat_of(file).st_ino;
 
     EXPECT_EQ(run_in_child(
@@ -169,12 +137,12 @@ void save_and_check(const std::string& dir, const SAVE_WAY& way, const ROOM& roo
                       ::signal(SIGXFSZ, SIG_IGN);
                       struct rlimit limit = {room.size_limit, room.size_limit};
                       if (::setrlimit(RLIMIT_FSIZE, &limit) != 0) return false;
-                      save_value(file, room.new_size);
+                      save_value(file, value);
                       return true;
                   },
                   way.as_nobody),
               0);
-    const std::string expected = room.fits ? value_text(room.new_size) : old;
+    const std::string expected = room.fits ? value_text(value) : old;
     const std::string text = read_file(file);
     EXPECT_TRUE(text == expected) << text.size() << " bytes, not " << expected.size();
     const bool same_file = stat_of(file).st_ino == inode;
@@ -182,10 +150,10 @@ void save_and_check(const std::string& dir, const SAVE_WAY& way, const ROOM& roo
     if (file_exists(dir + "/link")) {
         EXPECT_TRUE(read_file(dir + "/link") == text) << "both names show one file";
     }
-    EXPECT_EQ(entries(dir), names) << "no temporary file is left";
+    EXPECT_EQ(entries_of(dir), names) << "no temporary file is left";
 
     ::chmod(dir.c_str(), 0777);
-    for (const std::string& name : entries(dir)) fs::remove(dir + "/" + name);
+    for (const std::string& name : entries_of(dir)) fs::remove(dir + "/" + name);
 }
 
 // Values of every extended attribute the file has, by name.
@@ -237,14 +205,8 @@ TEST_F(FaultInjection, EveryWayOfSavingOnAFullDiskKeepsTheOldFile) {
         ::mount("tmpfs", dir.c_str(), "tmpfs", 0, "size=256k") != 0)
         GTEST_SKIP() << "no file system of a set size can be mounted here: " << std::strerror(errno);
     // Every block taken but those the old file holds.
-    auto fill_disk = [&] {
-        std::string chunk(4096, 'f');
-        FILE* filler = std::fopen((dir + "/filler").c_str(), "wb");
-        while (std::fwrite(chunk.data(), 1, chunk.size(), filler) == chunk.size() && std::fflush(filler) == 0) {
-        }
-        std::fclose(filler);
-    };
-    for (const SAVE_WAY& way : kWays) save_and_check(dir, way, {"full disk", 100, 64 * 1024, RLIM_INFINITY, false}, fill_disk);
+    for (const SAVE_WAY& way : kWays)
+        save_and_check(dir, way, {"full disk", 100, 64 * 1024, RLIM_INFINITY, false}, [&] { fill_up(dir + "/filler"); });
     ::umount2(dir.c_str(), MNT_DETACH);
 }
 
@@ -256,8 +218,8 @@ TEST_F(FaultInjection, ExtendedAttributesAndTheAclComeAlongOrTheFileIsWrittenInP
     const bool with_acl = ::setxattr(path_.c_str(), "system.posix_acl_access", acl.data(), acl.size(), 0) == 0;
     const auto before = attributes(path_);
     ino_t inode = stat_of(path_).st_ino;
-    EXPECT_TRUE(save_store(path_, "1"));
-    EXPECT_EQ(read_file(path_), store_text("1"));
+    EXPECT_TRUE(save_value(path_, "1"));
+    EXPECT_EQ(read_file(path_), value_text("1"));
     EXPECT_NE(stat_of(path_).st_ino, inode) << "replaced";
     EXPECT_EQ(attributes(path_), before);
     EXPECT_EQ(before.count("system.posix_acl_access"), with_acl ? 1u : 0u);
@@ -269,8 +231,8 @@ TEST_F(FaultInjection, ExtendedAttributesAndTheAclComeAlongOrTheFileIsWrittenInP
         GTEST_SKIP() << "no security attributes on " << db_->path() << ": " << std::strerror(errno);
     const auto owned = attributes(path_);
     inode = stat_of(path_).st_ino;
-    EXPECT_EQ(run_as_nobody([&] { return save_store(path_, "0"); }), 0);
-    EXPECT_EQ(read_file(path_), store_text("0"));
+    EXPECT_EQ(run_as_nobody([&] { return save_value(path_, "0"); }), 0);
+    EXPECT_EQ(read_file(path_), value_text("0"));
     EXPECT_EQ(stat_of(path_).st_ino, inode) << "written in place";
     EXPECT_EQ(attributes(path_), owned);
     EXPECT_EQ(db_entries(), std::vector<std::string>{base_});
@@ -290,7 +252,9 @@ TEST_F(FaultInjection, SettingsFileItsUserMayNotWriteIsLeftAsItIs) {
                       bool loaded = file.read_from_disk();
                       file.set_value_str("||R||X", "OUTPUT_SECTION", "0");
                       bool saved = file.write_to_disk();
-                      unmark("||R||X");
+                      RPL_REPORT_TOC toc(kType, to_rpl(kName));  // a load, and saves after it
+                      toc.generate_toc(true);
+                      toc.section_exists("||R||X")->set_marked_for_output(false);
                       return loaded && !saved && file.m_sections.empty();
                   }),
                   0)
@@ -303,7 +267,7 @@ TEST_F(FaultInjection, SettingsFileItsUserMayNotWriteIsLeftAsItIs) {
     }
     // No file yet, and none may be made in the directory.
     ASSERT_EQ(::chmod(db_->path().c_str(), 0755), 0);
-    EXPECT_EQ(run_as_nobody([&] { return !save_store(path_, "1"); }), 0);
+    EXPECT_EQ(run_as_nobody([&] { return !save_value(path_, "1"); }), 0);
     EXPECT_EQ(db_entries(), std::vector<std::string>{});
 }
 
@@ -315,11 +279,11 @@ TEST_F(FaultInjection, SymbolicLinksStayAndTheirTargetReceivesTheText) {
     write_file(real, kOldText);
     fs::create_symlink("middle", path_);
     fs::create_symlink(real, db_->file("middle"));
-    EXPECT_TRUE(save_store(path_, "0"));
+    EXPECT_TRUE(save_value(path_, "0"));
     EXPECT_EQ(fs::read_symlink(path_).string(), "middle");
     EXPECT_EQ(fs::read_symlink(db_->file("middle")).string(), real);
-    EXPECT_EQ(read_file(real), store_text("0"));
-    EXPECT_EQ(entries(elsewhere), std::vector<std::string>{"real.rplset"});
+    EXPECT_EQ(read_file(real), value_text("0"));
+    EXPECT_EQ(entries_of(elsewhere), std::vector<std::string>{"real.rplset"});
     EXPECT_EQ(db_entries(), (std::vector<std::string>{"elsewhere", "middle", base_}));
 
     // A device behind a link is written to, not replaced.
@@ -327,7 +291,7 @@ TEST_F(FaultInjection, SymbolicLinksStayAndTheirTargetReceivesTheText) {
     if (::mknod(device.c_str(), S_IFCHR | 0666, makedev(1, 3)) != 0) GTEST_SKIP() << "cannot make a device node";
     fs::remove(path_);
     fs::create_symlink(device, path_);
-    save_store(path_, "1");
+    save_value(path_, "1");
     EXPECT_TRUE(S_ISCHR(stat_of(device).st_mode));
     EXPECT_EQ(fs::read_symlink(path_).string(), device);
     EXPECT_EQ(db_entries(), (std::vector<std::string>{"elsewhere", "middle", "null-device", base_}));
@@ -340,8 +304,8 @@ TEST_F(FaultInjection, SavingKeepsPermissionBitsAndOwnerAndGivesNewFilesTheUmask
         write_file(path_, kOldText);
         ASSERT_EQ(::chown(path_.c_str(), nobody().pw_uid, nobody().pw_gid), 0);
         ASSERT_EQ(::chmod(path_.c_str(), mode), 0);
-        EXPECT_TRUE(save_store(path_, "1")) << "root may write any file and hand it back to its owner";
-        EXPECT_EQ(read_file(path_), store_text("1"));
+        EXPECT_TRUE(save_value(path_, "1")) << "root may write any file and hand it back to its owner";
+        EXPECT_EQ(read_file(path_), value_text("1"));
         EXPECT_EQ(mode_of(path_), mode);
         EXPECT_EQ(stat_of(path_).st_uid, nobody().pw_uid);
         EXPECT_EQ(db_entries(), std::vector<std::string>{base_});
@@ -350,7 +314,7 @@ TEST_F(FaultInjection, SavingKeepsPermissionBitsAndOwnerAndGivesNewFilesTheUmask
 
     for (const auto& u : {std::pair<mode_t, mode_t>{022, 0644}, {077, 0600}}) {
         mode_t previous = ::umask(u.first);
-        EXPECT_TRUE(save_store(path_, "1"));
+        EXPECT_TRUE(save_value(path_, "1"));
         ::umask(previous);
         EXPECT_EQ(mode_of(path_), u.second) << "umask " << u.first;
         fs::remove(path_);
@@ -366,14 +330,7 @@ void FaultInjection::kill_while_saving(const char* way, bool in_place) {
     // Few sections with long values: cheap to build, long to write, so that
     // many kills land inside the write.
     const std::string value_o(1 << 20, 'o'), value_n(1 << 20, 'n');
-    auto save_big = [&](const std::string& value) {
-        RPL_REPORT_SETTINGS_FILE file;
-        file.m_filename = to_rpl(path_);
-        for (const char* section : {"||R||A", "||R||B"}) file.set_value_str(section, "V", to_rpl(value));
-        return file.write_to_disk();
-    };
-    const std::string old_text = "[||R||A]\nV=" + value_o + "\n[||R||B]\nV=" + value_o + "\n";
-    const std::string new_text = "[||R||A]\nV=" + value_n + "\n[||R||B]\nV=" + value_n + "\n";
+    const std::string old_text = value_text(value_o), new_text = value_text(value_n);
     // `first` overwritten by `second` from the start up to some byte.
     auto overwritten = [](const std::string& text, const std::string& first, const std::string& second) {
         std::size_t k = 0;
@@ -398,7 +355,7 @@ void FaultInjection::kill_while_saving(const char* way, bool in_place) {
         if (pid == 0) {
             ::close(report[0]);
             for (int i = 0;; ++i)
-                if (!save_big(i % 2 ? value_o : value_n) || ::write(report[1], "s", 1) != 1) ::_exit(1);
+                if (!save_value(path_, i % 2 ? value_o : value_n) || ::write(report[1], "s", 1) != 1) ::_exit(1);
         }
         ::close(report[1]);
         char byte;

@@ -32,8 +32,6 @@ RDB_FOLDER_OBJECT* report() {
     return root;
 }
 
-RPL_REPORT_SECTION* at(RPL_REPORT_TOC& toc, const char* path) { return toc.section_exists(to_rpl(path)); }
-
 typedef std::function<void(RPL_REPORT_TOC&)> OPERATION;
 
 // The operations that load or save the settings file, each run on a TOC
@@ -45,13 +43,13 @@ const struct {
     OPERATION run;
 } kOperations[] = {
     {"generate_toc", [](RPL_REPORT_TOC&) {}},
-    {"unmark a leaf", [](RPL_REPORT_TOC& t) { at(t, "||R||F||X")->set_marked_for_output(false); }},
-    {"unmark the root", [](RPL_REPORT_TOC& t) { at(t, "||R")->set_marked_for_output(false); }},
-    {"set one folder", [](RPL_REPORT_TOC& t) { at(t, "||R||F")->internal_set_marked_for_output(false); }},
-    {"update from a leaf", [](RPL_REPORT_TOC& t) { at(t, "||R||F||C")->update_marked_for_output(); }},
+    {"unmark a leaf", [](RPL_REPORT_TOC& t) { find_section(t, "||R||F||X")->set_marked_for_output(false); }},
+    {"unmark the root", [](RPL_REPORT_TOC& t) { find_section(t, "||R")->set_marked_for_output(false); }},
+    {"set one folder", [](RPL_REPORT_TOC& t) { find_section(t, "||R||F")->internal_set_marked_for_output(false); }},
+    {"update from a leaf", [](RPL_REPORT_TOC& t) { find_section(t, "||R||F||C")->update_marked_for_output(); }},
     {"write a table after its setters",
      [](RPL_REPORT_TOC& t) {
-         RPL_TABLE* table = at(t, "||R||F||T")->dynamic_cast_to_RPL_TABLE();
+         RPL_TABLE* table = find_section(t, "||R||F||T")->dynamic_cast_to_RPL_TABLE();
          for (unsigned int i = 0; i < 3; ++i) table->set_column_width(i, 10);
          table->write_acf_settings();
      }},
@@ -67,10 +65,6 @@ bool run_on_fresh_toc(const OPERATION& op) {
     op(toc);
     for (RPL_REPORT_SECTION* s : toc.m_section_index) ok = ok && !s->read_acf_settings();
     return ok;
-}
-
-long entries(const std::string& directory) {
-    return std::distance(fs::directory_iterator(directory), fs::directory_iterator());
 }
 
 class NothingLost : public HostTest {
@@ -96,7 +90,7 @@ TEST_F(NothingLost, FileItsUserMayNotReadIsLeftByteForByte) {
         SCOPED_TRACE(op.what);
         EXPECT_EQ(run_as_nobody([&] { return run_on_fresh_toc(op.run); }), 0);
         EXPECT_EQ(read_file(path_), kUserText);
-        EXPECT_EQ(entries(db_->path()), 1);
+        EXPECT_EQ(entries_of(db_->path()).size(), 1u);
     }
     // Once it may read the file, the same user does rewrite it: the file
     // above was kept by the rule, not by a directory it could not reach.
@@ -141,7 +135,7 @@ TEST_F(NothingLost, WhatIsNotARegularFileIsNeitherReadNorReplaced) {
             SCOPED_TRACE(op.what);
             EXPECT_EQ(run_in_child([&] { return run_on_fresh_toc(op.run); }), 0);
             EXPECT_EQ(fs::status(path_).type(), c.type);
-            EXPECT_EQ(entries(db_->path()), 1);
+            EXPECT_EQ(entries_of(db_->path()).size(), 1u);
         }
         if (c.type == fs::file_type::directory) {
             EXPECT_EQ(read_file(path_ + "/inside"), kUserText);
@@ -161,15 +155,15 @@ TEST_F(NothingLost, BlocksWrittenByAnotherTocOfTheSameReportSurvive) {
     RPL_REPORT_TOC other(RDB_REPORT_TIMING, "r");
     other.generate_toc(true);
 
-    at(mine, "||R||F||X")->set_marked_for_output(false);
-    at(other, "||R||Z")->set_marked_for_output(false);
-    RPL_TABLE* other_table = at(other, "||R||F||T")->dynamic_cast_to_RPL_TABLE();
+    find_section(mine, "||R||F||X")->set_marked_for_output(false);
+    find_section(other, "||R||Z")->set_marked_for_output(false);
+    RPL_TABLE* other_table = find_section(other, "||R||F||T")->dynamic_cast_to_RPL_TABLE();
     for (unsigned int i = 0; i < 3; ++i) other_table->set_column_width(i, 7 + static_cast<int>(i));
     other_table->write_acf_settings();
 
     // This TOC's next operation keeps the other's blocks and keys, and the
     // other, which still holds X as marked, never wrote X.
-    at(mine, "||R||F||T")->set_marked_for_output(false);
+    find_section(mine, "||R||F||T")->set_marked_for_output(false);
     EXPECT_EQ(read_file(path_),
               "[||R]\nOUTPUT_SECTION=1\nPAGE_ORIENTATION=0\n"
               "[||R||F]\nOUTPUT_SECTION=1\nPAGE_ORIENTATION=0\n"

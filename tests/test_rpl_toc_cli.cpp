@@ -2,19 +2,13 @@
 // spawns the built binary and looks at its exit code, its stdout and stderr,
 // and the files it leaves.
 #include <fcntl.h>
-#include <grp.h>
 #include <linux/fs.h>
-#include <pwd.h>
 #include <sys/ioctl.h>
 #include <sys/mount.h>
-#include <sys/resource.h>
 #include <sys/stat.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <cerrno>
-#include <cstdio>
-#include <cstdlib>
 #include <cstring>
 #include <filesystem>
 #include <functional>
@@ -29,6 +23,7 @@
 
 #include <nlohmann/json.hpp>
 
+#include "support/rpl_toc.h"
 #include "support/test_support.h"
 
 #ifndef RPL_TOC_BINARY  // the tool is not built: every test skips
@@ -38,85 +33,13 @@
 #endif
 
 using nlohmann::json;
-using rpltest::read_file;
-using rpltest::TempDir;
-using rpltest::write_file;
+using namespace rpltest;
 namespace fs = std::filesystem;
 
 namespace {
 
-struct Result {
-    int code = -1;
-    std::string out, err;
-};
-
-// How the child runs, besides its arguments.
-struct Launch {
-    bool terminal = false;           // stdout on a pseudo-terminal
-    std::string locale = "C.UTF-8";  // LC_ALL
-    std::string input = "/dev/null";  // stdin
-    std::string cwd;                 // empty: the test's
-    long long fsize_limit = -1;      // RLIMIT_FSIZE in bytes; -1: none
-    bool as_nobody = false;          // as "nobody" when the suite runs as root, so permissions bind
-};
-
-void become_nobody() {
-    if (geteuid() != 0) return;
-    struct passwd* nobody = getpwnam("nobody");
-    if (setgroups(0, nullptr) != 0 || setgid(nobody ? nobody->pw_gid : 65534) != 0 ||
-        setuid(nobody ? nobody->pw_uid : 65534) != 0)
-        _exit(126);
-}
-
-[[noreturn]] void exec_child(const std::vector<std::string>& argv, const Launch& launch, int out_fd, int err_fd) {
-    int in_fd = open(launch.input.c_str(), O_RDONLY);
-    dup2(in_fd, STDIN_FILENO);
-    dup2(out_fd, STDOUT_FILENO);
-    dup2(err_fd, STDERR_FILENO);
-    unsetenv("NO_COLOR");
-    setenv("TERM", "xterm", 1);
-    setenv("LC_ALL", launch.locale.c_str(), 1);
-    if (!launch.cwd.empty() && chdir(launch.cwd.c_str()) != 0) _exit(125);
-    if (launch.fsize_limit >= 0) {
-        rlimit limit{static_cast<rlim_t>(launch.fsize_limit), static_cast<rlim_t>(launch.fsize_limit)};
-        setrlimit(RLIMIT_FSIZE, &limit);
-    }
-    if (launch.as_nobody) become_nobody();
-    std::vector<char*> args;
-    for (const std::string& a : argv) args.push_back(const_cast<char*>(a.c_str()));
-    args.push_back(nullptr);
-    execv(args[0], args.data());
-    _exit(127);
-}
-
-// Runs `argv` with stdout and stderr in files under `scratch`, or with
-// stdout on a pseudo-terminal.
-Result spawn(const std::vector<std::string>& argv, const std::string& scratch, const Launch& launch = {}) {
-    std::string out_path = scratch + "/stdout", err_path = scratch + "/stderr";
-    int err_fd = open(err_path.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
-    int master = launch.terminal ? posix_openpt(O_RDWR | O_NOCTTY) : -1;
-    if (launch.terminal && (grantpt(master) != 0 || unlockpt(master) != 0)) return {};
-    int out_fd = launch.terminal ? open(ptsname(master), O_RDWR | O_NOCTTY)
-                                 : open(out_path.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
-    pid_t pid = fork();
-    if (pid == 0) exec_child(argv, launch, out_fd, err_fd);
-    close(out_fd);
-    close(err_fd);
-    Result r;
-    char buffer[4096];
-    ssize_t n;
-    while (launch.terminal && (n = read(master, buffer, sizeof buffer)) > 0)  // until the child closes the terminal
-        r.out.append(buffer, static_cast<std::size_t>(n));
-    int status = 0;
-    waitpid(pid, &status, 0);
-    r.code = WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
-    if (launch.terminal)
-        close(master);
-    else
-        r.out = read_file(out_path);
-    r.err = read_file(err_path);
-    return r;
-}
+using Args = std::vector<std::string>;
+const char* const kAfterUnmarkF = kSmallAfterUnmarkF;
 
 // A failure as the tool promises it: exit 2, nothing on stdout, one line on
 // stderr in the tool's error form that contains `says`.
@@ -126,29 +49,6 @@ void expect_error(const Result& r, const std::string& says) {
     EXPECT_EQ(r.err.rfind("rpl-toc: error: ", 0), 0u) << r.err;
     EXPECT_EQ(r.err.find('\n'), r.err.size() - 1) << "one line: " << r.err;
     EXPECT_NE(r.err.find(says), std::string::npos) << r.err;
-}
-
-std::set<std::string> keys_of(const json& object) {
-    std::set<std::string> keys;
-    for (auto it = object.begin(); it != object.end(); ++it) keys.insert(it.key());
-    return keys;
-}
-
-const json& section_at(const json& toc, const std::string& path) {
-    for (const json& s : toc.at("sections"))
-        if (s.at("path") == path) return s;
-    static const json none;
-    ADD_FAILURE() << "no section " << path;
-    return none;
-}
-
-using Args = std::vector<std::string>;
-
-// The names in a directory, sorted.
-std::vector<std::string> entries_of(const std::string& dir) {
-    std::set<std::string> names;
-    for (const auto& entry : fs::directory_iterator(dir)) names.insert(entry.path().filename().string());
-    return {names.begin(), names.end()};
 }
 
 bool set_append_only(const std::string& path, bool on) {
@@ -161,22 +61,6 @@ bool set_append_only(const std::string& path, bool on) {
     close(fd);
     return done;
 }
-
-// Writes to `path` until the file system is full.
-void fill_up(const std::string& path) {
-    int fd = open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
-    std::string block(4096, 'x');
-    while (write(fd, block.data(), block.size()) > 0) {
-    }
-    close(fd);
-}
-
-// small.json's settings after "unmark ||R||F".
-const char* const kAfterUnmarkF =
-    "[||R]\nOUTPUT_SECTION=1\nPAGE_ORIENTATION=0\n"
-    "[||R||F]\nOUTPUT_SECTION=0\nPAGE_ORIENTATION=0\n"
-    "[||R||F||C1]\nCHART_TYPE=0\nOUTPUT_SECTION=0\nPAGE_ORIENTATION=0\n"
-    "[||R||F||G]\nOUTPUT_SECTION=0\nPAGE_ORIENTATION=0\n";
 
 class RplTocCli : public ::testing::Test {
 protected:
@@ -193,16 +77,11 @@ protected:
         args.insert(args.begin(), {"--db-dir", db_.path()});
         return raw(args, launch);
     }
-    // --json output; show and the commands that change something print the whole TOC.
     json toc_json(Args args) {
         args.insert(args.begin(), "--json");
         Result r = toc(args);
         EXPECT_EQ(r.code, 0) << r.err;
-        json j = json::parse(r.out);
-        if (std::set<std::string>{"show", "mark", "unmark", "set"}.count(args[1])) {
-            EXPECT_EQ(keys_of(j), (std::set<std::string>{"format", "report", "type", "settings_file", "sections"}));
-        }
-        return j;
+        return json::parse(r.out);
     }
     std::string report(const std::string& name, const std::string& text) {
         write_file(files_.file(name), text);
@@ -300,7 +179,10 @@ TEST_F(RplTocCli, BadReportFilesNameThePlaceOfTheFault) {
     EXPECT_EQ(deepest.code, 0) << deepest.err;
 }
 
-TEST_F(RplTocCli, ShowPrintsATreeColouredOnlyOnATerminal) {
+// Box characters only where the locale says UTF-8, colour only on a
+// terminal; kinds line up by display width, so a wide character takes two
+// columns.
+TEST_F(RplTocCli, ShowPrintsATreeThatFollowsTheLocaleAndTheTerminal) {
     ASSERT_EQ(toc({"unmark", small_, "||R||F||G"}).code, 0);
     Result r = toc({"show", small_});
     EXPECT_EQ(r.code, 0);
@@ -314,39 +196,24 @@ TEST_F(RplTocCli, ShowPrintsATreeColouredOnlyOnATerminal) {
               "│   └── [ ] G   folder\n"
               "└── [x] X1      text, plain\n"
               "[x] all marked for output   [~] partly   [ ] none\n");
-    EXPECT_NE(toc({"show", "--paths", small_}).out.find("│   └── [ ] ||R||F||G"), std::string::npos);
-    Launch terminal_launch;
-    terminal_launch.terminal = true;
-    Result terminal = toc({"show", small_}, terminal_launch);
-    EXPECT_EQ(terminal.code, 0);
-    EXPECT_NE(terminal.out.find("\x1b[32m[x]\x1b[0m"), std::string::npos) << terminal.out;
-}
-
-// Box characters only where the locale says UTF-8; kinds line up by
-// display width, so a wide character takes two columns.
-TEST_F(RplTocCli, TreeLinesFollowTheLocaleAndColumnsTheDisplayWidth) {
     std::string wide = report("wide.json", R"({"root": {"type": 1, "name": "R", "children": [
         {"type": 3, "name": "\u4e2d\u6587\u540d"}, {"type": 3, "name": "ab"}]}})");
-    const std::string boxes =
-        "[x] R           folder\n"
-        "├── [x] \u4e2d\u6587\u540d  text, plain\n"
-        "└── [x] ab      text, plain\n";
-    const std::string ascii =
-        "[x] R           folder\n"
-        "|-- [x] \u4e2d\u6587\u540d  text, plain\n"
-        "`-- [x] ab      text, plain\n";
-    const std::string ascii_small = "[x] R           folder\n|-- [x] T1      table, 3 columns\n";
-    for (const auto& [locale, args, lines] : std::vector<std::tuple<std::string, Args, std::string>>{
-             {"C.UTF-8", {"show", wide}, boxes},
-             {"C.UTF-8", {"--ascii", "show", wide}, ascii},
-             {"C", {"show", small_}, ascii_small},
-             {"POSIX", {"show", small_}, ascii_small},
+    const std::string ascii_small = "\n[~] R           folder\n|-- [x] T1      table, 3 columns\n";
+    for (const auto& [locale, terminal, args, lines] : std::vector<std::tuple<std::string, bool, Args, std::string>>{
+             {"C.UTF-8", false, {"show", "--paths", small_}, "│   └── [ ] ||R||F||G"},
+             {"C.UTF-8", true, {"show", small_}, "\x1b[32m[x]\x1b[0m"},
+             {"C.UTF-8", false, {"show", wide},
+              "\n[x] R           folder\n├── [x] \u4e2d\u6587\u540d  text, plain\n└── [x] ab      text, plain\n"},
+             {"C.UTF-8", false, {"--ascii", "show", wide},
+              "\n[x] R           folder\n|-- [x] \u4e2d\u6587\u540d  text, plain\n`-- [x] ab      text, plain\n"},
+             {"C", false, {"show", small_}, ascii_small},
+             {"POSIX", false, {"show", small_}, ascii_small},
          }) {
-        SCOPED_TRACE(locale + " " + args[0]);
+        SCOPED_TRACE(locale + " " + args[0] + (terminal ? " on a terminal" : ""));
         Launch launch;
         launch.locale = locale;
-        Result r = toc(args, launch);
-        EXPECT_EQ(r.out.substr(r.out.find('\n') + 1, lines.size()), lines);
+        launch.terminal = terminal;
+        EXPECT_NE(toc(args, launch).out.find(lines), std::string::npos) << lines;
     }
 }
 
@@ -363,26 +230,21 @@ TEST_F(RplTocCli, ShowJsonHoldsEverySectionInIndexOrderWithItsKindsValues) {
         "settings_changed": false, "columns": 5, "widths": [], "alignments": [], "order": [],
         "row_test_failed": true})json"));
 
-    // Every other kind has the common keys and exactly its own.
-    const char* const common[] = {"path",    "name",        "kind",   "object_type", "depth",           "marked",
-                                  "marking", "orientation", "header", "footer",      "settings_changed"};
-    for (const auto& [path, kind, own] : std::vector<std::tuple<std::string, std::string, json>>{
-             {"||Design Flow", "folder", json::object()},
-             {"||Design Flow||Flow Summary", "summary", json::object()},
-             {"||Design Flow||Timing||Slack Histogram", "chart", {{"chart_type", 1}}},
-             {"||Design Flow||Timing||Timing Margins", "gauges", {{"percentages", {true, true, false}}}},
-             {"||Design Flow||Messages||Warnings", "text", {{"html", true}}},
-             {"||Design Flow||Floorplan", "embedded", {{"embedded_type", 1}, {"info", "floorplan.png, 1600 x 1200"}}},
+    // Each kind's own values; which keys each kind has is pinned by the JSON Schema's check.
+    for (const auto& [path, own] : std::vector<std::pair<std::string, json>>{
+             {"||Design Flow||Timing||Slack Histogram", {{"kind", "chart"}, {"chart_type", 1}}},
+             {"||Design Flow||Timing||Timing Margins", {{"kind", "gauges"}, {"percentages", {true, true, false}}}},
+             {"||Design Flow||Messages||Warnings", {{"kind", "text"}, {"html", true}}},
+             {"||Design Flow||Floorplan",
+              {{"kind", "embedded"}, {"embedded_type", 1}, {"info", "floorplan.png, 1600 x 1200"}}},
+             {"||Design Flow||Flow Summary", {{"kind", "summary"}, {"object_type", 7}}},
          }) {
-        json rest = section_at(tree, path);
-        EXPECT_EQ(rest.at("kind"), kind) << path;
-        for (const char* key : common) EXPECT_EQ(rest.erase(key), 1u) << path << " lacks " << key;
-        EXPECT_EQ(rest, own) << path;
+        for (const auto& [key, value] : own.items()) EXPECT_EQ(section_at(tree, path).at(key), value) << path;
     }
     // A freshly built chart counts as changed; the report's chart type 2
     // gave way above to the absent settings' type 1.
     EXPECT_EQ(section_at(tree, "||Design Flow||Timing||Slack Histogram").at("settings_changed"), true);
-    EXPECT_FALSE(rpltest::file_exists(db_.file("design_flow@compilation.rplset")));  // show writes nothing
+    EXPECT_FALSE(file_exists(db_.file("design_flow@compilation.rplset")));  // show writes nothing
 }
 
 TEST_F(RplTocCli, FindNextAndPrevPrintTheSectionOrExitOne) {
@@ -390,12 +252,10 @@ TEST_F(RplTocCli, FindNextAndPrevPrintTheSectionOrExitOne) {
         "path:          ||R||F||C1\nname:          C1\nkind:          chart (object type 5)\ndepth:         2\n"
         "marked:        yes (subtree: all)\norientation:   1\nheader:        \nfooter:        \n"
         "chart type:    1\nsettings:      changed\n";
-    // Paths match exactly; next and prev step over folders. "" : nothing found.
+    // Stepping passes over folders. "": nothing found.
     for (const auto& [command, path, out] : std::vector<std::tuple<std::string, std::string, std::string>>{
-             {"find", "||R||F||C1", c1},         {"find", "R||F||C1", ""},         {"find", "||r||F||C1", ""},
-             {"find", "||R||F||C1||", ""},       {"next", "||R", "||R||T1\n"},     {"next", "||R||F", "||R||F||C1\n"},
-             {"next", "||R||F||C1", "||R||X1\n"}, {"next", "||R||X1", ""},         {"next", "||r||T1", ""},
-             {"prev", "||R||X1", "||R||F||C1\n"}, {"prev", "||R||F||C1", "||R||T1\n"}, {"prev", "||R||T1", ""}}) {
+             {"find", "||R||F||C1", c1},           {"find", "R||F||C1", ""},    {"next", "||R||F||C1", "||R||X1\n"},
+             {"next", "||R||X1", ""}, {"prev", "||R||F||C1", "||R||T1\n"}, {"prev", "||R||T1", ""}}) {
         SCOPED_TRACE(command + " " + path);
         Result r = toc({command, small_, path});
         EXPECT_EQ(r.code, out.empty() ? 1 : 0);
@@ -426,13 +286,10 @@ TEST_F(RplTocCli, ListPrintsEveryPathInIndexOrder) {
     EXPECT_NE(odd.find("||Odd Cases||Twin\n||Odd Cases||Twin\n"), std::string::npos) << odd;
 }
 
-// Every command prints one JSON document with "format": 1 first.
-TEST_F(RplTocCli, EveryJsonDocumentStartsWithItsFormat) {
+// The step, settings and export documents, value for value.
+TEST_F(RplTocCli, SmallJsonDocumentsHoldTheirValues) {
     const std::string text = files_.file("out.txt"), settings_file = db_.file("small@timing.rplset");
     for (const auto& [args, code, expected] : std::vector<std::tuple<Args, int, json>>{
-             {{"show", small_}, 0, nullptr},
-             {{"list", small_}, 0, nullptr},
-             {{"find", small_, "||R"}, 0, nullptr},
              {{"next", small_, "||R||F"}, 0, {{"format", 1}, {"path", "||R||F||C1"}}},
              {{"prev", small_, "||R||T1"}, 1, {{"format", 1}, {"path", nullptr}}},
              {{"settings", small_}, 0,
@@ -443,15 +300,12 @@ TEST_F(RplTocCli, EveryJsonDocumentStartsWithItsFormat) {
              {{"unmark", small_, "||R||F"}, 0, nullptr},
              {{"export", small_, "--html", text}, 0,
               {{"format", 1}, {"file", text}, {"as", "html"}, {"sections", 3}, {"left_out", 3}}},
-             {{"set", small_, "||R||X1", "--orientation", "2"}, 0, nullptr},
-             {{"mark", small_, "||R||F||G"}, 0, nullptr},
          }) {
         SCOPED_TRACE(args[0]);
         Args with_json = args;
         with_json.insert(with_json.begin(), "--json");
         Result r = toc(with_json);
         EXPECT_EQ(r.code, code) << r.err;
-        EXPECT_EQ(r.out.rfind("{\n  \"format\": 1,\n", 0), 0u) << r.out.substr(0, 40);
         if (!expected.is_null()) {
             EXPECT_EQ(json::parse(r.out), expected);
         }
@@ -521,12 +375,7 @@ TEST_F(RplTocCli, MarkAndUnmarkWriteThroughToTheSettingsFile) {
 
     json marked = toc_json({"mark", small_, "||R||F||C1"});
     EXPECT_EQ(section_at(marked, "||R||F").at("marking"), 1);
-    EXPECT_EQ(section_at(marked, "||R||F||G").at("marked"), false);
-    EXPECT_EQ(settings(),
-              "[||R]\nOUTPUT_SECTION=1\nPAGE_ORIENTATION=0\n"
-              "[||R||F]\nOUTPUT_SECTION=1\nPAGE_ORIENTATION=0\n"
-              "[||R||F||C1]\nCHART_TYPE=0\nOUTPUT_SECTION=1\nPAGE_ORIENTATION=0\n"
-              "[||R||F||G]\nOUTPUT_SECTION=0\nPAGE_ORIENTATION=0\n");
+    EXPECT_NE(settings().find("[||R||F||C1]\nCHART_TYPE=0\nOUTPUT_SECTION=1\n"), std::string::npos);
     // Paths apply in the order given: the last word on ||R||T1 wins.
     EXPECT_EQ(section_at(toc_json({"unmark", small_, "||R", "||R||T1"}), "||R").at("marking"), 0);
 }
@@ -557,11 +406,6 @@ TEST_F(RplTocCli, SetChangesLayoutAndTheNextRunReadsItBack) {
 // list held in full changes one column at a time.
 TEST_F(RplTocCli, ColumnListsChangeOneColumnAtATimeOnceStoredInFull) {
     const std::string slack = "||Design Flow||Timing||Setup Slack";  // 5 columns
-    Result refused = toc({"set", flow_, slack, "--width", "0=120"});
-    EXPECT_EQ(refused.code, 2);
-    EXPECT_EQ(refused.err, "rpl-toc: error: --width '0=120': widths are stored only when every column has one; "
-                           "give --width for columns 1, 2, 3, 4 too\n");
-    EXPECT_FALSE(rpltest::file_exists(db_.file("design_flow@compilation.rplset")));
     for (const Args& options : std::vector<Args>{
              {"--width", "0=120", "--width", "1=80", "--width", "2=60", "--width", "3=60", "--width", "4=50",
               "--align", "4=R"},

@@ -6,7 +6,7 @@ if(TARGET test_viewer_http AND TARGET rpl_toc_view)
   target_compile_definitions(test_viewer_http PRIVATE
     RPL_TOC_BINARY="$<TARGET_FILE:rpl-toc>"
     RPL_EXAMPLES_DIR="${PROJECT_SOURCE_DIR}/examples")
-  target_link_libraries(test_viewer_http PRIVATE rpl_toc_view PkgConfig::HTTPLIB)
+  target_link_libraries(test_viewer_http PRIVATE rpl_toc_view rpl_test_rpl_toc PkgConfig::HTTPLIB)
   add_dependencies(test_viewer_http rpl-toc)
 endif()
 

@@ -1,10 +1,13 @@
 #include "support/test_support.h"
 
+#include <algorithm>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <sstream>
 
+#include <fcntl.h>
+#include <grp.h>
 #include <pwd.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -48,8 +51,27 @@ bool file_exists(const std::string& path) {
     return fs::exists(fs::symlink_status(path, ec));
 }
 
+std::vector<std::string> entries_of(const std::string& dir) {
+    std::vector<std::string> names;
+    for (const auto& entry : fs::directory_iterator(dir)) names.push_back(entry.path().filename().string());
+    std::sort(names.begin(), names.end());
+    return names;
+}
+
+void fill_up(const std::string& path) {
+    int fd = ::open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
+    std::string block(4096, 'x');
+    while (::write(fd, block.data(), block.size()) > 0) {
+    }
+    ::close(fd);
+}
+
 void install_report(RDB_REPORT_TYPE type, RDB_FOLDER_OBJECT* main_folder) {
     host_rdb_set_report(type, std::make_unique<RDB_REPORT>(main_folder));
+}
+
+RPL_REPORT_SECTION* find_section(RPL_REPORT_TOC& toc, const std::string& path) {
+    return toc.section_exists(to_rpl(path));
 }
 
 std::vector<std::string> index_paths(const RPL_REPORT_TOC& toc) {
@@ -70,16 +92,18 @@ std::vector<std::string> debug_texts() {
     return out;
 }
 
+bool become_nobody() {
+    if (::geteuid() != 0) return true;
+    struct passwd* nobody = ::getpwnam("nobody");
+    return ::setgroups(0, nullptr) == 0 && ::setgid(nobody ? nobody->pw_gid : 65534) == 0 &&
+           ::setuid(nobody ? nobody->pw_uid : 65534) == 0;
+}
+
 int run_in_child(const std::function<bool()>& body, bool as_nobody) {
     pid_t pid = ::fork();
     if (pid == 0) {
         ::alarm(60);
-        if (as_nobody && ::geteuid() == 0) {
-            struct passwd* nobody = ::getpwnam("nobody");
-            uid_t uid = nobody ? nobody->pw_uid : 65534;
-            gid_t gid = nobody ? nobody->pw_gid : 65534;
-            if (::setgid(gid) != 0 || ::setuid(uid) != 0) ::_exit(3);
-        }
+        if (as_nobody && !become_nobody()) ::_exit(3);
         ::_exit(body() ? 0 : 1);
     }
     int status = 0;

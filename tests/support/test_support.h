@@ -36,10 +36,16 @@ private:
 std::string read_file(const std::string& path, bool* ok = nullptr);
 void write_file(const std::string& path, const std::string& content);
 bool file_exists(const std::string& path);
+// The names in a directory, sorted.
+std::vector<std::string> entries_of(const std::string& dir);
+// Writes to `path` until its file system is full.
+void fill_up(const std::string& path);
 
 // Installs `main_folder` as the report of `type` in the stand-in manager.
 void install_report(RDB_REPORT_TYPE type, RDB_FOLDER_OBJECT* main_folder);
 
+// The section at an rdb path, or null.
+RPL_REPORT_SECTION* find_section(RPL_REPORT_TOC& toc, const std::string& path);
 // The rdb paths of a TOC's index, in order.
 std::vector<std::string> index_paths(const RPL_REPORT_TOC& toc);
 
@@ -48,6 +54,9 @@ std::vector<std::string> internal_error_conditions();
 // Texts of the debug traces logged since the last clear.
 std::vector<std::string> debug_texts();
 
+// In a child process that runs as root: becomes the user "nobody", without
+// root's groups, so that file permissions bind. False when that failed.
+bool become_nobody();
 // Runs `body` in a child process, as the user "nobody" when `as_nobody` is
 // set, so that file permissions bind even when the suite runs as root.
 // Returns the child's exit status: 0 when `body` returned true, 128 plus
