@@ -9,7 +9,8 @@ install(TARGETS rpl rpl_host EXPORT rplTargets
   RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
 foreach(folder rpl h host)
   install(DIRECTORY ${PROJECT_SOURCE_DIR}/${folder}/ DESTINATION ${RPL_INSTALL_INCLUDEDIR}/${folder}
-          FILES_MATCHING PATTERN "*.h")
+          FILES_MATCHING PATTERN "*.h"
+          PATTERN "rpl_file.h" EXCLUDE)  # the library's own file calls, not part of its interface
 endforeach()
 install(FILES ${RPL_GENERATED_INCLUDEDIR}/rpl/rpl_version.h DESTINATION ${RPL_INSTALL_INCLUDEDIR}/rpl)
 

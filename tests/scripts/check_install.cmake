@@ -49,6 +49,9 @@ endfunction()
 function(check_layout)
   expect_entries(${prefix}/include "rpl")
   expect_entries(${prefix}/include/rpl "h host rpl")
+  if(EXISTS ${prefix}/include/rpl/rpl/rpl_file.h)
+    message(FATAL_ERROR "the library's internal rpl_file.h is installed")
+  endif()
   foreach(pattern include/rpl/rpl/rpl.h include/rpl/rpl/rpl_version.h include/rpl/h/rdb.h
                   include/rpl/host/host.h lib*/librpl.so lib*/librpl_host.so lib*/cmake/rpl/rplConfig.cmake
                   lib*/pkgconfig/rpl.pc lib*/pkgconfig/rpl-host.pc)
