@@ -249,9 +249,9 @@ TEST_F(RplTocCli, ShowJsonHoldsEverySectionInIndexOrderWithItsKindsValues) {
 
 TEST_F(RplTocCli, FindNextAndPrevPrintTheSectionOrExitOne) {
     const std::string c1 =
-        "path:          ||R||F||C1\nname:          C1\nkind:          chart (object type 5)\ndepth:         2\n"
-        "marked:        yes (subtree: all)\norientation:   1\nheader:        \nfooter:        \n"
-        "chart type:    1\nsettings:      changed\n";
+        "path:             ||R||F||C1\nname:             C1\nkind:             chart (object type 5)\n"
+        "depth:            2\nmarked:           yes (subtree: all)\norientation:      1\nheader:           \n"
+        "footer:           \nchart type:       1\nsettings:         changed\n";
     // Stepping passes over folders. "": nothing found.
     for (const auto& [command, path, out] : std::vector<std::tuple<std::string, std::string, std::string>>{
              {"find", "||R||F||C1", c1},           {"find", "R||F||C1", ""},    {"next", "||R||F||C1", "||R||X1\n"},

@@ -37,7 +37,7 @@ void note_objects_left_out(Session& session, const Output& output) {
 
 void print_field(const std::string& label, const std::string& value) {
     std::string padded = label + ":";
-    padded.resize(std::max<std::size_t>(padded.size() + 1, 15), ' ');
+    padded.resize(std::max<std::size_t>(padded.size() + 1, 18), ' ');
     std::cout << padded << printable(value) << '\n';
 }
 
