@@ -149,20 +149,22 @@ HttpResponse ViewHandler::api(const HttpRequest& request) {
     return endpoint->run(m_session, request);
 }
 
+// Whether `value` names this server, "127.0.0.1:PORT" or "localhost:PORT"
+// after `scheme`, in any letter case.
+bool ViewHandler::is_own_address(const std::string& value, const std::string& scheme) const {
+    std::string port = ":" + std::to_string(m_port);
+    std::string address = lower(value);
+    return address == scheme + "127.0.0.1" + port || address == scheme + "localhost" + port;
+}
+
 bool ViewHandler::own_host(const HttpRequest& request) const {
     std::optional<std::string> host = header_value(request.headers, "Host");
-    if (!host) return false;
-    std::string port = ":" + std::to_string(m_port);
-    std::string value = lower(*host);
-    return value == "127.0.0.1" + port || value == "localhost" + port;
+    return host && is_own_address(*host, "");
 }
 
 bool ViewHandler::own_origin(const HttpRequest& request) const {
     std::optional<std::string> origin = header_value(request.headers, "Origin");
-    if (!origin) return true;
-    std::string port = ":" + std::to_string(m_port);
-    std::string value = lower(*origin);
-    return value == "http://127.0.0.1" + port || value == "http://localhost" + port;
+    return !origin || is_own_address(*origin, "http://");
 }
 
 bool ViewHandler::has_token(const HttpRequest& request) const {

@@ -35,6 +35,7 @@ private:
     HttpResponse route(const HttpRequest& request);
     HttpResponse page(const HttpRequest& request);
     HttpResponse api(const HttpRequest& request);
+    bool is_own_address(const std::string& value, const std::string& scheme) const;
     bool own_host(const HttpRequest& request) const;
     bool own_origin(const HttpRequest& request) const;
     bool has_token(const HttpRequest& request) const;
