@@ -80,22 +80,21 @@ std::vector<std::string> column_options(const InJson& request, const char* membe
     return out;
 }
 
+// Reads `key` into `out` when the request has it; it must be 1 or 2.
+bool one_or_two(const InJson& request, const char* key, const char* refused, int& out) {
+    if (!request.contains(key)) return false;
+    const InJson& value = request[key];
+    if (!value.is_number_integer() || (value.get<std::int64_t>() != 1 && value.get<std::int64_t>() != 2))
+        throw Refusal{400, refused};
+    out = value.get<int>();
+    return true;
+}
+
 SetRequest set_request(const InJson& request) {
     SetRequest out;
-    if (request.contains("orientation")) {
-        const InJson& value = request["orientation"];
-        if (!value.is_number_integer() || (value.get<std::int64_t>() != 1 && value.get<std::int64_t>() != 2))
-            throw Refusal{400, "\"orientation\" must be 1 (portrait) or 2 (landscape)."};
-        out.has_orientation = true;
-        out.orientation = value.get<int>();
-    }
-    if (request.contains("chart_type")) {
-        const InJson& value = request["chart_type"];
-        if (!value.is_number_integer() || (value.get<std::int64_t>() != 1 && value.get<std::int64_t>() != 2))
-            throw Refusal{400, "\"chart_type\" must be 1 or 2."};
-        out.has_chart_type = true;
-        out.chart_type = value.get<int>();
-    }
+    out.has_orientation = one_or_two(request, "orientation", "\"orientation\" must be 1 (portrait) or 2 (landscape).",
+                                     out.orientation);
+    out.has_chart_type = one_or_two(request, "chart_type", "\"chart_type\" must be 1 or 2.", out.chart_type);
     out.widths = column_options(request, "widths", "[column, width]", integer_text);
     out.aligns = column_options(request, "aligns", "[column, \"L\" or \"R\"]", [](const InJson& v) {
         return v.is_string() ? v.get<std::string>() : std::string();
