@@ -10,7 +10,8 @@ install(TARGETS rpl rpl_host EXPORT rplTargets
 foreach(folder rpl h host)
   install(DIRECTORY ${PROJECT_SOURCE_DIR}/${folder}/ DESTINATION ${RPL_INSTALL_INCLUDEDIR}/${folder}
           FILES_MATCHING PATTERN "*.h"
-          PATTERN "rpl_file.h" EXCLUDE)  # the library's own file calls, not part of its interface
+          PATTERN "rpl_file.h" EXCLUDE  # the library's own file calls and reading of the settings text,
+          PATTERN "rpl_settings_text.h" EXCLUDE)  # not part of its interface
 endforeach()
 install(FILES ${RPL_GENERATED_INCLUDEDIR}/rpl/rpl_version.h DESTINATION ${RPL_INSTALL_INCLUDEDIR}/rpl)
 

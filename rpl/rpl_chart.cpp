@@ -46,5 +46,5 @@ void RPL_CHART::write_acf_settings() {
     RPL_REPORT_SETTINGS_FILE settings;
     if (!load_settings(settings)) return;
     settings.set_value_int(m_rdb_path, KEY_CHART_TYPE, stored);
-    settings.write_to_disk();
+    settings.write_section_to_disk();
 }

@@ -112,7 +112,7 @@ bool RPL_REPORT_SECTION::load_settings(RPL_REPORT_SETTINGS_FILE& settings) {
     RPL_REPORT_TOC* toc = get_report_toc();
     if (toc == nullptr) return false;
     settings.m_filename = toc->get_settings_filename();
-    return settings.read_from_disk();
+    return settings.read_section_from_disk(m_rdb_path);
 }
 
 bool RPL_REPORT_SECTION::read_acf_settings() {
@@ -135,7 +135,7 @@ void RPL_REPORT_SECTION::write_acf_settings() {
 
     settings.set_value_str(m_rdb_path, KEY_OUTPUT_SECTION, m_marked_for_output ? "1" : "0");
     settings.set_value_str(m_rdb_path, KEY_PAGE_ORIENTATION, m_page_orientation == 2 ? "1" : "0");
-    settings.write_to_disk();
+    settings.write_section_to_disk();
 }
 
 // ---- Output marking --------------------------------------------------------------

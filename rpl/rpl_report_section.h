@@ -101,9 +101,11 @@ public:
     bool m_settings_changed;        // never cleared once set
 
 protected:
-    // Loads the report's settings file into `settings`. False without a
-    // live TOC or when the file cannot be loaded whole; then nothing may be
-    // read from it, nor saved.
+    // Loads the report's settings file into `settings`, which keeps only
+    // this section's block (a section reads and changes nothing else; the
+    // save is then write_section_to_disk). False without a live TOC or when
+    // the file cannot be loaded whole; then nothing may be read from it,
+    // nor saved.
     bool load_settings(RPL_REPORT_SETTINGS_FILE& settings);
 
 private:

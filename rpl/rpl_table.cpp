@@ -135,5 +135,5 @@ void RPL_TABLE::write_acf_settings() {
     if (!load_settings(settings)) return;
     if (!widths.empty()) settings.set_value_str(m_rdb_path, KEY_COLUMN_WIDTHS, widths);
     if (!order.empty()) settings.set_value_str(m_rdb_path, KEY_COLUMN_ORDER, order);
-    settings.write_to_disk();
+    settings.write_section_to_disk();
 }
