@@ -12,10 +12,18 @@
 
 #include <fcntl.h>
 #include <ftw.h>
+#include <sys/stat.h>
 #include <sys/resource.h>
 #include <unistd.h>
 
 namespace rplbench {
+
+namespace {
+
+// Keeps the compiler from dropping a read whose bytes nobody looks at.
+void benchmark_keep(const void* p) { asm volatile("" : : "g"(p) : "memory"); }
+
+}  // namespace
 
 // ---- Scratch directory ------------------------------------------------------------
 
@@ -153,6 +161,49 @@ ReportShape install_report(std::size_t sections) {
     }
     host_rdb_set_report(bench_report_type(), std::make_unique<RDB_REPORT>(root));
     return shape;
+}
+
+ReportShape install_folders_report(std::size_t folders, std::size_t items) {
+    ReportShape shape;
+    auto* root = new RDB_FOLDER_OBJECT("Design");
+    shape.sections = shape.folders = 1;
+    for (std::size_t f = 0; f < folders; ++f) {
+        char name[64];
+        std::snprintf(name, sizeof name, "Folder %02zu", f);
+        RDB_FOLDER_OBJECT* folder = root->add(new RDB_FOLDER_OBJECT(name));
+        ++shape.sections;
+        ++shape.folders;
+        for (std::size_t i = 0; i < items; ++i, ++shape.sections) {
+            std::snprintf(name, sizeof name, "Item %03zu", i);
+            switch (i % 3) {
+                case 0: ++shape.tables; folder->add(new RDB_TABLE_OBJECT(name, 4, 12, 4)); break;
+                case 1: ++shape.charts; folder->add(new RDB_CHART_TABLE_OBJECT(name, 2)); break;
+                default: folder->add(new RDB_TEXT_OBJECT(name, false)); break;
+            }
+        }
+    }
+    host_rdb_set_report(bench_report_type(), std::make_unique<RDB_REPORT>(root));
+    return shape;
+}
+
+bool bare_read(const std::string& path) {
+    int fd = ::open(path.c_str(), O_RDONLY | O_CLOEXEC);
+    if (fd < 0) return false;
+    struct stat st;
+    bool ok = ::fstat(fd, &st) == 0;
+    std::size_t size = ok ? static_cast<std::size_t>(st.st_size) : 0;
+    std::unique_ptr<char[]> buffer(new char[size + 1]);
+    std::size_t used = 0;
+    while (ok) {
+        ssize_t n = ::read(fd, buffer.get() + used, size + 1 - used);
+        if (n < 0 && errno == EINTR) continue;
+        if (n <= 0) break;
+        used += static_cast<std::size_t>(n);
+        if (used == size + 1) break;
+    }
+    ::close(fd);
+    benchmark_keep(buffer.get());
+    return ok && used == size;
 }
 
 RDB_REPORT_TYPE bench_report_type() { return RDB_REPORT_TIMING; }

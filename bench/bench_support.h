@@ -57,6 +57,15 @@ struct ReportShape {
 // tables, one a chart). Returns what it holds.
 ReportShape install_report(std::size_t sections);
 
+// Installs, as the timing report, a main folder of `folders` folders of
+// `items` leaves each, every folder's leaves taking tables (four columns),
+// charts and texts in turn: the shape of a large report of a design tool.
+ReportShape install_folders_report(std::size_t folders, std::size_t items);
+
+// The floor a load is measured against: open the file, read every byte
+// into a fresh buffer, close it. False when the file cannot be read.
+bool bare_read(const std::string& path);
+
 // The TOC every benchmark builds: the timing report, named "timing".
 RDB_REPORT_TYPE bench_report_type();
 string bench_report_name();

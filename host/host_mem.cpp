@@ -152,11 +152,53 @@ bool pools_enabled() {
     std::abort();
 }
 
+// A few freed large blocks are kept for the next requests of about their
+// size: a module that reads a file of some hundred kilobytes again and
+// again would otherwise have the C library give the memory back to the
+// system and fault it in anew every time.
+const std::size_t LARGE_KEPT = 4;
+const std::size_t LARGE_KEPT_LIMIT = 16 * 1024 * 1024;  // larger blocks go back at once
+
+struct LARGE_BLOCKS {
+    void* blocks[LARGE_KEPT] = {};
+    std::size_t sizes[LARGE_KEPT] = {};  // at least the block's size
+};
+
+LARGE_BLOCKS& large_blocks() {
+    static LARGE_BLOCKS l;
+    return l;
+}
+
+// A kept block of at least `bytes`, wasting at most half of it, or null.
+void* take_kept_block(std::size_t bytes) {
+    LARGE_BLOCKS& l = large_blocks();
+    for (std::size_t i = 0; i < LARGE_KEPT; ++i) {
+        if (l.blocks[i] == nullptr || l.sizes[i] < bytes || l.sizes[i] / 2 > bytes) continue;
+        void* block = l.blocks[i];
+        l.blocks[i] = nullptr;
+        return block;
+    }
+    return nullptr;
+}
+
+bool keep_block(void* block, std::size_t bytes) {
+    if (bytes > LARGE_KEPT_LIMIT) return false;
+    LARGE_BLOCKS& l = large_blocks();
+    for (std::size_t i = 0; i < LARGE_KEPT; ++i) {
+        if (l.blocks[i] != nullptr) continue;
+        l.blocks[i] = block;
+        l.sizes[i] = bytes;
+        return true;
+    }
+    return false;
+}
+
 // A block of `bytes` (header included); pooled when small. Slabs are never
 // given back: the pools only grow to the most the process held at once.
 void* take_block(std::size_t bytes) {
     if (!pools_enabled() || bytes > POOL_LIMIT) {
-        void* block = std::malloc(bytes);
+        void* block = pools_enabled() ? take_kept_block(bytes) : nullptr;
+        if (block == nullptr) block = std::malloc(bytes);
         if (block == nullptr) out_of_memory();
         return block;
     }
@@ -179,7 +221,7 @@ void* take_block(std::size_t bytes) {
 
 void give_block(void* block, std::size_t bytes) {
     if (!pools_enabled() || bytes > POOL_LIMIT) {
-        std::free(block);
+        if (!pools_enabled() || !keep_block(block, bytes)) std::free(block);
         return;
     }
     POOLS& p = pools();

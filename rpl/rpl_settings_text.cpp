@@ -4,12 +4,11 @@
 
 namespace {
 
-// The order of the settings file's headers and keys: byte by byte, as
-// strcmp orders texts without NUL bytes.
-int compare_texts(const char* a, std::size_t a_length, const char* b, std::size_t b_length) {
+// Whether `a` comes strictly before `b` in the order of the settings file's
+// headers and keys: byte by byte, as strcmp orders texts without NUL bytes.
+bool ascending(const char* a, std::size_t a_length, const char* b, std::size_t b_length) {
     int order = std::memcmp(a, b, a_length < b_length ? a_length : b_length);
-    if (order != 0) return order;
-    return a_length < b_length ? -1 : (a_length > b_length ? 1 : 0);
+    return order < 0 || (order == 0 && a_length < b_length);
 }
 
 const char* find_bytes(const char* from, const char* end, const char* what, std::size_t length) {
@@ -56,6 +55,9 @@ bool rpl_settings_find_block(const char* text, std::size_t size, const char* hea
     return false;
 }
 
+// One pass over the lines, each compared with the one before it of its
+// kind; the file is hundreds of thousands of bytes in short lines, so the
+// loop calls nothing per line but memchr.
 bool rpl_settings_canonical_place(const char* text, std::size_t size, const char* header,
                                   std::size_t header_length, std::size_t* block_begin, std::size_t* block_end) {
     const char* end = text + size;
@@ -63,48 +65,38 @@ bool rpl_settings_canonical_place(const char* text, std::size_t size, const char
     if (size == 0) return true;
     if (end[-1] != '\n' || std::memchr(text, '\0', size) != nullptr) return false;
 
-    bool placed = false;   // block_begin is known
-    bool closed = false;   // block_end is known
-    bool found = false;    // the header is in the text
+    enum { BEFORE, INSIDE, AFTER } place = BEFORE;  // where the lines are against header's block
     const char* last_header = nullptr;
     std::size_t last_header_length = 0;
     const char* last_key = nullptr;
     std::size_t last_key_length = 0;
     for (const char* line = text; line < end;) {
-        RPL_SETTINGS_LINE current = rpl_settings_line(line, end);
-        std::size_t offset = static_cast<std::size_t>(line - text);
-        if (current.length == 0) return false;
+        const char* newline = static_cast<const char*>(std::memchr(line, '\n', static_cast<std::size_t>(end - line)));
+        std::size_t length = static_cast<std::size_t>(newline - line);
+        if (length == 0) return false;
         if (line[0] == '[') {
-            if (last_header != nullptr &&
-                compare_texts(last_header, last_header_length, line, current.length) >= 0)
-                return false;
-            if (found && !closed) {
+            if (last_header != nullptr && !ascending(last_header, last_header_length, line, length)) return false;
+            std::size_t offset = static_cast<std::size_t>(line - text);
+            if (place == INSIDE) {
                 *block_end = offset;
-                closed = true;
-            }
-            int order = compare_texts(line, current.length, header, header_length);
-            if (!placed && order >= 0) {
-                *block_begin = offset;
-                placed = true;
-                found = order == 0;
-                if (!found) {
-                    *block_end = offset;
-                    closed = true;
-                }
+                place = AFTER;
+            } else if (place == BEFORE && !ascending(line, length, header, header_length)) {
+                *block_begin = *block_end = offset;
+                place = ascending(header, header_length, line, length) ? AFTER : INSIDE;
             }
             last_header = line;
-            last_header_length = current.length;
+            last_header_length = length;
             last_key = nullptr;
         } else {
-            const char* equals = static_cast<const char*>(std::memchr(line, '=', current.length));
+            const char* equals = static_cast<const char*>(std::memchr(line, '=', length));
             if (last_header == nullptr || equals == nullptr) return false;
             std::size_t key_length = static_cast<std::size_t>(equals - line);
-            if (last_key != nullptr && compare_texts(last_key, last_key_length, line, key_length) >= 0)
-                return false;
+            if (last_key != nullptr && !ascending(last_key, last_key_length, line, key_length)) return false;
             last_key = line;
             last_key_length = key_length;
         }
-        line = current.next;
+        line = newline + 1;
     }
+    if (place == INSIDE) *block_end = size;
     return true;
 }
