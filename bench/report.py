@@ -2,7 +2,7 @@
 """Prints the medians of one benchmark run and the ratios the targets are
 stated in, from the JSON files Google Benchmark wrote (scripts/bench.sh).
 
-    bench/report.py SETTINGS_JSON TOC_JSON MEMORY_JSON
+    bench/report.py SETTINGS_JSON TOC_JSON SCALE_JSON MEMORY_JSON
 
 Times are real (wall-clock) times; a benchmark run with repetitions gives
 its median, one run once gives that run.
@@ -150,6 +150,28 @@ def toc(rep):
                   f"{run['ms'] * 1000 / run['steps']:.2f} us a step (each step scans the index from its start)")
 
 
+def scale(rep):
+    print()
+    print("A large report: 40 folders of 100 items (4,041 sections), full settings file")
+    build = rep.get("scale_build")
+    if build is None or "error" in build:
+        print("  not measured")
+        return
+    print(f"  build {build['ms']:.1f} ms for {int(build['loads']):,} loads; "
+          f"the same loads done as bare reads {fmt(rep.ms('scale_build_floor'))} ms")
+    print(f"  one table's mark {fmt(rep.ms('scale_leaf_mark'))} ms for {int(rep.get('scale_leaf_mark')['saves'])} "
+          f"loads and saves; as bare reads and replaces {fmt(rep.ms('scale_leaf_floor'))} ms")
+    rep.ratio("build / its loads done as bare reads", "scale_build", "scale_build_floor", 3.0)
+    rep.ratio("one table's mark / its bare reads and replaces", "scale_leaf_mark", "scale_leaf_floor", 1.5)
+    big = rep.ms("generate_toc/10000/1")
+    if big is not None:
+        held = big <= 5000
+        print(f"  {'build of 10,000 sections with a full file (ms)':<58} {big:8.0f}  target <= 5000: "
+              f"{'holds' if held else 'DOES NOT HOLD'}")
+        if not held:
+            rep.failures.append(f"build of 10,000 sections: {big:.0f} ms (target <= 5000)")
+
+
 def memory(rep):
     run = rep.get("toc_memory/100000")
     print()
@@ -175,6 +197,7 @@ def main(argv):
     print()
     settings_file(rep)
     toc(rep)
+    scale(rep)
     memory(rep)
     print()
     if rep.failures:
