@@ -5,6 +5,7 @@
 #include <rpl/rpl.h>
 #include <host/host.h>
 
+#include <filesystem>
 #include <fstream>
 #include <iostream>
 #include <memory>
@@ -12,6 +13,10 @@
 int main(int argc, char** argv) {
     if (argc != 2) {
         std::cerr << "usage: embed DATABASE_DIRECTORY\n";
+        return 2;
+    }
+    if (!std::filesystem::is_directory(argv[1])) {
+        std::cerr << "embed: " << argv[1] << ": not a directory\n";
         return 2;
     }
     host_set_db_dir(argv[1]);  // the settings file goes here
@@ -34,6 +39,15 @@ int main(int argc, char** argv) {
 
     // Unmarking a folder unmarks everything below it; every change is saved.
     toc.section_exists("||Report||Timing")->set_marked_for_output(false);
+    // The library says nothing when a save fails (a directory it may not
+    // write, a full disk): a host that must know reads the file back, here
+    // through a second TOC.
+    RPL_REPORT_TOC again(RDB_REPORT_TIMING, "timing");
+    again.generate_toc(true);
+    if (again.section_exists("||Report||Timing")->m_marked_for_output) {
+        std::cerr << "embed: the settings file " << toc.get_settings_filename() << " was not written\n";
+        return 1;
+    }
     std::cout << "settings file " << toc.get_settings_filename() << ":\n"
               << std::ifstream(toc.get_settings_filename().c_str()).rdbuf();
     return 0;
