@@ -208,6 +208,7 @@ TEST_F(ViewerHttp, AnswersWhatTheCommandLinePrints) {
         {"/api/prev?path=%7C%7CR%7C%7CT1", {"--json", "prev", small_, "||R||T1"}},  // none: null
         {"/api/export.txt", {"export", small_, "--text", "-"}},
         {"/api/export.html", {"export", small_, "--html", "-"}},
+        {"/api/settings", {"--json", "settings", small_}},  // no file yet
     };
     for (const auto& [target, args] : cases) {
         SCOPED_TRACE(target);
@@ -216,6 +217,17 @@ TEST_F(ViewerHttp, AnswersWhatTheCommandLinePrints) {
         EXPECT_EQ(response.body, cli(args));
     }
     EXPECT_FALSE(has_settings());
+}
+
+// One document, member for member, whatever state the file is in.
+TEST_F(ViewerHttp, SettingsAnswerIsTheCommandLinesDocument) {
+    write_file(db_.file("small@timing.rplset"), "[||R||X1]\nOUTPUT_SECTION=0\n");
+    EXPECT_EQ(call("GET", "/api/settings").body, cli({"--json", "settings", small_}));
+    std::filesystem::remove(db_.file("small@timing.rplset"));
+    std::filesystem::create_directory(db_.file("small@timing.rplset"));
+    HttpResponse unreadable = call("GET", "/api/settings");
+    EXPECT_EQ(json::parse(unreadable.body)["readable"], false);
+    EXPECT_EQ(unreadable.body, cli({"--json", "settings", small_}));
 }
 
 // The answer holds the marks that the file, read back, gives.
