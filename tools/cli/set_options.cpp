@@ -66,21 +66,24 @@ SettingsChange settings_change(const SetOptions& options) {
 }
 
 std::string option_given(const SetOptions& options, Setting setting, long long column) {
-    const std::vector<std::string>* texts = nullptr;
-    const char* flag = "";
-    switch (setting) {
-        case Setting::orientation: return "--orientation " + std::to_string(options.orientation);
-        case Setting::chart_type: return "--chart-type " + std::to_string(options.chart_type);
-        case Setting::widths: texts = &options.widths, flag = "--width"; break;
-        case Setting::alignments: texts = &options.aligns, flag = "--align"; break;
-        case Setting::order: texts = &options.orders, flag = "--order"; break;
-        case Setting::none: return std::string();
+    struct ListOption {
+        Setting setting;
+        const char* flag;
+        const std::vector<std::string>* texts;
+    };
+    if (setting == Setting::orientation) return "--orientation " + std::to_string(options.orientation);
+    if (setting == Setting::chart_type) return "--chart-type " + std::to_string(options.chart_type);
+    for (const ListOption& list : {ListOption{Setting::widths, "--width", &options.widths},
+                                   ListOption{Setting::alignments, "--align", &options.aligns},
+                                   ListOption{Setting::order, "--order", &options.orders}}) {
+        if (list.setting != setting) continue;
+        for (const std::string& text : *list.texts) {
+            auto split = split_column(text);
+            if (column < 0 || (split && split->first == column)) return std::string(list.flag) + " " + quoted(text);
+        }
+        return list.flag;
     }
-    for (const std::string& text : *texts) {
-        auto split = split_column(text);
-        if (column < 0 || (split && split->first == column)) return std::string(flag) + " " + quoted(text);
-    }
-    return flag;
+    return std::string();
 }
 
 }  // namespace rpl_toc
