@@ -32,7 +32,8 @@ private:
     int m_exit_code;
 };
 
-// A refusal of an operation, worded for the command line.
+// Throws the refusal of an operation as a CommandError (kExitError), worded
+// for the command line; `set`: the options of a refused set.
 [[noreturn]] void refuse(const Refusal& refusal, const SetOptions* set = nullptr);
 
 // How results are printed.
