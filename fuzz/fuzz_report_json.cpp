@@ -14,8 +14,8 @@
 #include "host/host.h"
 #include "host/host_strings.h"
 #include "rpl/rpl.h"
-#include "tools/report_json.h"
-#include "tools/section_info.h"
+#include "tools/core/report_json.h"
+#include "tools/core/section_info.h"
 
 namespace {
 

@@ -17,8 +17,8 @@
 
 #include <nlohmann/json.hpp>
 
-#include "tools/commands.h"
-#include "tools/view_handler.h"
+#include "tools/core/session.h"
+#include "tools/view/view_handler.h"
 
 namespace {
 
@@ -106,7 +106,7 @@ extern "C" int LLVMFuzzerInitialize(int*, char***) {
     if (!out) std::abort();
     std::fputs(kReport, out);
     std::fclose(out);
-    world->session = std::make_unique<rpl_toc::Session>(report, world->dir);
+    world->session = std::move(rpl_toc::open_session(report, world->dir).result());
     world->handler = std::make_unique<rpl_toc::ViewHandler>(*world->session, kToken, kPort);
     return 0;
 }

@@ -8,7 +8,7 @@ set -eu
 packages_for() {
     case "$1" in
         build) echo "cmake g++ make pkg-config libgtest-dev libgmock-dev nlohmann-json3-dev libcli11-dev libcpp-httplib-dev" ;;
-        test) echo "$(packages_for build) python3 python3-jsonschema chromium chromium-driver python3-selenium man-db" ;;
+        test) echo "$(packages_for build) python3 python3-jsonschema chromium chromium-driver python3-selenium man-db nodejs" ;;
         bench) echo "cmake g++ make libbenchmark-dev libsimpleini-dev libinih-dev pkg-config libcpp-httplib-dev" ;;
         fuzz) echo "cmake clang libclang-rt-14-dev nlohmann-json3-dev libcli11-dev pkg-config libcpp-httplib-dev" ;;
         valgrind) echo "valgrind" ;;

@@ -1,6 +1,8 @@
-# The report writer's suite calls the command-line host's code directly.
+# The report writer's and the operations' suites call tools/core directly.
 if(TARGET test_report_writer AND TARGET rpl_toc_core)
   target_link_libraries(test_report_writer PRIVATE rpl_toc_core)
+  target_link_libraries(test_toc_operations PRIVATE rpl_toc_core)
+  target_compile_definitions(test_toc_operations PRIVATE RPL_EXAMPLES_DIR="${PROJECT_SOURCE_DIR}/examples")
 endif()
 
 # The HTML export laid out by headless Chromium at 1200 and 420 pixels and

@@ -6,8 +6,8 @@
 #include <vector>
 
 #include "support/test_support.h"
-#include "tools/commands.h"
-#include "tools/report_writer.h"
+#include "tools/core/session.h"
+#include "tools/core/report_writer.h"
 
 using namespace rpltest;
 using rpl_toc::ReportFormat;
@@ -31,10 +31,10 @@ protected:
     void SetUp() override {
         HostTest::SetUp();
         write_file(files_.file("w.json"), kReport);
-        session_ = std::make_unique<Session>(files_.file("w.json"), db_->path());
-        session_->section("||Top||Sub||Gone").set_marked_for_output(false);
-        session_->section("||Top||Hidden").set_marked_for_output(false);
-        RPL_REPORT_SECTION& wide = session_->section("||Top||Wide");
+        session_ = std::move(rpl_toc::open_session(files_.file("w.json"), db_->path()).result());
+        session_->section("||Top||Sub||Gone")->set_marked_for_output(false);
+        session_->section("||Top||Hidden")->set_marked_for_output(false);
+        RPL_REPORT_SECTION& wide = *session_->section("||Top||Wide");
         wide.m_page_orientation = 2;
     }
     void TearDown() override {

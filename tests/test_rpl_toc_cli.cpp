@@ -401,30 +401,6 @@ TEST_F(RplTocCli, SetChangesLayoutAndTheNextRunReadsItBack) {
     EXPECT_EQ(section_at(again, "||R||F||C1").at("chart_type"), 2);
 }
 
-// The library keeps a column list only when it covers every column: a
-// short one is refused before anything changes, naming what is missing; a
-// list held in full changes one column at a time.
-TEST_F(RplTocCli, ColumnListsChangeOneColumnAtATimeOnceStoredInFull) {
-    const std::string slack = "||Design Flow||Timing||Setup Slack";  // 5 columns
-    for (const Args& options : std::vector<Args>{
-             {"--width", "0=120", "--width", "1=80", "--width", "2=60", "--width", "3=60", "--width", "4=50",
-              "--align", "4=R"},
-             {"--width", "2=99"},
-             {"--align", "0=R"},
-         }) {
-        Args args = {"set", flow_, slack};
-        args.insert(args.end(), options.begin(), options.end());
-        Result r = toc(args);
-        EXPECT_EQ(r.code, 0) << r.err;
-    }
-    expect_error(toc({"set", flow_, slack, "--order", "0=1"}), "give --order for columns 1, 2, 3, 4 too");
-    std::string stored = read_file(db_.file("design_flow@compilation.rplset"));
-    EXPECT_NE(stored.find("[" + slack + "]\nCOLUMN_WIDTHS=120R,80L,99L,60L,50R,\nOUTPUT_SECTION=1\n"),
-              std::string::npos)
-        << stored;
-    EXPECT_EQ(stored.find("COLUMN_ORDER"), std::string::npos);
-}
-
 // The library tells nobody when a save fails, so the tool checks: a change
 // that did not reach the settings file is an error naming the file and the
 // reason, the file stays as it was and nothing is left beside it. Reading

@@ -19,8 +19,8 @@
 
 #include "support/rpl_toc.h"
 #include "support/test_support.h"
-#include "tools/commands.h"
-#include "tools/view_handler.h"
+#include "tools/core/session.h"
+#include "tools/view/view_handler.h"
 
 #ifndef RPL_TOC_BINARY
 #define RPL_TOC_BINARY ""
@@ -48,7 +48,7 @@ class ViewerHttp : public ::testing::Test {
 protected:
     void SetUp() override {
         if (std::string(RPL_TOC_BINARY).empty()) GTEST_SKIP() << "rpl-toc is not built";
-        session_ = std::make_unique<rpl_toc::Session>(small_, db_.path());
+        session_ = std::move(rpl_toc::open_session(small_, db_.path()).result());
         handler_ = std::make_unique<rpl_toc::ViewHandler>(*session_, kToken, kPort);
     }
 
@@ -208,6 +208,7 @@ TEST_F(ViewerHttp, AnswersWhatTheCommandLinePrints) {
         {"/api/prev?path=%7C%7CR%7C%7CT1", {"--json", "prev", small_, "||R||T1"}},  // none: null
         {"/api/export.txt", {"export", small_, "--text", "-"}},
         {"/api/export.html", {"export", small_, "--html", "-"}},
+        {"/api/settings", {"--json", "settings", small_}},  // no file yet
     };
     for (const auto& [target, args] : cases) {
         SCOPED_TRACE(target);
@@ -218,9 +219,20 @@ TEST_F(ViewerHttp, AnswersWhatTheCommandLinePrints) {
     EXPECT_FALSE(has_settings());
 }
 
+// One document, member for member, whatever state the file is in.
+TEST_F(ViewerHttp, SettingsAnswerIsTheCommandLinesDocument) {
+    write_file(db_.file("small@timing.rplset"), "[||R||X1]\nOUTPUT_SECTION=0\n");
+    EXPECT_EQ(call("GET", "/api/settings").body, cli({"--json", "settings", small_}));
+    std::filesystem::remove(db_.file("small@timing.rplset"));
+    std::filesystem::create_directory(db_.file("small@timing.rplset"));
+    HttpResponse unreadable = call("GET", "/api/settings");
+    EXPECT_EQ(json::parse(unreadable.body)["readable"], false);
+    EXPECT_EQ(unreadable.body, cli({"--json", "settings", small_}));
+}
+
 // The answer holds the marks that the file, read back, gives.
 TEST_F(ViewerHttp, MarkWritesTheSettingsFileAndAnswersTheTree) {
-    EXPECT_EQ(call_json("GET", "/api/settings"), json({{"format", 1}, {"path", db_.file("small@timing.rplset")},
+    EXPECT_EQ(call_json("GET", "/api/settings"), json({{"format", 1}, {"settings_file", db_.file("small@timing.rplset")},
                                                        {"exists", false}, {"readable", true}, {"content", nullptr}}));
     json toc = call_json("POST", "/api/mark", R"({"paths": ["||R||F"], "marked": false})");
     EXPECT_EQ(settings(), kSmallAfterUnmarkF);
@@ -267,7 +279,7 @@ TEST_F(ViewerHttp, ReportsAChangeThatWasNotSaved) {
     for (char c : unsaved) EXPECT_TRUE(c >= 0x20 && c < 0x7f) << unsaved;
 
     json settings = call_json("GET", "/api/settings");
-    EXPECT_EQ(settings, json({{"format", 1}, {"path", db_.file("small@timing.rplset")}, {"exists", true},
+    EXPECT_EQ(settings, json({{"format", 1}, {"settings_file", db_.file("small@timing.rplset")}, {"exists", true},
                               {"readable", false}, {"content", nullptr}}));
     EXPECT_EQ(header(call("POST", "/api/mark", R"({"paths": ["||R||X1"], "marked": true})"), "X-RPL-Unsaved"),
               unsaved);

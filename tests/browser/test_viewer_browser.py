@@ -274,6 +274,45 @@ class ViewerPage(unittest.TestCase):
         self.assertIsNone(self.viewer.settings())
         self.screenshot('refused')
 
+    def rewrite_next_set(self, members):
+        """Makes the page's next POST /api/set carry `members` too, as a stale
+        or hand-made page would send them."""
+        self.driver.execute_script(
+            'const extra = arguments[0]; const send = window.fetch;'
+            'window.fetch = (path, init) => {'
+            '  if (path !== "/api/set") return send(path, init);'
+            '  window.fetch = send;'
+            '  return send(path, {...init, body: JSON.stringify({...JSON.parse(init.body), ...extra})});'
+            '};', members)
+
+    def test_refusals_are_worded_for_the_page_without_flags(self):
+        self.open_page()
+        self.open_folder(TIMING)
+        self.select(SETUP)
+        self.driver.find_element(By.CSS_SELECTOR, '#details input[name="width-0"]').send_keys('120')
+        self.driver.find_element(By.CSS_SELECTOR, '#details button[type="submit"]').click()
+        columns_error = lambda: self.driver.find_element(By.CSS_SELECTOR, '#details form.columns .form-error')
+        self.wait(lambda: self.settled() and columns_error().is_displayed(), 'the partial list is refused')
+        self.assertEqual(columns_error().text, 'Column widths are stored only when every column has one; '
+                                               'fill in the Width of columns 1, 2, 3 and 4 too.')
+
+        orientation_error = lambda: self.driver.find_element(By.CSS_SELECTOR, '#details form.orientation .form-error')
+        choice = lambda value: self.driver.find_element(
+            By.CSS_SELECTOR, '#details input[value="%d"][name="orientation"]' % value)
+        cases = [  # each picks the other orientation, which sends the form
+            (2, {'chart_type': 2}, "A chart type applies to charts only; '%s' is a table." % SETUP),
+            (1, {'path': TIMING + '||Gone'}, "No section has the path '%s'." % (TIMING + '||Gone')),
+        ]
+        for orientation, members, words in cases:
+            self.rewrite_next_set(members)
+            choice(orientation).click()
+            self.wait(lambda: self.settled() and orientation_error().is_displayed() and orientation_error().text == words,
+                      'refused: %r' % members)
+        self.screenshot('refusals_worded')
+        page_text = self.driver.find_element(By.TAG_NAME, 'body').text
+        self.assertNotIn('--', page_text)
+        self.assertIsNone(self.viewer.settings())  # nothing was saved
+
     def test_the_filter_narrows_the_tree_to_matching_names(self):
         self.open_page()
         self.press('/')

@@ -1,0 +1,103 @@
+// The page's client of /api/: what it sends, and how it reads answers,
+// refusals, unsaved changes and a server that is gone. fetch and the page's
+// <body> are small fakes.
+import assert from 'node:assert/strict';
+import { beforeEach, test } from 'node:test';
+
+globalThis.document = { body: { dataset: {} } };
+const { api, ApiError } = await import('../../tools/view/web/js/api.js');
+
+let sent = [];
+let answer = () => reply(200, { format: 1 });
+
+function reply(status, body, headers = {}) {
+  const text = typeof body === 'string' ? body : JSON.stringify(body);
+  return new Response(text, { status, headers });
+}
+
+beforeEach(() => {
+  sent = [];
+  globalThis.fetch = async (path, init) => {
+    sent.push({ path, init, busy: document.body.dataset.busy });
+    return answer();
+  };
+});
+
+test('each call sends its method, address and body', async () => {
+  answer = () => reply(200, { format: 1 });
+  await api.toc();
+  await api.section('||Design Flow||Setup & Hold');
+  await api.next('||R||T 1');
+  await api.mark(['||R||A', '||R||B'], true);
+  await api.set({ path: '||R||T1', widths: [[0, 120]] });
+  await api.reload();
+  const seen = sent.map(({ path, init }) => [init.method, path, init.body]);
+  assert.deepEqual(seen, [
+    ['GET', '/api/toc', undefined],
+    ['GET', '/api/section?path=%7C%7CDesign%20Flow%7C%7CSetup%20%26%20Hold', undefined],
+    ['GET', '/api/next?path=%7C%7CR%7C%7CT%201', undefined],
+    ['POST', '/api/mark', '{"paths":["||R||A","||R||B"],"marked":true}'],
+    ['POST', '/api/set', '{"path":"||R||T1","widths":[[0,120]]}'],
+    ['POST', '/api/reload', '{}'],
+  ]);
+});
+
+test('a body goes as JSON, with the session cookie and past any cache', async () => {
+  await api.mark(['||R'], false);
+  const { init } = sent[0];
+  assert.equal(init.headers['Content-Type'], 'application/json');
+  assert.equal(init.credentials, 'same-origin');
+  assert.equal(init.cache, 'no-store');
+  await api.toc();
+  assert.equal(sent[1].init.headers['Content-Type'], undefined);
+});
+
+test('the page counts a request as busy until it is answered', async () => {
+  await api.toc();
+  assert.equal(sent[0].busy, '1');
+  assert.equal(document.body.dataset.busy, '0');
+  globalThis.fetch = async () => {
+    throw new TypeError('network');
+  };
+  await assert.rejects(api.toc());
+  assert.equal(document.body.dataset.busy, '0');
+});
+
+test('the reason a change was not saved is read from its header', async () => {
+  const cases = [
+    [{}, ''],
+    [{ 'X-RPL-Unsaved': '/data/r@x.rplset: Is a directory' }, '/data/r@x.rplset: Is a directory'],
+    [{ 'X-RPL-Unsaved': '/d/caf%C3%A9%25.rplset: Permission denied' }, '/d/café%.rplset: Permission denied'],
+    [{ 'X-RPL-Unsaved': 'broken %E0 escape' }, 'broken %E0 escape'],
+  ];
+  for (const [headers, unsaved] of cases) {
+    answer = () => reply(200, { format: 1, sections: [] }, headers);
+    const result = await api.mark(['||R'], true);
+    assert.equal(result.unsaved, unsaved);
+    assert.deepEqual(result.data, { format: 1, sections: [] });
+  }
+});
+
+test('a refusal becomes an ApiError with the server\'s sentence and status', async () => {
+  const cases = [
+    [() => reply(404, { format: 1, error: 'No section has the path \'||R||x\'.' }), 404, 'No section has the path \'||R||x\'.'],
+    [() => reply(400, { format: 1 }), 400, 'Status 400.'],
+    [() => reply(502, '<html>proxy</html>'), 502, 'The server answered 502 without a JSON document.'],
+  ];
+  for (const [make, status, message] of cases) {
+    answer = make;
+    await assert.rejects(api.set({ path: '||R||x', orientation: 2 }), (e) => {
+      assert.ok(e instanceof ApiError);
+      assert.equal(e.status, status);
+      assert.equal(e.message, message);
+      return true;
+    });
+  }
+});
+
+test('a server that does not answer is status 0 and says so', async () => {
+  globalThis.fetch = async () => {
+    throw new TypeError('Failed to fetch');
+  };
+  await assert.rejects(api.settings(), (e) => e instanceof ApiError && e.status === 0 && /does not answer/.test(e.message));
+});

@@ -1,0 +1,214 @@
+// The operations of tools/core that both rpl-toc and its viewer run: what
+// a mark and a settings change alter, what they refuse and in which terms,
+// and whether the file holds a change, as the library reads it back.
+#include <filesystem>
+#include <string>
+#include <vector>
+
+#include "support/test_support.h"
+#include "tools/core/operations.h"
+#include "tools/core/section_info.h"
+
+using namespace rpltest;
+using namespace rpl_toc;
+
+namespace {
+
+// small.json: R holds T1 (a table of 3 columns), F (C1, a chart of type 2,
+// and G, an empty folder) and X1 (a text).
+const std::string kSmall = RPL_EXAMPLES_DIR "/small.json";
+
+class TocOperations : public HostTest {
+protected:
+    void SetUp() override {
+        HostTest::SetUp();
+        open(kSmall);
+    }
+    void TearDown() override {
+        session_.reset();
+        HostTest::TearDown();
+    }
+    void open(const std::string& report) {
+        session_.reset();
+        Outcome<std::unique_ptr<Session>> opened = open_session(report, db_->path());
+        ASSERT_TRUE(opened.ok());
+        session_ = std::move(opened.result());
+    }
+    std::string settings_file() { return db_->file("small@timing.rplset"); }
+
+    std::unique_ptr<Session> session_;
+};
+
+std::vector<std::string> paths_of(const std::vector<const RPL_REPORT_SECTION*>& sections) {
+    std::vector<std::string> out;
+    for (const RPL_REPORT_SECTION* s : sections) out.push_back(to_std(s->m_rdb_path));
+    return out;
+}
+
+// ---- Opening a session ------------------------------------------------------------
+
+TEST_F(TocOperations, OpeningRefusesWithTheFileAndTheReason) {
+    TempDir files;
+    write_file(files.file("bad.json"), R"({"name": "b", "type": 3, "root": {"type": 1, "name": 7}})");
+    struct Case {
+        std::string report, db_dir;
+        Refused what;
+        std::string value, detail;
+    };
+    for (const Case& c : std::vector<Case>{
+             {files.file("none.json"), "", Refused::report_unreadable, files.file("none.json"),
+              "No such file or directory"},
+             {files.path(), "", Refused::report_unreadable, files.path(), "it is a directory"},
+             {files.file("bad.json"), "", Refused::report_invalid, files.file("bad.json"),
+              "/root/name: expected a string"},
+             {kSmall, files.file("nowhere"), Refused::no_database_directory, files.file("nowhere"), ""},
+         }) {
+        SCOPED_TRACE(c.report);
+        Outcome<std::unique_ptr<Session>> opened = open_session(c.report, c.db_dir);
+        ASSERT_FALSE(opened.ok());
+        EXPECT_EQ(opened.refusal().what, c.what);
+        EXPECT_EQ(opened.refusal().value, c.value);
+        EXPECT_EQ(opened.refusal().detail, c.detail);
+    }
+}
+
+// ---- Marking ------------------------------------------------------------------------
+
+TEST_F(TocOperations, MarkNamesExactlyTheSectionsItChanged) {
+    Outcome<Change> unmark = mark_sections(*session_, {"||R||F"}, false);
+    ASSERT_TRUE(unmark.ok());
+    EXPECT_TRUE(unmark.result().save.saved()) << unmark.result().save.unsaved;
+    // F's subtree flips; R stays marked but its subtree is now partly marked.
+    EXPECT_EQ(paths_of(unmark.result().changed), (std::vector<std::string>{"||R||F", "||R||F||C1", "||R||F||G", "||R"}));
+
+    Outcome<Change> again = mark_sections(*session_, {"||R||F"}, false);
+    ASSERT_TRUE(again.ok());
+    EXPECT_TRUE(again.result().changed.empty());
+
+    Outcome<Change> child = mark_sections(*session_, {"||R||F||G"}, true);
+    ASSERT_TRUE(child.ok());
+    EXPECT_EQ(paths_of(child.result().changed), (std::vector<std::string>{"||R||F||G", "||R||F"}));
+}
+
+TEST_F(TocOperations, MarkReportsProgressAfterEachSectionNamed) {
+    std::vector<std::pair<std::size_t, std::size_t>> reports;
+    auto progress = [&reports](std::size_t written, std::size_t total) { reports.emplace_back(written, total); };
+    // F: itself, C1, G and R above it; X1: itself and R.
+    ASSERT_TRUE(mark_sections(*session_, {"||R||F", "||R||X1"}, false, progress).ok());
+    EXPECT_EQ(reports, (std::vector<std::pair<std::size_t, std::size_t>>{{4, 6}, {6, 6}}));
+}
+
+TEST_F(TocOperations, AnUnknownPathRefusesTheWholeMarkBeforeAnythingChanges) {
+    Outcome<Change> mark = mark_sections(*session_, {"||R||F", "||R||nope"}, false);
+    ASSERT_FALSE(mark.ok());
+    EXPECT_EQ(mark.refusal().what, Refused::unknown_path);
+    EXPECT_EQ(mark.refusal().value, "||R||nope");
+    EXPECT_TRUE(session_->section("||R||F")->m_marked_for_output);
+    EXPECT_FALSE(file_exists(settings_file()));
+}
+
+// ---- Changing settings ------------------------------------------------------------
+
+SettingsChange widths(std::vector<ColumnValue> values) {
+    SettingsChange change;
+    change.widths = std::move(values);
+    return change;
+}
+
+TEST_F(TocOperations, ChangesAreRefusedInNeutralTermsAndChangeNothing) {
+    SettingsChange chart_type, orientation, alignments, order, nothing;
+    chart_type.chart_type = 2;
+    orientation.orientation = 3;
+    alignments.alignments = {{2, RPL_TABLE::RIGHT}};
+    order.order = {{1, 0}};
+    struct Case {
+        const char* what;
+        std::string path;
+        SettingsChange change;
+        Refused refused;
+        Setting setting;
+        std::string value, kind;
+        std::uint32_t column, columns;
+        std::vector<std::uint32_t> missing;
+    };
+    for (const Case& c : std::vector<Case>{
+             {"unknown path", "||R||nope", chart_type, Refused::unknown_path, Setting::none, "||R||nope", "", 0, 0, {}},
+             {"chart type of a table", "||R||T1", chart_type, Refused::wrong_kind, Setting::chart_type, "||R||T1",
+              "table", 0, 0, {}},
+             {"widths of a chart", "||R||F||C1", widths({{0, 1}}), Refused::wrong_kind, Setting::widths,
+              "||R||F||C1", "chart", 0, 0, {}},
+             {"a third orientation", "||R||T1", orientation, Refused::bad_value, Setting::orientation, "3", "", 0, 0,
+              {}},
+             {"a column the table lacks", "||R||T1", widths({{0, 1}, {3, 10}}), Refused::no_such_column,
+              Setting::widths, "", "", 3, 3, {}},
+             {"a short width list", "||R||T1", widths({{0, 120}}), Refused::columns_missing, Setting::widths, "", "",
+              0, 0, {1, 2}},
+             {"alignments without widths", "||R||T1", alignments, Refused::columns_missing, Setting::alignments, "",
+              "", 0, 0, {0, 1, 2}},
+             {"a short order", "||R||T1", order, Refused::columns_missing, Setting::order, "", "", 0, 0, {0, 2}},
+             {"nothing", "||R||T1", nothing, Refused::nothing_to_change, Setting::none, "", "", 0, 0, {}},
+         }) {
+        SCOPED_TRACE(c.what);
+        Outcome<Change> change = change_settings(*session_, c.path, c.change);
+        ASSERT_FALSE(change.ok());
+        const Refusal& r = change.refusal();
+        EXPECT_EQ(r.what, c.refused);
+        EXPECT_EQ(r.setting, c.setting);
+        EXPECT_EQ(r.value, c.value);
+        EXPECT_EQ(r.kind, c.kind);
+        EXPECT_EQ(r.column, c.column);
+        EXPECT_EQ(r.columns, c.columns);
+        EXPECT_EQ(r.missing, c.missing);
+    }
+    EXPECT_FALSE(session_->section("||R||T1")->m_settings_changed);
+    EXPECT_FALSE(file_exists(settings_file()));
+}
+
+// The library keeps a column list only when it covers every column: once a
+// list is held in full, it changes one column at a time.
+TEST_F(TocOperations, ColumnListsChangeOneColumnAtATimeOnceStoredInFull) {
+    SettingsChange full = widths({{0, 120}, {1, 80}, {2, 60}});
+    full.alignments = {{1, RPL_TABLE::RIGHT}};
+    full.orientation = 2;
+    for (const SettingsChange& change : {full, widths({{2, 99}})}) {
+        Outcome<Change> done = change_settings(*session_, "||R||T1", change);
+        ASSERT_TRUE(done.ok());
+        EXPECT_TRUE(done.result().save.saved()) << done.result().save.unsaved;
+        EXPECT_EQ(paths_of(done.result().changed), std::vector<std::string>{"||R||T1"});
+    }
+    EXPECT_EQ(read_file(settings_file()),
+              "[||R||T1]\nCOLUMN_WIDTHS=120L,80R,99L,\nOUTPUT_SECTION=1\nPAGE_ORIENTATION=1\n");
+    SettingsChange order;
+    order.order = {{0, 1}};
+    EXPECT_EQ(change_settings(*session_, "||R||T1", order).refusal().missing, (std::vector<std::uint32_t>{1, 2}));
+}
+
+// ---- Whether a change reached the file ----------------------------------------------
+
+TEST_F(TocOperations, AChangeTheFileDoesNotHoldIsKeptInMemoryAndReportedUnsaved) {
+    std::filesystem::create_directory(settings_file());  // exists, cannot be read
+    SettingsChange landscape;
+    landscape.orientation = 2;
+    Outcome<Change> change = change_settings(*session_, "||R||T1", landscape);
+    ASSERT_TRUE(change.ok());
+    EXPECT_EQ(change.result().save.settings_file, settings_file());
+    EXPECT_EQ(change.result().save.unsaved, "Is a directory");
+    EXPECT_EQ(session_->section("||R||T1")->m_page_orientation, 2);
+}
+
+// A chart type the library does not save (kept from the report because the
+// file holds a type it does not know) is no reason to call a save failed.
+TEST_F(TocOperations, AValueTheLibraryDoesNotSaveIsNotCountedAsUnsaved) {
+    TempDir files;
+    write_file(files.file("odd.json"),
+               R"({"name": "small", "type": 3, "root": {"type": 1, "name": "R", "children": [
+                   {"type": 5, "name": "C", "chart_type": 5}]}})");
+    write_file(settings_file(), "[||R||C]\nCHART_TYPE=7\n");
+    open(files.file("odd.json"));
+    ASSERT_EQ(session_->section("||R||C")->dynamic_cast_to_RPL_CHART()->m_chart_type, 5);
+    Outcome<Change> mark = mark_sections(*session_, {"||R||C"}, false);
+    ASSERT_TRUE(mark.ok());
+    EXPECT_TRUE(mark.result().save.saved()) << mark.result().save.unsaved;
+}
+
+}  // namespace

@@ -1,0 +1,192 @@
+#include "tools/cli/commands.h"
+
+#include <algorithm>
+#include <iostream>
+
+#include "host/host_strings.h"
+#include "tools/cli/refusal_text.h"
+#include "tools/cli/toc_tree.h"
+#include "tools/core/operations.h"
+#include "tools/core/section_info.h"
+#include "tools/core/settings_probe.h"
+#include "tools/core/toc_json.h"
+
+namespace rpl_toc {
+namespace {
+
+void print_json(const Json& document) { std::cout << dump_json(document); }
+
+// ---- Warnings and notes on stderr ---------------------------------------------------
+
+void warn(const std::string& text) { std::cerr << "rpl-toc: warning: " << printable(text) << '\n'; }
+
+// The library then works on defaults and would not save a change.
+void warn_if_settings_unreadable(Session& session) {
+    std::string path = session.settings_file();
+    std::string reason = unreadable_reason(path);
+    if (!reason.empty()) warn("the settings file cannot be read, so defaults are used: " + path + ": " + reason);
+}
+
+void note_objects_left_out(Session& session, const Output& output) {
+    int n = session.objects_left_out();
+    if (n <= 0) return;
+    std::cerr << "rpl-toc: note: " << n << (n == 1 ? " object of the report was" : " objects of the report were")
+              << " left out" << (output.debug ? "" : " (run with --debug to see which)") << '\n';
+}
+
+// ---- Text output ------------------------------------------------------------------
+
+void print_field(const std::string& label, const std::string& value) {
+    std::string padded = label + ":";
+    padded.resize(std::max<std::size_t>(padded.size() + 1, 18), ' ');
+    std::cout << padded << printable(value) << '\n';
+}
+
+void print_section(const RPL_REPORT_SECTION& s) {
+    print_field("path", to_std(s.m_rdb_path));
+    print_field("name", to_std(s.m_name));
+    print_field("kind", std::string(section_kind(s)) + " (object type " + std::to_string(s.m_rdb_object_type) + ")");
+    print_field("depth", std::to_string(section_depth(s)));
+    print_field("marked", std::string(s.m_marked_for_output ? "yes" : "no") + " (subtree: " +
+                              marking_word(s.get_num_marked_for_output()) + ")");
+    print_field("orientation", std::to_string(s.m_page_orientation));
+    print_field("header", to_std(s.m_header));
+    print_field("footer", to_std(s.m_footer));
+    for (const auto& value : kind_values(s)) print_field(value.first, value.second);
+    print_field("settings", s.m_settings_changed ? "changed" : "unchanged");
+}
+
+// Every line shown with its control bytes escaped, the line feeds kept.
+std::string printable_lines(const std::string& text) {
+    std::string out;
+    std::size_t start = 0;
+    while (start < text.size()) {
+        std::size_t end = text.find('\n', start);
+        if (end == std::string::npos) return out + printable(text.substr(start));
+        out += printable(text.substr(start, end - start)) + '\n';
+        start = end + 1;
+    }
+    return out;
+}
+
+// ---- Changes ----------------------------------------------------------------------
+
+void check_saved(const Change& change) {
+    if (!change.save.saved())
+        throw CommandError(kExitError, "the change was not saved: " +
+                                           printable(change.save.settings_file + ": " + change.save.unsaved));
+}
+
+}  // namespace
+
+void refuse(const Refusal& refusal, const SetOptions* set) {
+    throw CommandError(kExitError, refusal_text(refusal, set));
+}
+
+// ---- Commands -----------------------------------------------------------------------
+
+int run_show(Session& session, const Output& output, bool paths) {
+    warn_if_settings_unreadable(session);
+    note_objects_left_out(session, output);
+    if (output.json) {
+        print_json(toc_json(session.toc()));
+        return kExitOk;
+    }
+    TreeStyle style;
+    style.colour = output.colour;
+    style.boxes = output.boxes;
+    style.paths = paths;
+    print_tree(std::cout, session.toc(), style);
+    return kExitOk;
+}
+
+int run_list(Session& session, const Output& output, bool all) {
+    warn_if_settings_unreadable(session);
+    note_objects_left_out(session, output);
+    std::vector<const RPL_REPORT_SECTION*> sections;
+    for (const RPL_REPORT_SECTION* s : session.toc().m_section_index)
+        if (all || !s->dynamic_cast_to_RPL_FOLDER()) sections.push_back(s);
+    if (output.json) {
+        print_json(sections_document(sections));
+        return kExitOk;
+    }
+    for (const RPL_REPORT_SECTION* s : sections) std::cout << printable(to_std(s->m_rdb_path)) << '\n';
+    return kExitOk;
+}
+
+int run_find(Session& session, const Output& output, const std::string& path) {
+    warn_if_settings_unreadable(session);
+    Outcome<RPL_REPORT_SECTION*> found = find_section(session, path);
+    if (!found.ok()) return kExitNotFound;
+    if (output.json)
+        print_json(section_document(*found.result()));
+    else
+        print_section(*found.result());
+    return kExitOk;
+}
+
+int run_step(Session& session, const Output& output, const std::string& path, bool forward) {
+    warn_if_settings_unreadable(session);
+    std::optional<std::string> next = step_from(session, path, forward);
+    if (output.json)
+        print_json(path_document(next ? &*next : nullptr));
+    else if (next)
+        std::cout << printable(*next) << '\n';
+    return next ? kExitOk : kExitNotFound;
+}
+
+int run_mark(Session& session, const Output& output, const std::vector<std::string>& paths, bool marked) {
+    Outcome<Change> marking = mark_sections(session, paths, marked);
+    if (!marking.ok()) refuse(marking.refusal());
+    check_saved(marking.result());
+    if (output.json) {
+        print_json(toc_json(session.toc()));
+        return kExitOk;
+    }
+    for (const RPL_REPORT_SECTION* s : marking.result().sections)
+        std::cout << printable(to_std(s->m_rdb_path)) << "  " << (s->m_marked_for_output ? "marked" : "unmarked")
+                  << " (subtree: " << marking_word(s->get_num_marked_for_output()) << ")\n";
+    return kExitOk;
+}
+
+int run_set(Session& session, const Output& output, const std::string& path, const SetOptions& options) {
+    Outcome<Change> change = change_settings(session, path, settings_change(options));
+    if (!change.ok()) refuse(change.refusal(), &options);
+    check_saved(change.result());
+    if (output.json)
+        print_json(toc_json(session.toc()));
+    else
+        print_section(*change.result().sections.front());
+    return kExitOk;
+}
+
+int run_settings(Session& session, const Output& output, bool raw) {
+    SettingsFileRead read = read_settings_file(session);
+    const std::string& path = read.settings_file;
+    const SettingsFileState& file = read.state;
+    if (!file.unreadable.empty()) warn("the settings file cannot be read: " + path + ": " + file.unreadable);
+    bool shown = file.exists && file.unreadable.empty();
+    if (output.json) {
+        print_json(settings_file_document(read));
+    } else if (shown) {
+        std::cout << "settings file: " << printable(path) << '\n'
+                  << (raw ? file.content : printable_lines(file.content));
+    } else if (file.exists) {
+        std::cout << "settings file: " << printable(path) << " cannot be read\n";
+    } else {
+        std::cout << "settings file: " << printable(path) << " does not exist yet\n";
+    }
+    return kExitOk;
+}
+
+int run_export(Session& session, const Output& output, const std::string& text_file, const std::string& html_file) {
+    warn_if_settings_unreadable(session);
+    ReportFormat format = html_file.empty() ? ReportFormat::text : ReportFormat::html;
+    const std::string& file = html_file.empty() ? text_file : html_file;
+    Outcome<ReportWritten> written = export_report(session, format, file);
+    if (!written.ok()) refuse(written.refusal());
+    if (output.json) print_json(export_document(file, format, written.result()));
+    return kExitOk;
+}
+
+}  // namespace rpl_toc

@@ -1,0 +1,95 @@
+// The operations both front ends offer on a session: find, step, mark,
+// change settings, read the settings file and export. (Opening a session is
+// in session.h.) Each returns its result or a Refusal; the command line and
+// the viewer only word them.
+#ifndef TOOLS_CORE_OPERATIONS_H
+#define TOOLS_CORE_OPERATIONS_H
+
+#include <cstdint>
+#include <functional>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "rpl/rpl.h"
+#include "tools/core/refusal.h"
+#include "tools/core/report_writer.h"
+#include "tools/core/session.h"
+#include "tools/core/settings_probe.h"
+
+namespace rpl_toc {
+
+// The section with that rdb path. Refused: unknown_path.
+Outcome<RPL_REPORT_SECTION*> find_section(Session& session, const std::string& path);
+
+// The path of the next (or previous) section that is not a folder; nullopt
+// at either end and for a path no section has, as the library answers.
+std::optional<std::string> step_from(Session& session, const std::string& path, bool forward);
+
+// Whether the settings file holds what the library meant to save.
+struct SaveCheck {
+    std::string settings_file;
+    std::string unsaved;  // empty when saved; otherwise why not: "Permission denied" and the like
+    bool saved() const { return unsaved.empty(); }
+};
+
+// What a mark or a settings change did. The change is made in memory even
+// when the save failed: the library keeps what it holds.
+struct Change {
+    std::vector<RPL_REPORT_SECTION*> sections;        // the sections named, in the order given
+    std::vector<const RPL_REPORT_SECTION*> changed;  // every section whose state the change altered
+    SaveCheck save;
+};
+
+// Called after each named section is done: how many of the sections a
+// mark writes are written, of how many. A mark writes every section of
+// each subtree and every ancestor of each, sum(1 + depth) saves.
+using MarkProgress = std::function<void(std::size_t written, std::size_t total)>;
+
+// Marks (or unmarks) each section of `paths` with its subtree, in order.
+// Every path is looked up before anything changes. Refused: unknown_path.
+Outcome<Change> mark_sections(Session& session, const std::vector<std::string>& paths, bool marked,
+                              const MarkProgress& progress = MarkProgress());
+
+struct ColumnValue {
+    std::uint32_t column;
+    int value;
+};
+
+struct ColumnAlignment {
+    std::uint32_t column;
+    RPL_TABLE::ALIGNMENT alignment;
+};
+
+// A change of one section's layout: what is given is changed, in the order
+// orientation, chart type, widths, alignments, order.
+struct SettingsChange {
+    std::optional<int> orientation;  // 1 portrait, 2 landscape
+    std::optional<int> chart_type;   // 1 or 2, charts only
+    std::vector<ColumnValue> widths;
+    std::vector<ColumnAlignment> alignments;  // saved with the widths
+    std::vector<ColumnValue> order;           // display columns
+    bool names_nothing() const;
+};
+
+// Checks the whole change against the section before anything changes,
+// then applies it and saves it through the library. Refused: unknown_path,
+// nothing_to_change, bad_value, wrong_kind, no_such_column and
+// columns_missing (the library stores a column list only when it reaches
+// every column, and alignments only with the widths).
+Outcome<Change> change_settings(Session& session, const std::string& path, const SettingsChange& change);
+
+// The settings file as a person would find it on disk.
+struct SettingsFileRead {
+    std::string settings_file;
+    SettingsFileState state;
+};
+SettingsFileRead read_settings_file(Session& session);
+
+// Writes the marked sections to `file` ("-": standard output). Refused:
+// report_not_written.
+Outcome<ReportWritten> export_report(Session& session, ReportFormat format, const std::string& file);
+
+}  // namespace rpl_toc
+
+#endif

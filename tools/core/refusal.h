@@ -1,0 +1,66 @@
+// What an operation of tools/core answers when it will not do what it was
+// asked: what was wrong, with which value, and which columns, in neutral
+// terms. Each front end words a refusal itself, the command line with its
+// flags and exit codes, the viewer with its form's fields and HTTP statuses,
+// so nothing here knows either.
+#ifndef TOOLS_CORE_REFUSAL_H
+#define TOOLS_CORE_REFUSAL_H
+
+#include <cstdint>
+#include <string>
+#include <utility>
+#include <variant>
+#include <vector>
+
+namespace rpl_toc {
+
+enum class Refused {
+    report_unreadable,      // `value` the report file ("-": standard input), `detail` the system's reason
+    report_too_large,       // `value` the report file; `detail` the limit, "256 MiB"
+    report_invalid,         // `value` the report file; `detail` where and what, "/root/name: expected a string"
+    no_database_directory,  // `value` the directory given
+    unknown_path,           // `value` the rdb path no section has
+    nothing_to_change,      // a settings change that names no setting
+    bad_value,              // `setting` and `value`: an orientation or chart type other than 1 and 2
+    wrong_kind,             // `setting` applies to another kind; `value` the path, `kind` the section's kind
+    no_such_column,         // `setting`, `column`; `columns` the table's count
+    columns_missing,        // `setting`'s list would leave out `missing`, so the library would not store it
+    report_not_written,     // `value` the output file; `detail` the system's reason
+};
+
+// The settings a change request names.
+enum class Setting { none, orientation, chart_type, widths, alignments, order };
+
+struct Refusal {
+    explicit Refusal(Refused what_refused, std::string refused_value = std::string())
+        : what(what_refused), value(std::move(refused_value)) {}
+
+    Refused what;
+    std::string value;
+    Setting setting = Setting::none;
+    std::string kind;
+    std::uint32_t column = 0;
+    std::uint32_t columns = 0;
+    std::vector<std::uint32_t> missing;
+    std::string detail;
+};
+
+// An operation's result, or its refusal.
+template <class Result>
+class Outcome {
+public:
+    Outcome(Result result) : m_answer(std::move(result)) {}
+    Outcome(Refusal refusal) : m_answer(std::move(refusal)) {}
+
+    bool ok() const { return std::holds_alternative<Result>(m_answer); }
+    Result& result() { return std::get<Result>(m_answer); }
+    const Result& result() const { return std::get<Result>(m_answer); }
+    const Refusal& refusal() const { return std::get<Refusal>(m_answer); }
+
+private:
+    std::variant<Result, Refusal> m_answer;
+};
+
+}  // namespace rpl_toc
+
+#endif

@@ -1,0 +1,349 @@
+// Loading a report file: JSON text to stand-in report-database objects.
+#include "tools/core/report_json.h"
+
+#include <cstdint>
+#include <new>
+#include <utility>
+#include <vector>
+
+#include <nlohmann/json.hpp>
+
+#include "tools/core/section_info.h"
+#include "tools/core/section_kinds.h"
+
+namespace rpl_toc {
+namespace {
+
+using nlohmann::json;
+
+// How an error leaves the recursive walk; load_report_json catches it.
+struct LoadError {
+    std::string message;
+};
+
+bool is_common_field(const std::string& key) {
+    return key == "type" || key == "name" || key == "header" || key == "footer";
+}
+
+std::string escape_pointer_token(const std::string& token) {
+    std::string out;
+    for (char c : token) {
+        if (c == '~')
+            out += "~0";
+        else if (c == '/')
+            out += "~1";
+        else
+            out += c;
+    }
+    return out;
+}
+
+// The offset of the first bracket, outside strings, that nests deeper than
+// `limit`; npos when there is none. Runs before the JSON parser so that no
+// later walk meets a deeper tree.
+std::size_t too_deep_at(const std::string& text, std::size_t limit) {
+    std::size_t depth = 0;
+    bool in_string = false;
+    for (std::size_t i = 0; i < text.size(); ++i) {
+        char c = text[i];
+        if (in_string) {
+            if (c == '\\')
+                ++i;
+            else if (c == '"')
+                in_string = false;
+        } else if (c == '"') {
+            in_string = true;
+        } else if (c == '[' || c == '{') {
+            if (++depth > limit) return i;
+        } else if ((c == ']' || c == '}') && depth > 0) {
+            --depth;
+        }
+    }
+    return std::string::npos;
+}
+
+std::string line_and_column(const std::string& text, std::size_t offset) {
+    std::size_t line = 1;
+    std::size_t line_start = 0;
+    for (std::size_t i = 0; i < offset && i < text.size(); ++i) {
+        if (text[i] == '\n') {
+            ++line;
+            line_start = i + 1;
+        }
+    }
+    return "line " + std::to_string(line) + ", column " + std::to_string(offset - line_start + 1);
+}
+
+// nlohmann's message, "[json.exception.parse_error.101] parse error at
+// line 1, column 5: ...", without its tag, on one line.
+std::string invalid_json_message(const json::parse_error& e) {
+    std::string what = e.what();
+    const std::string tag = "parse error at ";
+    std::size_t at = what.find(tag);
+    std::string rest = at == std::string::npos ? what : what.substr(at + tag.size());
+    for (char& c : rest)
+        if (c == '\n' || c == '\r') c = ' ';
+    return "invalid JSON at " + rest;
+}
+
+const json* field(const json& object, const char* key) {
+    auto it = object.find(key);
+    return it == object.end() ? nullptr : &*it;
+}
+
+// Walks the parsed document and builds the objects. Keeps the JSON pointer
+// of the place it is at, so every error can name it.
+class Builder {
+public:
+    ReportFile report(const json& doc);
+
+private:
+    // Extends the pointer by one token for the life of the scope.
+    class Step {
+    public:
+        Step(std::string& at, const std::string& token) : m_at(at), m_size(at.size()) {
+            m_at += "/" + escape_pointer_token(token);
+        }
+        ~Step() { m_at.resize(m_size); }
+        Step(const Step&) = delete;
+        Step& operator=(const Step&) = delete;
+
+    private:
+        std::string& m_at;
+        std::size_t m_size;
+    };
+
+    // The fields of the object at the current place, for a kind's builder.
+    class Fields : public ReportFields {
+    public:
+        Fields(Builder& builder, const json& object) : m_builder(builder), m_object(object) {}
+        bool has(const char* key) const override { return field(m_object, key) != nullptr; }
+        std::string read_string(const char* key) override { return m_builder.read_string(m_object, key); }
+        bool read_bool(const char* key) override { return m_builder.read_bool(m_object, key); }
+        std::int64_t read_integer(const char* key, const IntRange& range, std::int64_t fallback) override {
+            return m_builder.read_integer(m_object, key, range, fallback);
+        }
+        std::vector<bool> read_bool_array(const char* key) override {
+            return m_builder.read_bool_array(m_object, key);
+        }
+        void read_children(RDB_FOLDER_OBJECT& folder) override { m_builder.read_children(m_object, folder); }
+
+    private:
+        Builder& m_builder;
+        const json& m_object;
+    };
+
+    [[noreturn]] void fail(const std::string& what) const;
+    [[noreturn]] void fail_at(const std::string& token, const std::string& what);
+
+    void check_fields(const json& object, int type);
+    void check_report_fields(const json& doc);
+    int read_type(const json& object);
+    std::string read_name(const json& object);
+    std::string read_string(const json& object, const char* key);
+    bool read_bool(const json& object, const char* key);
+    std::int64_t read_integer(const json& object, const char* key, const IntRange& range, std::int64_t fallback);
+    std::vector<bool> read_bool_array(const json& object, const char* key);
+    void read_children(const json& object, RDB_FOLDER_OBJECT& folder);
+
+    std::unique_ptr<RDB_FOLDER_OBJECT> main_folder(const json& root);
+    std::unique_ptr<RDB_OBJECT> object(const json& value);
+    std::unique_ptr<RDB_OBJECT> kind(const json& object, int type, const std::string& name);
+    void add_children(RDB_FOLDER_OBJECT& folder, const json& children);
+
+    std::string m_at;  // JSON pointer of the value being read
+};
+
+// The error promises one line, and a field name may hold any character.
+void Builder::fail(const std::string& what) const {
+    throw LoadError{printable((m_at.empty() ? std::string("top level") : m_at) + ": " + what)};
+}
+
+void Builder::fail_at(const std::string& token, const std::string& what) {
+    Step step(m_at, token);
+    fail(what);
+}
+
+void Builder::check_fields(const json& object, int type) {
+    const SectionKind* kind = kind_of_object_type(type);
+    for (auto it = object.begin(); it != object.end(); ++it) {
+        const std::string& key = it.key();
+        if (is_common_field(key)) continue;
+        bool ok = false;
+        if (kind)
+            for (const char* own : kind->fields) ok = ok || key == own;
+        if (ok) continue;
+        if (is_kind_field(key)) fail_at(key, "not a field of an object of type " + std::to_string(type));
+        fail_at(key, "unknown field");
+    }
+}
+
+void Builder::check_report_fields(const json& doc) {
+    for (auto it = doc.begin(); it != doc.end(); ++it)
+        if (it.key() != "name" && it.key() != "type" && it.key() != "root") fail_at(it.key(), "unknown field");
+}
+
+int Builder::read_type(const json& object) {
+    if (!field(object, "type")) fail("missing \"type\"");
+    return static_cast<int>(read_integer(object, "type", kAnyInt32, 0));
+}
+
+// A section's name is a line of the settings file's header: a line feed
+// would split the header and let the rest name another section, whose
+// settings would then be overwritten; a NUL byte ends the header early.
+std::string Builder::read_name(const json& object) {
+    std::string name = read_string(object, "name");
+    if (name.find('\n') != std::string::npos) fail_at("name", "a name may not contain a line feed");
+    if (name.find('\0') != std::string::npos) fail_at("name", "a name may not contain a NUL byte");
+    return name;
+}
+
+std::string Builder::read_string(const json& object, const char* key) {
+    const json* value = field(object, key);
+    if (!value) return std::string();
+    if (!value->is_string()) fail_at(key, "expected a string");
+    return value->get<std::string>();
+}
+
+bool Builder::read_bool(const json& object, const char* key) {
+    const json* value = field(object, key);
+    if (!value) return false;
+    if (!value->is_boolean()) fail_at(key, "expected true or false");
+    return value->get<bool>();
+}
+
+std::int64_t Builder::read_integer(const json& object, const char* key, const IntRange& range,
+                                   std::int64_t fallback) {
+    const json* value = field(object, key);
+    if (!value) return fallback;
+    Step step(m_at, key);
+    if (!value->is_number_integer()) fail(std::string("expected ") + range.what);
+    if (value->is_number_unsigned()) {
+        if (value->get<std::uint64_t>() > static_cast<std::uint64_t>(range.hi))
+            fail("expected an integer <= " + std::to_string(range.hi));
+        return static_cast<std::int64_t>(value->get<std::uint64_t>());
+    }
+    std::int64_t v = value->get<std::int64_t>();
+    if (v < range.lo) fail(range.lo == 0 ? std::string("expected an integer >= 0")
+                                         : "expected an integer >= " + std::to_string(range.lo));
+    if (v > range.hi) fail("expected an integer <= " + std::to_string(range.hi));
+    return v;
+}
+
+std::vector<bool> Builder::read_bool_array(const json& object, const char* key) {
+    std::vector<bool> out;
+    const json* value = field(object, key);
+    if (!value) return out;
+    Step step(m_at, key);
+    if (!value->is_array()) fail("expected an array of true and false");
+    for (std::size_t i = 0; i < value->size(); ++i) {
+        if (!(*value)[i].is_boolean()) fail_at(std::to_string(i), "expected true or false");
+        out.push_back((*value)[i].get<bool>());
+    }
+    return out;
+}
+
+void Builder::read_children(const json& object, RDB_FOLDER_OBJECT& folder) {
+    const json* children = field(object, "children");
+    if (!children) return;
+    Step step(m_at, "children");
+    if (!children->is_array()) fail("expected an array");
+    add_children(folder, *children);
+}
+
+ReportFile Builder::report(const json& doc) {
+    if (!doc.is_object()) fail("expected a JSON object");
+    check_report_fields(doc);
+    ReportFile out;
+    out.name = read_string(doc, "name");
+    out.type = static_cast<std::int32_t>(read_integer(doc, "type", kAnyInt32, 0));
+    const json* root = field(doc, "root");
+    if (root && !root->is_null()) {
+        Step step(m_at, "root");
+        out.main_folder = main_folder(*root);
+    }
+    return out;
+}
+
+// The main folder. One whose type is not a folder's is kept as a folder
+// object with that type code: the library then finds no root folder, as it
+// would in a real database.
+std::unique_ptr<RDB_FOLDER_OBJECT> Builder::main_folder(const json& root) {
+    if (!root.is_object()) fail("expected an object or null");
+    int type = read_type(root);
+    check_fields(root, type);
+    std::string name = read_name(root);
+    std::unique_ptr<RDB_FOLDER_OBJECT> out;
+    if (type == RDB_OBJECT_TYPE_FOLDER) {
+        out.reset(kind(root, type, name).release()->dynamic_cast_to_RDB_FOLDER_OBJECT());
+    } else {
+        kind(root, type, name);  // checks the fields of its type; the object is not used
+        out = std::make_unique<RDB_FOLDER_OBJECT>(name, type);
+    }
+    out->set_header(read_string(root, "header"));
+    out->set_footer(read_string(root, "footer"));
+    return out;
+}
+
+std::unique_ptr<RDB_OBJECT> Builder::object(const json& value) {
+    if (!value.is_object()) fail("expected an object or null");
+    int type = read_type(value);
+    check_fields(value, type);
+    std::unique_ptr<RDB_OBJECT> out = kind(value, type, read_name(value));
+    out->set_header(read_string(value, "header"));
+    out->set_footer(read_string(value, "footer"));
+    return out;
+}
+
+// Types that no kind presents carry nothing more than a name.
+std::unique_ptr<RDB_OBJECT> Builder::kind(const json& object, int type, const std::string& name) {
+    const SectionKind* kind = kind_of_object_type(type);
+    if (!kind) return std::make_unique<RDB_OBJECT>(type, name);
+    Fields fields(*this, object);
+    return kind->build(fields, type, name);
+}
+
+void Builder::add_children(RDB_FOLDER_OBJECT& folder, const json& children) {
+    for (std::size_t i = 0; i < children.size(); ++i) {
+        const json& value = children[i];
+        if (value.is_null()) {
+            folder.add<RDB_OBJECT>(nullptr);
+            continue;
+        }
+        Step step(m_at, std::to_string(i));
+        std::unique_ptr<RDB_OBJECT> child = object(value);
+        folder.add(child.get());
+        child.release();  // the folder owns it now
+    }
+}
+
+}  // namespace
+
+ReportLoad load_report_json(const std::string& json_text, int max_depth) {
+    ReportLoad out;
+    // A folder at level k (the main folder is level 0) is an object at JSON
+    // depth 2 + 2k, and its arrays sit one deeper.
+    std::size_t limit = 3 + 2 * static_cast<std::size_t>(max_depth < 0 ? 0 : max_depth);
+    try {
+        std::size_t deep = too_deep_at(json_text, limit);
+        if (deep != std::string::npos) {
+            out.error = line_and_column(json_text, deep) + ": nesting too deep: rpl-toc reads folders at most " +
+                        std::to_string(max_depth) + " levels below the main folder";
+            return out;
+        }
+        json doc = json::parse(json_text);
+        out.report = Builder().report(doc);
+    } catch (const LoadError& e) {
+        out.error = e.message;
+    } catch (const json::parse_error& e) {
+        out.error = invalid_json_message(e);
+    } catch (const std::bad_alloc&) {
+        out.error = "out of memory while loading the report";
+    } catch (const std::exception& e) {
+        out.error = std::string("cannot load the report: ") + e.what();
+    }
+    if (!out.ok()) out.report = ReportFile();
+    return out;
+}
+
+}  // namespace rpl_toc

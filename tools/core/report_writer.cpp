@@ -1,0 +1,346 @@
+#include "tools/core/report_writer.h"
+
+#include <cerrno>
+#include <cstring>
+#include <fstream>
+#include <iostream>
+#include <map>
+#include <memory>
+#include <sstream>
+#include <vector>
+
+#include "tools/core/section_info.h"
+
+namespace rpl_toc {
+namespace {
+
+// A section that goes into the file, with its number and nesting level.
+struct Entry {
+    const RPL_REPORT_SECTION* section;
+    std::string number;
+    int level;
+};
+
+// A section left out of the output whose parent is in it (or which has no
+// parent): listing these names every unmarked section once, a folder
+// standing for everything below it.
+struct LeftOut {
+    const RPL_REPORT_SECTION* section;
+    const Entry* parent;  // the parent's entry; null for a root
+    int below;            // sections below it, all left out with it or lifted
+};
+
+struct Contents {
+    std::vector<Entry> entries;
+    std::vector<LeftOut> left_out;
+    int left_out_count = 0;  // every section not marked for output
+};
+
+void number_list(const RPL_SECTION_LIST* list, const std::string& prefix, int level, int& count,
+                 std::vector<Entry>& out) {
+    if (!list) return;
+    for (const RPL_REPORT_SECTION* child : *list) {
+        if (!child) continue;
+        if (!child->m_marked_for_output) {
+            // Lifted: its marked descendants continue the numbering here.
+            number_list(child->m_children, prefix, level, count, out);
+            continue;
+        }
+        std::string number = (prefix.empty() ? "" : prefix + ".") + std::to_string(++count);
+        out.push_back({child, number, level});
+        int child_count = 0;
+        number_list(child->m_children, number, level + 1, child_count, out);
+    }
+}
+
+int count_below(const RPL_REPORT_SECTION& section) {
+    int n = 0;
+    if (section.m_children)
+        for (const RPL_REPORT_SECTION* child : *section.m_children)
+            if (child) n += 1 + count_below(*child);
+    return n;
+}
+
+Contents contents_of(RPL_REPORT_TOC& toc) {
+    Contents out;
+    int count = 0;
+    number_list(toc.m_children, "", 0, count, out.entries);
+    std::map<const RPL_REPORT_SECTION*, const Entry*> entry_of;
+    for (const Entry& e : out.entries) entry_of[e.section] = &e;
+    for (const RPL_REPORT_SECTION* s : toc.m_section_index) {
+        if (s->m_marked_for_output) continue;
+        ++out.left_out_count;
+        if (s->m_parent && !s->m_parent->m_marked_for_output) continue;  // named by its folder's line
+        auto parent = s->m_parent ? entry_of.find(s->m_parent) : entry_of.end();
+        out.left_out.push_back({s, parent == entry_of.end() ? nullptr : parent->second, count_below(*s)});
+    }
+    return out;
+}
+
+std::string name_of(const RPL_REPORT_SECTION& section) { return printable(to_std(section.m_name)); }
+
+// Orientation as print settings number it.
+std::string orientation_name(int orientation) {
+    if (orientation == 1) return "portrait";
+    if (orientation == 2) return "landscape";
+    return "orientation " + std::to_string(orientation);
+}
+
+// Every labelled value a section has in the file, header and footer first.
+std::vector<std::pair<std::string, std::string>> details(const RPL_REPORT_SECTION& section) {
+    std::vector<std::pair<std::string, std::string>> out;
+    if (!section.m_header.empty()) out.emplace_back("header", printable(to_std(section.m_header)));
+    if (!section.m_footer.empty()) out.emplace_back("footer", printable(to_std(section.m_footer)));
+    if (section.m_page_orientation != 1) out.emplace_back("orientation", orientation_name(section.m_page_orientation));
+    for (auto& value : kind_values(section, false)) out.emplace_back(value.first, printable(value.second));
+    return out;
+}
+
+std::string report_title(RPL_REPORT_TOC& toc) {
+    return "Report \"" + printable(to_std(toc.m_report_name)) + "\", type " + std::to_string(toc.m_report_type) + " (" +
+           rdb_report_type_to_string(toc.m_report_type) + ")";
+}
+
+std::string sections(std::size_t n) { return std::to_string(n) + (n == 1 ? " section" : " sections"); }
+
+std::string count_line(const Contents& c) {
+    std::string out = c.entries.empty() ? "No section is marked for output"
+                                        : sections(c.entries.size()) + " marked for output, in reading order";
+    if (c.left_out_count > 0) out += "; " + std::to_string(c.left_out_count) + " left out";
+    return out + ".";
+}
+
+// "Resources (folder, and the 4 sections below it)"
+std::string left_out_label(const LeftOut& l) {
+    std::string out = std::string(section_kind(*l.section));
+    if (l.below > 0) out += ", and the " + sections(static_cast<std::size_t>(l.below)) + " below it";
+    return out;
+}
+
+// ---- Text ---------------------------------------------------------------------
+
+void text_entry(std::ostream& out, const Entry& entry) {
+    std::string indent(2 * static_cast<std::size_t>(entry.level), ' ');
+    const RPL_REPORT_SECTION& s = *entry.section;
+    out << '\n' << indent << entry.number << ' ' << name_of(s) << "  [" << section_kind(s) << "]\n";
+    std::string detail_indent = indent + std::string(entry.number.size() + 1, ' ');
+    for (const auto& value : details(s)) out << detail_indent << value.first << ": " << value.second << '\n';
+}
+
+void text_left_out(std::ostream& out, const Contents& c) {
+    if (c.left_out.empty()) return;
+    out << "\nLeft out of the output:\n";
+    for (const LeftOut& l : c.left_out) {
+        out << "  " << printable(to_std(l.section->m_rdb_path)) << "  [" << left_out_label(l) << "]\n";
+    }
+}
+
+std::string text_report(RPL_REPORT_TOC& toc, const Contents& c) {
+    std::ostringstream out;
+    out << report_title(toc) << '\n' << count_line(c) << '\n';
+    for (const Entry& entry : c.entries) text_entry(out, entry);
+    text_left_out(out, c);
+    return out.str();
+}
+
+// ---- HTML ---------------------------------------------------------------------
+
+std::string html_escape(const std::string& text) {
+    std::string out;
+    for (char c : text) {
+        switch (c) {
+            case '&': out += "&amp;"; break;
+            case '<': out += "&lt;"; break;
+            case '>': out += "&gt;"; break;
+            case '"': out += "&quot;"; break;
+            case '\'': out += "&#39;"; break;
+            default: out += c;
+        }
+    }
+    return out;
+}
+
+std::string anchor(const Entry& entry) {
+    std::string out = "s-" + entry.number;
+    for (char& c : out)
+        if (c == '.') c = '-';
+    return out;
+}
+
+// Two columns from 800 px up, the contents sticky on the left; below that
+// one column with the contents above the text. Printed: no contents, every
+// top-level folder on a new page, landscape sections on landscape pages.
+const char* const kStyle = R"(
+:root { --ink: #1f2933; --muted: #616e7c; --line: #d9e2ec; --accent: #2563eb; --indent: 24px; }
+* { box-sizing: border-box; }
+body { margin: 0; font: 15px/1.5 system-ui, sans-serif; color: var(--ink); background: #f5f7fa;
+       display: grid; grid-template-columns: minmax(220px, 300px) minmax(0, 1fr); min-height: 100vh; }
+nav { position: sticky; top: 0; height: 100vh; overflow-y: auto; padding: 20px 16px;
+      background: #fff; border-right: 1px solid var(--line); }
+nav summary { font-size: 13px; font-weight: 600; text-transform: uppercase; letter-spacing: .08em;
+              color: var(--muted); margin: 0 0 10px; cursor: pointer; }
+nav ol { list-style: none; margin: 0; padding: 0; }
+nav a { display: block; padding: 3px 6px 3px calc(6px + var(--level) * 14px); border-radius: 4px;
+        color: var(--ink); text-decoration: none; white-space: nowrap; overflow: hidden; text-overflow: ellipsis; }
+nav a:hover { background: #e8f0fe; color: var(--accent); }
+main { padding: 24px 40px 40vh; max-width: 980px; min-width: 0; overflow-wrap: anywhere; }
+header h1 { margin: 0 0 4px; font-size: 26px; }
+header p { margin: 0 0 16px; color: var(--muted); }
+.left-out { margin: 0 0 24px; padding: 10px 16px; border: 1px dashed var(--line); border-radius: 8px; }
+.left-out h2 { font-size: 14px; margin: 0 0 4px; color: var(--muted); }
+.left-out ul { margin: 0; padding-left: 20px; }
+.left-out a { color: var(--accent); }
+section { margin: 0 0 12px calc(var(--level) * var(--indent)); scroll-margin-top: 12px; }
+section.card { background: #fff; border: 1px solid var(--line); border-radius: 8px; padding: 12px 18px; }
+section.folder { padding: 10px 0 2px; border-bottom: 2px solid var(--line); }
+section:target { outline: 3px solid #bfdbfe; }
+section h2 { font-size: 17px; margin: 0 0 6px; display: flex; flex-wrap: wrap; gap: 4px 10px; align-items: baseline; }
+section.folder h2 { margin: 0; }
+section.folder p { margin: 2px 0 0; color: var(--muted); font-size: 14px; }
+.num { color: var(--muted); font-variant-numeric: tabular-nums; }
+.kind, .page { font-size: 12px; font-weight: 600; padding: 1px 8px; border-radius: 10px; background: #e4e7eb; }
+.kind.folder { background: #fef3c7; } .kind.table { background: #dbeafe; } .kind.chart { background: #dcfce7; }
+.kind.text { background: #f3e8ff; } .kind.gauges { background: #ffe4e6; } .kind.embedded { background: #e0f2fe; }
+.kind.summary { background: #fde68a; }
+.page { background: #fff; border: 1px solid var(--muted); }
+.up { margin-left: auto; font-size: 12px; font-weight: normal; color: var(--muted); text-decoration: none; }
+dl { display: grid; grid-template-columns: minmax(6em, 9em) minmax(0, 1fr); gap: 2px 16px; margin: 0; }
+dt { color: var(--muted); } dd { margin: 0; }
+@media (max-width: 799px) {
+  :root { --indent: 12px; }
+  body { display: block; }
+  nav { position: static; height: auto; max-height: none; border-right: 0; border-bottom: 1px solid var(--line);
+        padding: 12px 16px; }
+  main { padding: 16px 14px 40vh; }
+  section.card { padding: 10px 12px; }
+  dl { grid-template-columns: minmax(5em, 7em) minmax(0, 1fr); gap: 0 10px; }
+}
+@page landscape { size: landscape; }
+@media print {
+  body { display: block; background: #fff; font-size: 11pt; }
+  nav, .up { display: none; }
+  main { padding: 0; max-width: none; }
+  section.card { border-color: #999; break-inside: avoid; }
+  section.top { break-before: page; }
+  section.landscape { page: landscape; border-width: 2px; }
+  a { color: inherit; text-decoration: none; }
+}
+)";
+
+void html_nav(std::ostream& out, const Contents& c) {
+    out << "<nav id=\"contents\" aria-label=\"Contents\">\n<details open>\n<summary>Contents</summary>\n<ol>\n";
+    for (const Entry& e : c.entries)
+        out << "<li><a style=\"--level:" << e.level << "\" href=\"#" << anchor(e) << "\"><span class=\"num\">"
+            << e.number << "</span> " << html_escape(name_of(*e.section)) << "</a></li>\n";
+    out << "</ol>\n</details>\n</nav>\n";
+}
+
+void html_left_out(std::ostream& out, const Contents& c) {
+    if (c.left_out.empty()) return;
+    out << "<div class=\"left-out\">\n<h2>Left out of the output</h2>\n<ul>\n";
+    for (const LeftOut& l : c.left_out) {
+        out << "<li>" << html_escape(name_of(*l.section)) << " (" << html_escape(left_out_label(l)) << ")";
+        if (l.parent)
+            out << ", from <a href=\"#" << anchor(*l.parent) << "\">" << l.parent->number << ' '
+                << html_escape(name_of(*l.parent->section)) << "</a>";
+        out << "</li>\n";
+    }
+    out << "</ul>\n</div>\n";
+}
+
+// The classes of a section: a folder is a heading line, anything else a
+// card; the folders of the first level after the first entry start a new
+// printed page.
+std::string section_classes(const Entry& e, bool first) {
+    bool folder = e.section->dynamic_cast_to_RPL_FOLDER() != nullptr;
+    std::string out = folder ? "folder" : "card";
+    if (folder && e.level <= 1 && !first) out += " top";
+    if (e.section->m_page_orientation == 2) out += " landscape";
+    return out;
+}
+
+void html_section(std::ostream& out, const Entry& e, bool first) {
+    const RPL_REPORT_SECTION& s = *e.section;
+    const char* kind = section_kind(s);
+    bool folder = s.dynamic_cast_to_RPL_FOLDER() != nullptr;
+    out << "<section id=\"" << anchor(e) << "\" class=\"" << section_classes(e, first) << "\" style=\"--level:"
+        << e.level << "\">\n<h2><span class=\"num\">" << e.number << "</span> " << html_escape(name_of(s))
+        << " <span class=\"kind " << kind << "\">" << kind << "</span>";
+    if (s.m_page_orientation == 2) out << "<span class=\"page\">landscape</span>";
+    out << "<a class=\"up\" href=\"#contents\">contents</a></h2>\n";
+    auto values = details(s);
+    if (folder) {
+        // A folder has no output of its own: its header and footer, if any, on one line.
+        for (const auto& value : values)
+            out << "<p>" << html_escape(value.first) << ": " << html_escape(value.second) << "</p>\n";
+    } else {
+        out << "<dl>\n";
+        for (const auto& value : values)
+            out << "<dt>" << html_escape(value.first) << "</dt><dd>" << html_escape(value.second) << "</dd>\n";
+        out << "</dl>\n";
+    }
+    out << "</section>\n";
+}
+
+std::string html_report(RPL_REPORT_TOC& toc, const Contents& c) {
+    std::ostringstream out;
+    std::string title = html_escape(report_title(toc));
+    out << "<!DOCTYPE html>\n<html lang=\"en\">\n<head>\n<meta charset=\"utf-8\">\n"
+        << "<meta name=\"viewport\" content=\"width=device-width, initial-scale=1\">\n<title>" << title
+        << "</title>\n<style>" << kStyle << "</style>\n</head>\n<body>\n";
+    html_nav(out, c);
+    out << "<main>\n<header><h1>" << title << "</h1><p>" << count_line(c) << "</p>\n";
+    html_left_out(out, c);
+    out << "</header>\n";
+    for (std::size_t i = 0; i < c.entries.size(); ++i) html_section(out, c.entries[i], i == 0);
+    out << "</main>\n</body>\n</html>\n";
+    return out.str();
+}
+
+void issue(MSG_I* message) {
+    std::unique_ptr<MSG_I> owned(message);  // the factories hand the message to their caller
+    if (owned) owned->issue();
+}
+
+std::string format(RPL_REPORT_TOC& toc, const Contents& c, ReportFormat format) {
+    return format == ReportFormat::html ? html_report(toc, c) : text_report(toc, c);
+}
+
+// Writes `content` to standard output or to the file; the error, or empty.
+std::string write_content(const std::string& path, const std::string& content) {
+    if (path == "-") {  // no file to name: the report is the output
+        std::cout.write(content.data(), static_cast<std::streamsize>(content.size()));
+        std::cout.flush();
+        return std::cout ? std::string() : "cannot write the report to standard output";
+    }
+    std::ofstream out(path, std::ios::binary | std::ios::trunc);
+    if (!out) {
+        std::string reason = std::strerror(errno);
+        issue(MSG_RPL::I::REPORT_FILE_NOT_OPENED(path.c_str()));
+        return "cannot open report file '" + printable(path) + "' for writing: " + reason;
+    }
+    issue(MSG_RPL::I::WRITE_REPORT_FILE(path.c_str()));
+    out.write(content.data(), static_cast<std::streamsize>(content.size()));
+    out.close();
+    if (!out) return "cannot write report file '" + printable(path) + "': " + std::strerror(errno);
+    return std::string();
+}
+
+}  // namespace
+
+std::string format_report(RPL_REPORT_TOC& toc, ReportFormat format_wanted) {
+    return format(toc, contents_of(toc), format_wanted);
+}
+
+ReportWritten write_report_file(RPL_REPORT_TOC& toc, const std::string& path, ReportFormat format_wanted) {
+    Contents c = contents_of(toc);
+    ReportWritten out;
+    out.error = write_content(path, format(toc, c, format_wanted));
+    if (out.error.empty()) {
+        out.sections = static_cast<int>(c.entries.size());
+        out.left_out = c.left_out_count;
+    }
+    return out;
+}
+
+}  // namespace rpl_toc

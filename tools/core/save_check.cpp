@@ -1,0 +1,69 @@
+#include "tools/core/save_check.h"
+
+#include <map>
+#include <memory>
+#include <string>
+
+#include "host/host_strings.h"
+#include "tools/core/section_kinds.h"
+
+namespace rpl_toc {
+namespace {
+
+bool library_loads(const std::string& settings_file) {
+    RPL_REPORT_SETTINGS_FILE file;
+    file.m_filename = to_rpl(settings_file);
+    return file.read_from_disk();
+}
+
+// What the library reads from the file for `held`'s path, into a blank
+// section of its kind. (A kind's read answers whether it found its own
+// keys, not whether it could load the file, which library_loads checked.)
+std::unique_ptr<RPL_REPORT_SECTION> read_back(RPL_REPORT_TOC& toc, const RPL_REPORT_SECTION& held) {
+    const SectionKind* kind = kind_of(held);
+    std::unique_ptr<RPL_REPORT_SECTION> read =
+        kind && kind->blank_like ? kind->blank_like(held) : std::make_unique<RPL_REPORT_SECTION>();
+    read->m_rdb_path = held.m_rdb_path;
+    read->m_toc = &toc;
+    read->read_acf_settings();
+    return read;
+}
+
+// The page orientations the library saves are 1 and 2; others read back as 1.
+bool holds(const RPL_REPORT_SECTION& held, const RPL_REPORT_SECTION& read) {
+    if (read.m_marked_for_output != held.m_marked_for_output) return false;
+    int orientation = held.m_page_orientation;
+    if ((orientation == 1 || orientation == 2) && read.m_page_orientation != orientation) return false;
+    const SectionKind* kind = kind_of(held);
+    return !kind || kind->holds_kind_settings(held, read);
+}
+
+bool held_by_file(RPL_REPORT_TOC& toc, const std::vector<const RPL_REPORT_SECTION*>& candidates) {
+    for (const RPL_REPORT_SECTION* held : candidates) {
+        if (holds(*held, *read_back(toc, *held))) return true;
+    }
+    return false;
+}
+
+}  // namespace
+
+SaveCheck check_saved(Session& session, const std::vector<const RPL_REPORT_SECTION*>& written) {
+    SaveCheck check;
+    check.settings_file = session.settings_file();
+    if (!library_loads(check.settings_file)) {
+        check.unsaved = unreadable_reason(check.settings_file);
+        if (check.unsaved.empty()) check.unsaved = "cannot be read";
+        return check;
+    }
+    std::map<std::string, std::vector<const RPL_REPORT_SECTION*>> by_path;
+    for (const RPL_REPORT_SECTION* section : written)
+        if (section->m_settings_changed) by_path[to_std(section->m_rdb_path)].push_back(section);
+    for (const auto& entry : by_path) {
+        if (held_by_file(session.toc(), entry.second)) continue;
+        check.unsaved = unwritable_reason(check.settings_file);
+        return check;
+    }
+    return check;
+}
+
+}  // namespace rpl_toc

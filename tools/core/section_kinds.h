@@ -1,0 +1,88 @@
+// Every kind of section rpl-toc knows, one row each: its name, what it
+// shows to people and in JSON, and how a report file describes the report
+// objects it is built from. Adding a kind is adding a row in
+// section_kinds.cpp.
+#ifndef TOOLS_CORE_SECTION_KINDS_H
+#define TOOLS_CORE_SECTION_KINDS_H
+
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include <nlohmann/json.hpp>
+
+#include "h/rdb.h"
+#include "rpl/rpl.h"
+
+namespace rpl_toc {
+
+using LabelledValues = std::vector<std::pair<std::string, std::string>>;
+
+// The allowed range of an integer field of a report file and how an error
+// describes it.
+struct IntRange {
+    std::int64_t lo;
+    std::int64_t hi;
+    const char* what;
+};
+
+// Any signed 32-bit integer: object types and codes the library copies.
+extern const IntRange kAnyInt32;
+
+// The fields of one report-file object, as a kind's builder reads them. A
+// read of a field of the wrong type or range does not return: the reader
+// reports it with the place of the field.
+class ReportFields {
+public:
+    virtual ~ReportFields() = default;
+    virtual bool has(const char* key) const = 0;
+    virtual std::string read_string(const char* key) = 0;        // "" when absent
+    virtual bool read_bool(const char* key) = 0;                 // false when absent
+    virtual std::int64_t read_integer(const char* key, const IntRange& range, std::int64_t fallback) = 0;
+    virtual std::vector<bool> read_bool_array(const char* key) = 0;  // empty when absent
+    // Builds the objects of the "children" array into `folder`.
+    virtual void read_children(RDB_FOLDER_OBJECT& folder) = 0;
+};
+
+struct SectionKind {
+    const char* name;                          // "table"
+    std::vector<RDB_OBJECT_TYPE> object_types;  // the report objects built into this kind
+    // Report-file fields of those objects besides "type", "name", "header"
+    // and "footer".
+    std::vector<const char*> fields;
+    // Whether `section` is of this kind (its checked downcast).
+    bool (*matches)(const RPL_REPORT_SECTION& section);
+    // The kind's values for people: ("columns", "5"), ("HTML", "yes")... A
+    // table's lists that hold nothing are given as "(none stored)", or left
+    // out when `with_empty_lists` is false.
+    LabelledValues (*values)(const RPL_REPORT_SECTION& section, bool with_empty_lists);
+    // The kind in a few words for one line of a tree: "table, 5 columns".
+    std::string (*summary)(const RPL_REPORT_SECTION& section);
+    // Adds the kind's values to a section's JSON object.
+    void (*add_json)(nlohmann::ordered_json& out, const RPL_REPORT_SECTION& section);
+    // An empty section of this kind shaped like `section` (a table's column
+    // count), for the library to read the kind's settings into; null for
+    // kinds that keep no settings of their own, which a plain section reads.
+    std::unique_ptr<RPL_REPORT_SECTION> (*blank_like)(const RPL_REPORT_SECTION& section);
+    // Whether `read`, read from the file by the library, holds the kind's
+    // settings that `held` saves. A value the library does not save (a chart
+    // type other than 1 and 2, a list short of the columns) is not compared.
+    bool (*holds_kind_settings)(const RPL_REPORT_SECTION& held, const RPL_REPORT_SECTION& read);
+    // The report object a report-file object of `type` describes.
+    std::unique_ptr<RDB_OBJECT> (*build)(ReportFields& fields, int type, const std::string& name);
+};
+
+// The row of `section`'s kind; null for a plain section, which the builder
+// never makes.
+const SectionKind* kind_of(const RPL_REPORT_SECTION& section);
+// The row that builds report objects of `type`; null for the types the
+// library does not present.
+const SectionKind* kind_of_object_type(int type);
+// Whether any kind has a report-file field of that name.
+bool is_kind_field(const std::string& key);
+
+}  // namespace rpl_toc
+
+#endif

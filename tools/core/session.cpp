@@ -1,0 +1,142 @@
+#include "tools/core/session.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+#include <filesystem>
+
+#include "host/host.h"
+#include "host/host_strings.h"
+
+namespace rpl_toc {
+namespace {
+
+namespace fs = std::filesystem;
+
+// Report files beyond this size are refused rather than read into memory.
+constexpr std::size_t kMaxReportFileBytes = std::size_t{256} << 20;
+
+// The reading functions below throw a Refusal, which open_session returns.
+[[noreturn]] void refuse(Refused what, const std::string& value, const std::string& detail = std::string()) {
+    Refusal refusal{what, value};
+    refusal.detail = detail;
+    throw refusal;
+}
+
+// Reads until the end or one byte past the cap, whatever the file is: a
+// device or a pipe has no size to trust beforehand.
+std::string read_bounded(int fd, const std::string& path) {
+    std::string text;
+    std::size_t used = 0;
+    for (;;) {
+        if (used == text.size())
+            text.resize(std::min(kMaxReportFileBytes + 1, std::max<std::size_t>(65536, used * 2)));
+        ssize_t n = ::read(fd, &text[used], text.size() - used);
+        if (n < 0 && errno == EINTR) continue;
+        if (n < 0) refuse(Refused::report_unreadable, path, std::strerror(errno));
+        if (n == 0) break;
+        used += static_cast<std::size_t>(n);
+        if (used > kMaxReportFileBytes)
+            refuse(Refused::report_too_large, path, "256 MiB");
+    }
+    text.resize(used);
+    return text;
+}
+
+std::string read_report_file(const std::string& path) {
+    if (path == "-") return read_bounded(STDIN_FILENO, path);
+    int fd = ::open(path.c_str(), O_RDONLY | O_CLOEXEC);
+    if (fd < 0) refuse(Refused::report_unreadable, path, std::strerror(errno));
+    struct stat st;
+    if (::fstat(fd, &st) == 0 && S_ISDIR(st.st_mode)) {
+        ::close(fd);
+        refuse(Refused::report_unreadable, path, "it is a directory");
+    }
+    try {
+        std::string text = read_bounded(fd, path);
+        ::close(fd);
+        return text;
+    } catch (...) {
+        ::close(fd);
+        throw;
+    }
+}
+
+// Whether `directory` is on one of the kernel's file systems of devices and
+// processes, where /dev/stdin and /proc/self/fd/0 lead.
+bool is_special_directory(const std::string& directory) {
+    std::error_code ec;
+    std::string real = fs::weakly_canonical(directory, ec).string();
+    for (const char* special : {"/dev", "/proc"})
+        if (real == special || real.rfind(std::string(special) + "/", 0) == 0) return true;
+    return false;
+}
+
+// Beside a regular report file; in the current directory for standard
+// input, a pipe or a device, whose directory is no place for settings.
+std::string default_database_directory(const std::string& report_file) {
+    struct stat st;
+    if (report_file == "-" || ::stat(report_file.c_str(), &st) != 0 || !S_ISREG(st.st_mode)) return ".";
+    std::string parent = fs::path(report_file).parent_path().string();
+    if (parent.empty()) return ".";
+    return is_special_directory(parent) ? "." : parent;
+}
+
+std::string database_directory(const std::string& report_file, const std::string& db_dir) {
+    if (db_dir.empty()) return default_database_directory(report_file);
+    std::error_code ec;
+    if (!fs::is_directory(db_dir, ec)) refuse(Refused::no_database_directory, db_dir);
+    return db_dir;
+}
+
+// Every entry the build walks: the main folder, and every entry of every
+// folder below it, null ones included.
+int entries_below(RDB_OBJECT* object) {
+    int count = 1;
+    RDB_FOLDER_OBJECT* folder = object->dynamic_cast_to_RDB_FOLDER_OBJECT();
+    if (!folder || object->get_type() != RDB_OBJECT_TYPE_FOLDER) return count;
+    for (RDB_OBJECT* child : *folder) count += child ? entries_below(child) : 1;
+    return count;
+}
+
+}  // namespace
+
+Session::Session(ReportFile report, const std::string& database_directory) {
+    host_set_db_dir(database_directory);
+    m_entries = report.main_folder ? entries_below(report.main_folder.get()) : 0;
+    auto type = static_cast<RDB_REPORT_TYPE>(report.type);
+    host_rdb_set_report(type, std::make_unique<RDB_REPORT>(report.main_folder.release()));
+    m_toc = std::make_unique<RPL_REPORT_TOC>(type, to_rpl(report.name));
+    rebuild();
+}
+
+Session::~Session() {
+    RDB_REPORT_TYPE type = m_toc->m_report_type;
+    m_toc.reset();
+    host_rdb_remove_report(type);
+}
+
+RPL_REPORT_SECTION* Session::section(const std::string& path) { return m_toc->section_exists(to_rpl(path)); }
+
+std::string Session::settings_file() { return to_std(m_toc->get_settings_filename()); }
+
+void Session::rebuild() {
+    m_toc->generate_toc(true);
+    m_left_out = m_entries - static_cast<int>(m_toc->m_section_index.size());
+}
+
+Outcome<std::unique_ptr<Session>> open_session(const std::string& report_file, const std::string& db_dir) {
+    try {
+        ReportLoad load = load_report_json(read_report_file(report_file));
+        if (!load.ok()) refuse(Refused::report_invalid, report_file, load.error);
+        return std::make_unique<Session>(std::move(load.report), database_directory(report_file, db_dir));
+    } catch (const Refusal& refusal) {
+        return refusal;
+    }
+}
+
+}  // namespace rpl_toc

@@ -1,0 +1,86 @@
+#include "tools/core/settings_probe.h"
+
+#include <fcntl.h>
+#include <sys/resource.h>
+#include <sys/stat.h>
+#include <sys/statvfs.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+
+#include "host/host_strings.h"
+#include "rpl/rpl.h"
+
+namespace rpl_toc {
+namespace {
+
+std::string system_reason(int error) { return std::strerror(error); }
+
+std::string directory_of(const std::string& path) {
+    std::size_t slash = path.rfind('/');
+    if (slash == std::string::npos) return ".";
+    return slash == 0 ? "/" : path.substr(0, slash);
+}
+
+// A device or pipe in the file's place is never opened for reading here:
+// opening one may block.
+std::string open_reason(const std::string& path) {
+    struct stat st;
+    if (::stat(path.c_str(), &st) != 0) return errno == ENOENT ? std::string() : system_reason(errno);
+    if (S_ISDIR(st.st_mode)) return system_reason(EISDIR);
+    if (!S_ISREG(st.st_mode)) return "not a regular file";
+    int fd = ::open(path.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
+    if (fd < 0) return system_reason(errno);
+    ::close(fd);
+    return std::string();
+}
+
+}  // namespace
+
+std::string unreadable_reason(const std::string& path) {
+    std::string reason = open_reason(path);
+    if (!reason.empty()) return reason;
+    RPL_REPORT_SETTINGS_FILE file;
+    file.m_filename = to_rpl(path);
+    return file.read_from_disk() ? std::string() : "cannot be read";
+}
+
+std::string unwritable_reason(const std::string& path) {
+    struct stat st;
+    if (::stat(path.c_str(), &st) != 0) {
+        if (errno != ENOENT) return system_reason(errno);
+        if (::access(directory_of(path).c_str(), W_OK | X_OK) != 0) return system_reason(errno);
+    } else if (S_ISDIR(st.st_mode)) {
+        return system_reason(EISDIR);
+    } else if (!S_ISREG(st.st_mode)) {
+        return "not a regular file";
+    } else {
+        int fd = ::open(path.c_str(), O_WRONLY | O_NONBLOCK | O_CLOEXEC);
+        if (fd < 0) return system_reason(errno);
+        ::close(fd);
+    }
+    struct statvfs fs;
+    if (::statvfs(directory_of(path).c_str(), &fs) == 0 && fs.f_bavail == 0) return system_reason(ENOSPC);
+    struct rlimit limit;
+    if (::getrlimit(RLIMIT_FSIZE, &limit) == 0 && limit.rlim_cur != RLIM_INFINITY) return system_reason(EFBIG);
+    return "the file does not hold the change";
+}
+
+SettingsFileState settings_file_state(const std::string& path) {
+    SettingsFileState state;
+    struct stat info;
+    state.exists = stat(path.c_str(), &info) == 0 || (errno != ENOENT && errno != ENOTDIR);
+    state.unreadable = unreadable_reason(path);
+    if (!state.exists || !state.unreadable.empty()) return state;
+    std::FILE* file = std::fopen(path.c_str(), "rb");
+    char buffer[65536];
+    std::size_t n;
+    while (file && (n = std::fread(buffer, 1, sizeof buffer, file)) > 0) state.content.append(buffer, n);
+    if (!file || std::ferror(file)) state.unreadable = "cannot be read";
+    if (file) std::fclose(file);
+    return state;
+}
+
+}  // namespace rpl_toc

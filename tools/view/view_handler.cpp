@@ -1,0 +1,181 @@
+#include "tools/view/view_handler.h"
+
+#include <cctype>
+#include <exception>
+#include <utility>
+
+#include "tools/view/view_api.h"
+#include "tools/view/view_web.h"
+
+namespace rpl_toc {
+namespace {
+
+// The page may load its own files and talk to its own server, and nothing
+// else: no inline script, no other origin, no framing.
+const char* const kPagePolicy =
+    "default-src 'none'; script-src 'self'; style-src 'self'; img-src 'self' data:; connect-src 'self'; "
+    "base-uri 'none'; form-action 'none'; frame-ancestors 'none'";
+
+struct Endpoint {
+    const char* path;
+    const char* method;
+    HttpResponse (*run)(Session& session, const HttpRequest& request);
+};
+
+const Endpoint kEndpoints[] = {
+    {"/api/toc", "GET", [](Session& s, const HttpRequest&) { return api_toc(s); }},
+    {"/api/section", "GET", [](Session& s, const HttpRequest& r) { return api_section(s, r.query); }},
+    {"/api/next", "GET", [](Session& s, const HttpRequest& r) { return api_step(s, r.query, true); }},
+    {"/api/prev", "GET", [](Session& s, const HttpRequest& r) { return api_step(s, r.query, false); }},
+    {"/api/mark", "POST", [](Session& s, const HttpRequest& r) { return api_mark(s, r.body); }},
+    {"/api/set", "POST", [](Session& s, const HttpRequest& r) { return api_set(s, r.body); }},
+    {"/api/settings", "GET", [](Session& s, const HttpRequest&) { return api_settings(s); }},
+    {"/api/reload", "POST", [](Session& s, const HttpRequest&) { return api_reload(s); }},
+    {"/api/export.html", "GET", [](Session& s, const HttpRequest&) { return api_export(s, ReportFormat::html); }},
+    {"/api/export.txt", "GET", [](Session& s, const HttpRequest&) { return api_export(s, ReportFormat::text); }},
+};
+
+const Endpoint* find_endpoint(const std::string& path) {
+    for (const Endpoint& endpoint : kEndpoints)
+        if (path == endpoint.path) return &endpoint;
+    return nullptr;
+}
+
+std::string lower(std::string text) {
+    for (char& c : text) c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
+    return text;
+}
+
+// HEAD asks what GET would answer.
+bool is_get(const std::string& method) { return method == "GET" || method == "HEAD"; }
+
+bool json_content(const HttpRequest& request) {
+    std::string type = lower(header_value(request.headers, "Content-Type").value_or(""));
+    type = type.substr(0, type.find(';'));
+    while (!type.empty() && (type.back() == ' ' || type.back() == '\t')) type.pop_back();
+    return type == "application/json";
+}
+
+const char* media_type(const std::string& name) {
+    auto ends_with = [&](const char* suffix) {
+        std::string s(suffix);
+        return name.size() >= s.size() && name.compare(name.size() - s.size(), s.size(), s) == 0;
+    };
+    if (ends_with(".html")) return "text/html; charset=utf-8";
+    if (ends_with(".css")) return "text/css; charset=utf-8";
+    if (ends_with(".js")) return "text/javascript; charset=utf-8";
+    if (ends_with(".svg")) return "image/svg+xml";
+    return "application/octet-stream";
+}
+
+HttpResponse web_file(const WebFile& file) {
+    HttpResponse response;
+    response.body.assign(reinterpret_cast<const char*>(file.data), file.size);
+    response.headers.emplace_back("Content-Type", media_type(file.name));
+    response.headers.emplace_back("Content-Security-Policy", kPagePolicy);
+    return response;
+}
+
+HttpResponse method_not_allowed(const char* allowed) {
+    HttpResponse response = error_response(405, std::string("This address answers ") + allowed + " only.");
+    response.headers.emplace_back("Allow", std::string(allowed) == "GET" ? "GET, HEAD" : allowed);
+    return response;
+}
+
+}  // namespace
+
+ViewHandler::ViewHandler(Session& session, std::string token, int port)
+    : m_session(session), m_token(std::move(token)), m_port(port) {}
+
+std::string ViewHandler::cookie_name() const { return "rpl_token_" + std::to_string(m_port); }
+
+HttpResponse ViewHandler::handle(const HttpRequest& request) {
+    HttpResponse response;
+    try {
+        response = route(request);
+    } catch (const std::exception& e) {
+        response = error_response(500, std::string("The viewer failed on this request: ") + e.what());
+    }
+    // Answers are the library's state at one moment: never reuse them.
+    response.headers.emplace_back("Cache-Control", "no-store");
+    response.headers.emplace_back("X-Content-Type-Options", "nosniff");
+    response.headers.emplace_back("Referrer-Policy", "no-referrer");
+    response.headers.emplace_back("X-Frame-Options", "DENY");
+    return response;
+}
+
+HttpResponse ViewHandler::route(const HttpRequest& request) {
+    if (!own_host(request))
+        return error_response(403, "This server answers requests for 127.0.0.1:" + std::to_string(m_port) +
+                                       " and localhost:" + std::to_string(m_port) + " only.");
+    if (request.body.size() > kMaxRequestBodyBytes)
+        return error_response(413, "The request body is larger than 64 KiB.");
+    if (request.path.compare(0, 5, "/api/") == 0) return api(request);
+    return page(request);
+}
+
+HttpResponse ViewHandler::page(const HttpRequest& request) {
+    std::string name = request.path == "/" ? "index.html" : request.path.substr(request.path.empty() ? 0 : 1);
+    const WebFile* file = request.path.size() > 1 && name == "index.html" ? nullptr : find_web_file(name);
+    if (!file) return error_response(404, "There is nothing at this address.");
+    if (!is_get(request.method)) return method_not_allowed("GET");
+    if (request.path != "/") return web_file(*file);
+    bool bad = false;
+    std::optional<std::string> token = query_value(request.query, "token", &bad);
+    if (bad) return error_response(400, "The query is not properly percent-encoded.");
+    if (!token) return web_file(*file);
+    if (!same_secret(*token, m_token))
+        return error_response(401, "The token is not this session's: open the address that rpl-toc view printed.");
+    // The token moves into a cookie the page's scripts cannot read, and out
+    // of the address bar and the history.
+    HttpResponse response;
+    response.status = 303;
+    response.headers.emplace_back("Location", "/");
+    response.headers.emplace_back("Set-Cookie", cookie_name() + "=" + m_token + "; Path=/; HttpOnly; SameSite=Strict");
+    return response;
+}
+
+HttpResponse ViewHandler::api(const HttpRequest& request) {
+    if (!has_token(request))
+        return error_response(401, "This request needs the session's token: open the address that rpl-toc view "
+                                   "printed, or send the token as X-RPL-Token.");
+    if (!own_origin(request)) return error_response(403, "Requests from other sites are refused.");
+    const Endpoint* endpoint = find_endpoint(request.path);
+    if (!endpoint) return error_response(404, "There is no such request in the viewer's interface.");
+    bool get = std::string(endpoint->method) == "GET";
+    if (get ? !is_get(request.method) : request.method != endpoint->method) return method_not_allowed(endpoint->method);
+    if (!get && !json_content(request)) return error_response(403, "A POST request must have the content type application/json.");
+    std::lock_guard<std::mutex> lock(m_library);
+    return endpoint->run(m_session, request);
+}
+
+// Whether `value` names this server, "127.0.0.1:PORT" or "localhost:PORT"
+// after `scheme`, in any letter case.
+bool ViewHandler::is_own_address(const std::string& value, const std::string& scheme) const {
+    std::string port = ":" + std::to_string(m_port);
+    std::string address = lower(value);
+    return address == scheme + "127.0.0.1" + port || address == scheme + "localhost" + port;
+}
+
+bool ViewHandler::own_host(const HttpRequest& request) const {
+    std::optional<std::string> host = header_value(request.headers, "Host");
+    return host && is_own_address(*host, "");
+}
+
+bool ViewHandler::own_origin(const HttpRequest& request) const {
+    std::optional<std::string> origin = header_value(request.headers, "Origin");
+    return !origin || is_own_address(*origin, "http://");
+}
+
+bool ViewHandler::has_token(const HttpRequest& request) const {
+    if (std::optional<std::string> header = header_value(request.headers, "X-RPL-Token"))
+        return same_secret(*header, m_token);
+    bool found = false;
+    for (const auto& header : request.headers) {
+        if (lower(header.first) != "cookie") continue;
+        for (const std::string& value : cookie_values(header.second, cookie_name())) found = found || same_secret(value, m_token);
+    }
+    return found;
+}
+
+}  // namespace rpl_toc
