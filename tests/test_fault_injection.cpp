@@ -16,6 +16,7 @@
 #include <map>
 #include <random>
 #include <set>
+#include <tuple>
 
 #include <pwd.h>
 #include <sched.h>
@@ -295,6 +296,71 @@ TEST_F(FaultInjection, SymbolicLinksStayAndTheirTargetReceivesTheText) {
     EXPECT_TRUE(S_ISCHR(stat_of(device).st_mode));
     EXPECT_EQ(fs::read_symlink(path_).string(), device);
     EXPECT_EQ(db_entries(), (std::vector<std::string>{"elsewhere", "middle", "null-device", base_}));
+}
+
+// A link in the settings file's place is followed only when it is the
+// saving user's or the directory owner's (the kernel's rule for sticky
+// directories, applied in every directory). Another user's link fails the
+// save: nothing is written where it leads and nothing is created there.
+TEST_F(FaultInjection, LinksOfAnotherUserInTheFilesPlaceAreNotFollowed) {
+    // Links are made by root or by "nobody" in a directory owned by root or
+    // by "nobody", and lead to `victim` (root's file, writable by nobody)
+    // or to `absent`; then root or "nobody" saves.
+    const std::string elsewhere = db_->file("elsewhere");
+    const std::string victim = elsewhere + "/victim", absent = elsewhere + "/absent";
+    const struct {
+        const char* name;
+        bool nobodys_directory;
+        mode_t directory_mode;
+        bool nobody_saves;
+        // Each link: who makes it, its name in the directory, what it holds.
+        std::vector<std::tuple<bool, const char*, std::string>> links;
+        bool followed;
+    } kCases[] = {
+        {"another user's link", false, 0777, false, {{true, "settings", victim}}, false},
+        {"another user's link, sticky directory", false, 01777, false, {{true, "settings", victim}}, false},
+        {"another user's dangling link", false, 0777, false, {{true, "settings", absent}}, false},
+        {"own link to another user's link", false, 0777, false, {{false, "settings", "middle"}, {true, "middle", victim}},
+         false},
+        {"another user's link in the saver's own directory", true, 0777, true, {{false, "settings", victim}}, false},
+        {"own link", false, 0777, false, {{false, "settings", victim}}, true},
+        {"own link of another user", false, 0777, true, {{true, "settings", victim}}, true},
+        {"own dangling link", false, 0777, false, {{false, "settings", absent}}, true},
+        {"the directory owner's link", true, 0777, false, {{true, "settings", victim}}, true},
+        {"the directory owner's link, saved by another user", false, 0777, true, {{false, "settings", victim}}, true},
+    };
+    ASSERT_EQ(::chmod(db_->path().c_str(), 0755), 0);
+    fs::create_directory(elsewhere);
+    ASSERT_EQ(::chmod(elsewhere.c_str(), 0777), 0);
+    for (const auto& c : kCases) {
+        SCOPED_TRACE(c.name);
+        const std::string dir = db_->file("db");
+        fs::create_directory(dir);
+        ASSERT_EQ(::chown(dir.c_str(), c.nobodys_directory ? nobody().pw_uid : 0, 0), 0);
+        ASSERT_EQ(::chmod(dir.c_str(), c.directory_mode), 0);
+        write_file(victim, kOldText);
+        ASSERT_EQ(::chmod(victim.c_str(), 0666), 0);
+        for (const auto& [by_nobody, name, holds] : c.links) {
+            const std::string link = dir + "/" + name;
+            ASSERT_EQ(run_in_child([&] { return ::symlink(holds.c_str(), link.c_str()) == 0; }, by_nobody), 0);
+            ASSERT_EQ(stat_of(link).st_uid, by_nobody ? nobody().pw_uid : 0u);
+        }
+        const std::vector<std::string> names = entries_of(dir);
+        const std::string file = dir + "/settings";
+
+        EXPECT_EQ(run_in_child([&] { return save_value(file, "1") == c.followed; }, c.nobody_saves), 0)
+            << "the save says whether it wrote";
+        const bool to_victim = std::get<2>(c.links.back()) == victim;
+        EXPECT_EQ(read_file(victim), c.followed && to_victim ? value_text("1") : kOldText);
+        EXPECT_EQ(file_exists(absent), c.followed && !to_victim);
+        EXPECT_TRUE(fs::is_symlink(file)) << "the link stays";
+        EXPECT_EQ(entries_of(dir), names);
+        EXPECT_EQ(entries_of(elsewhere),
+                  c.followed && !to_victim ? (std::vector<std::string>{"absent", "victim"})
+                                           : std::vector<std::string>{"victim"});
+        fs::remove_all(dir);
+        fs::remove(absent);
+    }
 }
 
 TEST_F(FaultInjection, SavingKeepsPermissionBitsAndOwnerAndGivesNewFilesTheUmasks) {
