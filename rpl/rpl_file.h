@@ -45,8 +45,9 @@
 //   - on a file system that cannot reserve space the overwrite goes ahead
 //     unreserved, and a full disk can then cut the file short.
 // A torn file loads (a NUL ends a line's text, and a line of NULs is an
-// empty one), and the next save writes it whole again, in the settings
-// file's form.
+// empty one), and the next save writes what it loaded in the settings
+// file's form: sorted, no NUL bytes, no stray lines; a garbled key or
+// header stays as a key or a section of its own.
 // Every save that reaches a regular file then removes the temporary files
 // of that file which processes no longer running left beside it.
 // A file its user may not write is left as it is, and so is a directory in
@@ -60,11 +61,13 @@
 
 #include "h/gen_string.h"
 
-// The largest file rpl_read_file reads: 64 MiB. A settings file holds a few
-// lines per section (about 80 bytes, a table's column lists about 10 bytes
-// a column); a report whose every section has a block writes about 1 MB for
-// 10,000 sections, which already take a minute to build.
-const std::size_t RPL_MAX_FILE_SIZE = std::size_t(64) << 20;
+// The largest file rpl_read_file reads: 16 MiB. A settings file holds a few
+// lines per section (about 80 bytes; a table's column lists about 10 bytes
+// a column). A report whose every section has a block writes about 1 MB
+// for 10,000 sections, which already take a minute to build, since every
+// section loads the whole file. The limit leaves 16 times that; a load of
+// a file at the limit (some 200,000 blocks) takes about 0.2 s.
+const std::size_t RPL_MAX_FILE_SIZE = std::size_t(16) << 20;
 
 enum RPL_READ_RESULT {
     RPL_READ_DONE,
