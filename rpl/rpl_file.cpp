@@ -112,7 +112,7 @@ bool create_in_place(const string& path, const string& text) {
     return true;
 }
 
-// ---- Replacing the file through a rename ------------------------------------------------
+// ---- Following symbolic links ----------------------------------------------------------
 
 string directory_of(const string& path) {
     string::size_type slash = path.rfind('/');
@@ -143,27 +143,7 @@ bool link_destination(const string& path, string& destination) {
     return true;
 }
 
-}  // namespace
-
-bool rpl_save_target(const string& path, string& target) {
-    target = path;
-    // As many links as the kernel follows in one path; past that the end
-    // is still a link, which the save then refuses to open (ELOOP).
-    for (int links = 0; links < 40; ++links) {
-        struct stat st;
-        if (::lstat(target.c_str(), &st) != 0 || !S_ISLNK(st.st_mode)) return true;
-        if (!may_follow(target, st)) {
-            target.clear();
-            return false;
-        }
-        string destination;
-        if (!link_destination(target, destination)) return true;
-        target = destination;
-    }
-    return true;
-}
-
-namespace {
+// ---- Replacing the file through a rename ------------------------------------------------
 
 // The start of the names of `target`'s temporary files: "." and the start
 // of its name. Only the start: a long name must still leave room for the
@@ -240,6 +220,37 @@ MOVE_RESULT move_into_place(int temp_fd, const string& temp, const string& targe
     return written ? NOT_RENAMED : NOT_WRITTEN;
 }
 
+// Saves where there is no file yet.
+bool save_new(const string& target, const string& text) {
+    string temp;
+    int temp_fd = create_temporary(target, 0666, temp);
+    if (temp_fd < 0) return create_in_place(target, text);
+    if (move_into_place(temp_fd, temp, target, text) == NOT_RENAMED) return create_in_place(target, text);
+    return true;
+}
+
+// Saves over the regular file `target`, open for writing as `fd`.
+void replace_existing(int fd, const struct stat& old_st, const string& target, const string& text) {
+    // Every name of a file with several must show the new text.
+    if (old_st.st_nlink > 1) {
+        overwrite(fd, text);
+        return;
+    }
+    string temp;
+    int temp_fd = create_temporary(target, 0600, temp);
+    if (temp_fd < 0) {
+        overwrite(fd, text);
+        return;
+    }
+    if (!keep_owner_and_mode(temp_fd, old_st) || !keep_extended_attributes(fd, temp_fd)) {
+        ::close(temp_fd);
+        ::unlink(temp.c_str());
+        overwrite(fd, text);
+        return;
+    }
+    if (move_into_place(temp_fd, temp, target, text) == NOT_RENAMED) overwrite(fd, text);
+}
+
 // ---- Temporary files that killed saves left ---------------------------------------------
 
 // Reads the decimal number at `at` in `name` into `number`, moving `at`
@@ -289,37 +300,6 @@ void remove_stale_temporaries(const string& target) {
     ::closedir(dir);
 }
 
-// Saves where there is no file yet.
-bool save_new(const string& target, const string& text) {
-    string temp;
-    int temp_fd = create_temporary(target, 0666, temp);
-    if (temp_fd < 0) return create_in_place(target, text);
-    if (move_into_place(temp_fd, temp, target, text) == NOT_RENAMED) return create_in_place(target, text);
-    return true;
-}
-
-// Saves over the regular file `target`, open for writing as `fd`.
-void replace_existing(int fd, const struct stat& old_st, const string& target, const string& text) {
-    // Every name of a file with several must show the new text.
-    if (old_st.st_nlink > 1) {
-        overwrite(fd, text);
-        return;
-    }
-    string temp;
-    int temp_fd = create_temporary(target, 0600, temp);
-    if (temp_fd < 0) {
-        overwrite(fd, text);
-        return;
-    }
-    if (!keep_owner_and_mode(temp_fd, old_st) || !keep_extended_attributes(fd, temp_fd)) {
-        ::close(temp_fd);
-        ::unlink(temp.c_str());
-        overwrite(fd, text);
-        return;
-    }
-    if (move_into_place(temp_fd, temp, target, text) == NOT_RENAMED) overwrite(fd, text);
-}
-
 }  // namespace
 
 RPL_READ_RESULT rpl_read_file(const char* path, string& text) {
@@ -335,6 +315,24 @@ RPL_READ_RESULT rpl_read_file(const char* path, string& text) {
         result = RPL_READ_DONE;
     ::close(fd);
     return result;
+}
+
+bool rpl_save_target(const string& path, string& target) {
+    target = path;
+    // As many links as the kernel follows in one path; past that the end
+    // is still a link, which the save then refuses to open (ELOOP).
+    for (int links = 0; links < 40; ++links) {
+        struct stat st;
+        if (::lstat(target.c_str(), &st) != 0 || !S_ISLNK(st.st_mode)) return true;
+        if (!may_follow(target, st)) {
+            target.clear();
+            return false;
+        }
+        string destination;
+        if (!link_destination(target, destination)) return true;
+        target = destination;
+    }
+    return true;
 }
 
 bool rpl_save_file(const string& path, const string& text) {
