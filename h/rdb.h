@@ -164,18 +164,26 @@ public:
 };
 
 // A table with a row-test view: one answer per row, rows beyond the answers
-// answer true. Every question is recorded.
+// answer true. The questions are recorded as runs of consecutive rows, so a
+// table asked about every one of 2^31 rows costs no more memory than one
+// asked about a single row: what a table costs to hold stays proportional
+// to its answers, whatever row count it is given.
 class RDB_ROW_TEST_TABLE_OBJECT : public RDB_TABLE_OBJECT, public RDB_ROW_TEST_OBJECT {
 public:
     RDB_ROW_TEST_TABLE_OBJECT(const std::string& name, std::uint32_t columns,
                               const std::vector<bool>& answers, int type = RDB_OBJECT_TYPE_TABLE);
     RDB_ROW_TEST_OBJECT* dynamic_cast_to_RDB_ROW_TEST_OBJECT() override;
     bool test_row(int row) override;
-    const std::vector<int>& rows_asked() const { return m_rows_asked; }
+    // Every row asked, in order; meant for tables asked about a few rows.
+    std::vector<int> rows_asked() const;
 
 private:
+    struct RUN {
+        int first;
+        std::int64_t count;
+    };
     std::vector<bool> m_answers;
-    std::vector<int> m_rows_asked;
+    std::vector<RUN> m_runs_asked;
 };
 
 class RDB_CHART_TABLE_OBJECT : public RDB_TABLE_OBJECT {

@@ -4,6 +4,7 @@
 #define HOST_HOST_H
 
 #include <cstddef>
+#include <cstdint>
 #include <memory>
 #include <string>
 #include <vector>
@@ -97,7 +98,7 @@ int host_rdb_reports_held();
 // The link folders given free_report, in call order.
 const std::vector<const RDB_LINK_RPT_OBJECT*>& host_rdb_free_report_calls();
 // Rows asked by every row test.
-int host_rdb_test_row_count();
+std::int64_t host_rdb_test_row_count();
 // Clears the counts, the free_report calls and the rows asked.
 void host_rdb_reset_counts();
 

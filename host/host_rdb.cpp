@@ -15,7 +15,7 @@ struct STAND_IN {
     std::map<std::int32_t, std::unique_ptr<RDB_REPORT>> reports;
     std::map<std::int32_t, RDB_MANAGER_COUNTS> counts;
     std::vector<const RDB_LINK_RPT_OBJECT*> free_calls;
-    int test_rows = 0;
+    std::int64_t test_rows = 0;
 };
 
 STAND_IN& stand_in() {
@@ -74,10 +74,20 @@ RDB_ROW_TEST_TABLE_OBJECT::RDB_ROW_TEST_TABLE_OBJECT(const std::string& name, st
     : RDB_TABLE_OBJECT(name, columns, static_cast<int>(answers.size()), type), m_answers(answers) {}
 RDB_ROW_TEST_OBJECT* RDB_ROW_TEST_TABLE_OBJECT::dynamic_cast_to_RDB_ROW_TEST_OBJECT() { return this; }
 bool RDB_ROW_TEST_TABLE_OBJECT::test_row(int row) {
-    m_rows_asked.push_back(row);
+    // A row that follows the last one asked extends its run.
+    if (!m_runs_asked.empty() && m_runs_asked.back().first + m_runs_asked.back().count == row)
+        m_runs_asked.back().count++;
+    else
+        m_runs_asked.push_back({row, 1});
     stand_in().test_rows++;
     if (row < 0 || static_cast<std::size_t>(row) >= m_answers.size()) return true;
     return m_answers[static_cast<std::size_t>(row)];
+}
+std::vector<int> RDB_ROW_TEST_TABLE_OBJECT::rows_asked() const {
+    std::vector<int> rows;
+    for (const RUN& run : m_runs_asked)
+        for (std::int64_t i = 0; i < run.count; ++i) rows.push_back(static_cast<int>(run.first + i));
+    return rows;
 }
 RDB_CHART_TABLE_OBJECT::RDB_CHART_TABLE_OBJECT(const std::string& name, int default_chart_type)
     : RDB_TABLE_OBJECT(name, 0, 0, RDB_OBJECT_TYPE_CHART), m_default_chart_type(default_chart_type) {}
@@ -146,7 +156,7 @@ int host_rdb_reports_held() {
 }
 
 const std::vector<const RDB_LINK_RPT_OBJECT*>& host_rdb_free_report_calls() { return stand_in().free_calls; }
-int host_rdb_test_row_count() { return stand_in().test_rows; }
+std::int64_t host_rdb_test_row_count() { return stand_in().test_rows; }
 
 void host_rdb_reset_counts() {
     stand_in().counts.clear();

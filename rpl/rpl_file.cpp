@@ -1,11 +1,15 @@
 #include "rpl/rpl_file.h"
 
+#include <algorithm>
 #include <cerrno>
+#include <climits>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
 
+#include <dirent.h>
 #include <fcntl.h>
+#include <signal.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
 #include <sys/xattr.h>
@@ -16,26 +20,33 @@ namespace {
 // ---- Reading ----------------------------------------------------------------------------
 
 // Reads `fd` to its end into `text`, expecting `expected` bytes. A read
-// error part-way fails the whole read.
+// error part-way fails the whole read, and so does a file that has grown
+// past RPL_MAX_FILE_SIZE while it was read: no more than one byte past the
+// limit is ever read.
 bool read_all(int fd, std::size_t expected, string& text) {
     // One byte more than expected, so a file that has not grown is read
     // with a single call and its end seen with a second.
     text.resize(expected + 1);
     std::size_t used = 0;
+    bool whole = true;
     for (;;) {
-        if (used == text.size()) text.resize(text.size() * 2);
+        if (used > RPL_MAX_FILE_SIZE) {
+            whole = false;
+            break;
+        }
+        if (used == text.size()) text.resize(std::min(text.size() * 2, RPL_MAX_FILE_SIZE + 1));
         ssize_t n = ::read(fd, &text[used], text.size() - used);
         if (n > 0) {
             used += static_cast<std::size_t>(n);
         } else if (n == 0) {
             break;
         } else if (errno != EINTR) {
-            text.resize(used);
-            return false;
+            whole = false;
+            break;
         }
     }
     text.resize(used);
-    return true;
+    return whole;
 }
 
 // ---- Writing into the file itself -------------------------------------------------------
@@ -93,35 +104,61 @@ void write_in_place(int fd, const string& text) {
 // Opens (creating it if need be) and writes the file at `path` in place.
 // True when it could be opened.
 bool create_in_place(const string& path, const string& text) {
-    int fd = ::open(path.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0666);
+    // A link made in the name's place since it was looked at is not followed.
+    int fd = ::open(path.c_str(), O_WRONLY | O_CREAT | O_NOFOLLOW | O_CLOEXEC, 0666);
     if (fd < 0) return false;
     write_in_place(fd, text);
     ::close(fd);
     return true;
 }
 
+// ---- Following symbolic links ----------------------------------------------------------
+
+string directory_of(const string& path) {
+    string::size_type slash = path.rfind('/');
+    if (slash == string::npos) return ".";
+    return slash == 0 ? string("/") : path.substr(0, slash);
+}
+
+// Whether a save follows the symbolic link at `path`, whose own status is
+// `link_st`: only one owned by the saving user or by the owner of the
+// directory that holds it. That is the kernel's rule for sticky
+// directories others may write (fs.protected_symlinks), here applied in
+// every directory, so a link another user planted in the settings file's
+// place never turns a save into a write elsewhere.
+bool may_follow(const string& path, const struct stat& link_st) {
+    if (link_st.st_uid == ::geteuid()) return true;
+    struct stat dir_st;
+    return ::stat(directory_of(path).c_str(), &dir_st) == 0 && dir_st.st_uid == link_st.st_uid;
+}
+
+// The link's text, made a path from where the link lies. False when it
+// cannot be read.
+bool link_destination(const string& path, string& destination) {
+    char buffer[PATH_MAX];
+    ssize_t length = ::readlink(path.c_str(), buffer, sizeof buffer);
+    if (length <= 0 || static_cast<std::size_t>(length) >= sizeof buffer) return false;
+    destination.assign(buffer, static_cast<std::size_t>(length));
+    if (destination[0] != '/') destination = directory_of(path) + "/" + destination;
+    return true;
+}
+
 // ---- Replacing the file through a rename ------------------------------------------------
 
-// The file a save must replace: a symbolic link is followed, so the link
-// stays and its target receives the content. A dangling link gives "".
-string save_target(const string& path) {
-    struct stat st;
-    if (::lstat(path.c_str(), &st) != 0 || !S_ISLNK(st.st_mode)) return path;
-    char* resolved = ::realpath(path.c_str(), nullptr);
-    if (resolved == nullptr) return string();
-    string target = resolved;
-    ::free(resolved);
-    return target;
+// The start of the names of `target`'s temporary files: "." and the start
+// of its name. Only the start: a long name must still leave room for the
+// rest (".PID.N.tmp").
+string temporary_prefix(const string& target) {
+    string::size_type slash = target.rfind('/');
+    return "." + target.substr(slash == string::npos ? 0 : slash + 1, 64);
 }
 
 // Creates a new, empty file beside `target` under a name nobody else uses,
 // with `mode` as open(2) takes it, so a new settings file gets the umask's
-// bits as a plain create would. Only the start of the target's name goes
-// into the temporary name: a long name must still leave room for it.
+// bits as a plain create would.
 int create_temporary(const string& target, mode_t mode, string& temp) {
     string::size_type slash = target.rfind('/');
-    string::size_type base_at = slash == string::npos ? 0 : slash + 1;
-    string prefix = target.substr(0, base_at) + "." + target.substr(base_at, 64);
+    string prefix = target.substr(0, slash == string::npos ? 0 : slash + 1) + temporary_prefix(target);
     static unsigned long counter = 0;
     for (int attempt = 0; attempt < 64; ++attempt) {
         char suffix[64];
@@ -214,6 +251,55 @@ void replace_existing(int fd, const struct stat& old_st, const string& target, c
     if (move_into_place(temp_fd, temp, target, text) == NOT_RENAMED) overwrite(fd, text);
 }
 
+// ---- Temporary files that killed saves left ---------------------------------------------
+
+// Reads the decimal number at `at` in `name` into `number`, moving `at`
+// past it. False when there is none or it is larger than an int.
+bool read_number(const char* name, std::size_t& at, long& number) {
+    std::size_t start = at;
+    number = 0;
+    while (name[at] >= '0' && name[at] <= '9' && at - start < 10) number = number * 10 + (name[at++] - '0');
+    return at > start && !(name[at] >= '0' && name[at] <= '9') && number <= INT_MAX;
+}
+
+// The id of the process that made the temporary file `name`, when `name`
+// is exactly PREFIX.PID.N.tmp for `prefix`; otherwise 0.
+pid_t maker_of(const char* name, const string& prefix) {
+    if (std::strncmp(name, prefix.c_str(), prefix.size()) != 0) return 0;
+    std::size_t at = prefix.size();
+    long pid = 0, n = 0;
+    if (name[at++] != '.' || !read_number(name, at, pid) || name[at++] != '.' || !read_number(name, at, n))
+        return 0;
+    return std::strcmp(name + at, ".tmp") == 0 ? static_cast<pid_t>(pid) : 0;
+}
+
+// Removes the temporary files of `target` that saves of processes which no
+// longer run left beside it when they were killed: those named as this
+// library names them, regular files owned by the saving user, whose maker
+// is gone (a process another user runs, or one that runs in another
+// machine's or container's process space, counts as running or as gone as
+// kill(2) sees it). Nothing is followed: a link of that name is left.
+//
+// Since only the start of a long name goes into its temporary files, the
+// leftovers of another file whose name starts with the same 64 bytes go
+// too; they are as stale as this file's.
+void remove_stale_temporaries(const string& target) {
+    const string prefix = temporary_prefix(target);
+    DIR* dir = ::opendir(directory_of(target).c_str());
+    if (dir == nullptr) return;
+    const uid_t saver = ::geteuid();
+    while (const struct dirent* entry = ::readdir(dir)) {
+        pid_t maker = maker_of(entry->d_name, prefix);
+        if (maker <= 0) continue;
+        struct stat st;
+        if (::fstatat(::dirfd(dir), entry->d_name, &st, AT_SYMLINK_NOFOLLOW) != 0 || !S_ISREG(st.st_mode) ||
+            st.st_uid != saver)
+            continue;
+        if (::kill(maker, 0) != 0 && errno == ESRCH) ::unlinkat(::dirfd(dir), entry->d_name, 0);
+    }
+    ::closedir(dir);
+}
+
 }  // namespace
 
 RPL_READ_RESULT rpl_read_file(const char* path, string& text) {
@@ -222,19 +308,45 @@ RPL_READ_RESULT rpl_read_file(const char* path, string& text) {
     if (fd < 0) return RPL_READ_NOT_OPENED;
     struct stat st;
     RPL_READ_RESULT result = RPL_READ_FAILED;
-    if (::fstat(fd, &st) == 0 && S_ISREG(st.st_mode) && read_all(fd, static_cast<std::size_t>(st.st_size), text))
+    // The size comes from the file system, so a huge file (a sparse one
+    // costs no disk) is refused without a byte read.
+    if (::fstat(fd, &st) == 0 && S_ISREG(st.st_mode) && static_cast<std::size_t>(st.st_size) <= RPL_MAX_FILE_SIZE &&
+        read_all(fd, static_cast<std::size_t>(st.st_size), text))
         result = RPL_READ_DONE;
     ::close(fd);
     return result;
 }
 
+bool rpl_save_target(const string& path, string& target) {
+    target = path;
+    // As many links as the kernel follows in one path; past that the end
+    // is still a link, which the save then refuses to open (ELOOP).
+    for (int links = 0; links < 40; ++links) {
+        struct stat st;
+        if (::lstat(target.c_str(), &st) != 0 || !S_ISLNK(st.st_mode)) return true;
+        if (!may_follow(target, st)) {
+            target.clear();
+            return false;
+        }
+        string destination;
+        if (!link_destination(target, destination)) return true;
+        target = destination;
+    }
+    return true;
+}
+
 bool rpl_save_file(const string& path, const string& text) {
-    string target = save_target(path);
-    if (target.empty()) return create_in_place(path, text);
+    string target;
+    if (!rpl_save_target(path, target)) return false;
     // Opening the file for writing is also the check that its user may
-    // write it: a file that may not be written is never replaced.
-    int fd = ::open(target.c_str(), O_WRONLY | O_NONBLOCK | O_CLOEXEC);
-    if (fd < 0) return errno == ENOENT && save_new(target, text);
+    // write it: a file that may not be written is never replaced. The
+    // target is no link, and one that took its place since is not followed.
+    int fd = ::open(target.c_str(), O_WRONLY | O_NONBLOCK | O_NOFOLLOW | O_CLOEXEC);
+    if (fd < 0) {
+        if (errno != ENOENT || !save_new(target, text)) return false;
+        remove_stale_temporaries(target);
+        return true;
+    }
     struct stat st;
     bool opened = ::fstat(fd, &st) == 0;
     if (opened && S_ISREG(st.st_mode))
@@ -242,5 +354,6 @@ bool rpl_save_file(const string& path, const string& text) {
     else if (opened)
         write_all(fd, text);  // a device or a pipe takes the text
     ::close(fd);
+    if (opened && S_ISREG(st.st_mode)) remove_stale_temporaries(target);
     return opened;
 }

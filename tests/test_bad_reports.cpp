@@ -9,6 +9,10 @@
 #include <cstdint>
 #include <filesystem>
 
+#include <sys/resource.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
 using namespace rpltest;
 namespace fs = std::filesystem;
 
@@ -20,6 +24,17 @@ const RDB_REPORT_TYPE kType = RDB_REPORT_TIMING;
 
 template <class V>
 std::vector<typename V::value_type> items(const V& v) { return {v.begin(), v.end()}; }
+
+// Runs `body` in a child process. Gives the most memory the child held, in
+// KiB, or -1 when `body` returned false or the child did not end normally.
+long peak_memory_of(const std::function<bool()>& body) {
+    pid_t pid = ::fork();
+    if (pid == 0) ::_exit(body() ? 0 : 1);
+    int status = 0;
+    struct rusage usage = {};
+    if (::wait4(pid, &status, 0, &usage) != pid || !WIFEXITED(status) || WEXITSTATUS(status) != 0) return -1;
+    return usage.ru_maxrss;
+}
 
 }  // namespace
 
@@ -131,4 +146,27 @@ TEST_F(BadReports, OddObjectsAndMalformedValuesStillGiveATreeAndALoadableFile) {
     settings.m_filename = to_rpl(file);
     EXPECT_TRUE(settings.read_from_disk());
     EXPECT_EQ(settings.m_sections.size(), 7u);
+}
+
+// A report of a few bytes may give a row-tested table 2^31-1 rows, all
+// true: the builder then asks about every one of them, and what the
+// stand-in keeps of those questions must not grow with them.
+TEST_F(BadReports, RowTestOverManyRowsKeepsTheStandInsMemoryFlat) {
+    auto build = [](int rows) {
+        return [rows] {
+            auto* root = new RDB_FOLDER_OBJECT("R");
+            root->add(new RDB_ROW_TEST_TABLE_OBJECT("T", 1, {true}))->set_number_of_rows(rows);
+            install_report(kType, root);
+            RPL_REPORT_TOC toc(kType, to_rpl("rows"));
+            toc.generate_toc(true);
+            return !find_section(toc, "||R||T")->dynamic_cast_to_RPL_TABLE()->m_row_test_failed &&
+                   host_rdb_test_row_count() == rows - 1;
+        };
+    };
+    // 2^25 rows kept one by one would take 128 MiB or more.
+    const long few = peak_memory_of(build(2));
+    const long many = peak_memory_of(build(1 << 25));
+    ASSERT_GT(few, 0);
+    ASSERT_GT(many, 0) << "every row asked, none failed";
+    EXPECT_LT(many - few, 16 * 1024) << "KiB more for 2^25 rows than for 2";
 }

@@ -16,6 +16,7 @@
 #include <map>
 #include <random>
 #include <set>
+#include <tuple>
 
 #include <pwd.h>
 #include <sched.h>
@@ -297,6 +298,71 @@ TEST_F(FaultInjection, SymbolicLinksStayAndTheirTargetReceivesTheText) {
     EXPECT_EQ(db_entries(), (std::vector<std::string>{"elsewhere", "middle", "null-device", base_}));
 }
 
+// A link in the settings file's place is followed only when it is the
+// saving user's or the directory owner's (the kernel's rule for sticky
+// directories, applied in every directory). Another user's link fails the
+// save: nothing is written where it leads and nothing is created there.
+TEST_F(FaultInjection, LinksOfAnotherUserInTheFilesPlaceAreNotFollowed) {
+    // Links are made by root or by "nobody" in a directory owned by root or
+    // by "nobody", and lead to `victim` (root's file, writable by nobody)
+    // or to `absent`; then root or "nobody" saves.
+    const std::string elsewhere = db_->file("elsewhere");
+    const std::string victim = elsewhere + "/victim", absent = elsewhere + "/absent";
+    const struct {
+        const char* name;
+        bool nobodys_directory;
+        mode_t directory_mode;
+        bool nobody_saves;
+        // Each link: who makes it, its name in the directory, what it holds.
+        std::vector<std::tuple<bool, const char*, std::string>> links;
+        bool followed;
+    } kCases[] = {
+        {"another user's link", false, 0777, false, {{true, "settings", victim}}, false},
+        {"another user's link, sticky directory", false, 01777, false, {{true, "settings", victim}}, false},
+        {"another user's dangling link", false, 0777, false, {{true, "settings", absent}}, false},
+        {"own link to another user's link", false, 0777, false, {{false, "settings", "middle"}, {true, "middle", victim}},
+         false},
+        {"another user's link in the saver's own directory", true, 0777, true, {{false, "settings", victim}}, false},
+        {"own link", false, 0777, false, {{false, "settings", victim}}, true},
+        {"own link of another user", false, 0777, true, {{true, "settings", victim}}, true},
+        {"own dangling link", false, 0777, false, {{false, "settings", absent}}, true},
+        {"the directory owner's link", true, 0777, false, {{true, "settings", victim}}, true},
+        {"the directory owner's link, saved by another user", false, 0777, true, {{false, "settings", victim}}, true},
+    };
+    ASSERT_EQ(::chmod(db_->path().c_str(), 0755), 0);
+    fs::create_directory(elsewhere);
+    ASSERT_EQ(::chmod(elsewhere.c_str(), 0777), 0);
+    for (const auto& c : kCases) {
+        SCOPED_TRACE(c.name);
+        const std::string dir = db_->file("db");
+        fs::create_directory(dir);
+        ASSERT_EQ(::chown(dir.c_str(), c.nobodys_directory ? nobody().pw_uid : 0, 0), 0);
+        ASSERT_EQ(::chmod(dir.c_str(), c.directory_mode), 0);
+        write_file(victim, kOldText);
+        ASSERT_EQ(::chmod(victim.c_str(), 0666), 0);
+        for (const auto& [by_nobody, name, holds] : c.links) {
+            const std::string link = dir + "/" + name;
+            ASSERT_EQ(run_in_child([&] { return ::symlink(holds.c_str(), link.c_str()) == 0; }, by_nobody), 0);
+            ASSERT_EQ(stat_of(link).st_uid, by_nobody ? nobody().pw_uid : 0u);
+        }
+        const std::vector<std::string> names = entries_of(dir);
+        const std::string file = dir + "/settings";
+
+        EXPECT_EQ(run_in_child([&] { return save_value(file, "1") == c.followed; }, c.nobody_saves), 0)
+            << "the save says whether it wrote";
+        const bool to_victim = std::get<2>(c.links.back()) == victim;
+        EXPECT_EQ(read_file(victim), c.followed && to_victim ? value_text("1") : kOldText);
+        EXPECT_EQ(file_exists(absent), c.followed && !to_victim);
+        EXPECT_TRUE(fs::is_symlink(file)) << "the link stays";
+        EXPECT_EQ(entries_of(dir), names);
+        EXPECT_EQ(entries_of(elsewhere),
+                  c.followed && !to_victim ? (std::vector<std::string>{"absent", "victim"})
+                                           : std::vector<std::string>{"victim"});
+        fs::remove_all(dir);
+        fs::remove(absent);
+    }
+}
+
 TEST_F(FaultInjection, SavingKeepsPermissionBitsAndOwnerAndGivesNewFilesTheUmasks) {
     ASSERT_EQ(::chmod(db_->path().c_str(), 0777), 0);
     for (mode_t mode : {0640, 0604, 0400}) {
@@ -321,11 +387,124 @@ TEST_F(FaultInjection, SavingKeepsPermissionBitsAndOwnerAndGivesNewFilesTheUmask
     }
 }
 
+// What a kill during a save in place can leave: new bytes then old ones
+// from mid-line, NUL bytes where the file was being lengthened, a key or a
+// header garbled at the junction. Such a file loads, and the next save
+// writes what it loaded in the file's form: sorted, one line per key, no
+// NUL bytes and no stray lines; a garbled key or header that parses as one
+// stays as a key or a section of its own.
+TEST_F(FaultInjection, TornFileLoadsAndTheNextSaveWritesItInTheFilesForm) {
+    const std::string nuls(64, '\0');
+    const struct {
+        const char* what;
+        std::string torn;
+        std::string saved;  // after setting OUTPUT_SECTION=1 in ||R||X
+    } kCases[] = {
+        {"old tail from mid-line", "[||R||X]\nPAGE_ORIENTATION=2\nOUTPUT_SECTION=0\nATION=1\n[||R||Z]\nOUTPUT_SECTION=1\n",
+         "[||R||X]\nATION=1\nOUTPUT_SECTION=1\nPAGE_ORIENTATION=2\n[||R||Z]\nOUTPUT_SECTION=1\n"},
+        {"NUL bytes after a cut line", "[||R||X]\nPAGE_ORIENTATION=2\nOUTPUT_SEC" + nuls,
+         "[||R||X]\nOUTPUT_SECTION=1\nPAGE_ORIENTATION=2\n"},
+        {"NUL bytes after whole lines", "[||R||Z]\nOUTPUT_SECTION=0\n" + nuls + "\n" + nuls,
+         "[||R||X]\nOUTPUT_SECTION=1\n[||R||Z]\nOUTPUT_SECTION=0\n"},
+        {"NUL bytes in a value", "[||R||X]\nPAGE_ORIENTATION=1" + nuls + "2\n",
+         "[||R||X]\nOUTPUT_SECTION=1\nPAGE_ORIENTATION=1\n"},
+        {"garbled key", "[||R||X]\nOUTPUT_SECTION=0\nPAGE_ORIENTOUTPUT_SECTION=1\n",
+         "[||R||X]\nOUTPUT_SECTION=1\nPAGE_ORIENTOUTPUT_SECTION=1\n"},
+        {"junk header", "[||R||X]\nOUTPUT_SECTION=0\n[||R||X]NTATION=1\nOUTPUT_SECTION=0\n",
+         "[||R||X]\nOUTPUT_SECTION=1\n[||R||X]NTATION=1\nOUTPUT_SECTION=0\n"},
+    };
+    for (const auto& c : kCases) {
+        SCOPED_TRACE(c.what);
+        write_file(path_, c.torn);
+        RPL_REPORT_SETTINGS_FILE file;
+        file.m_filename = to_rpl(path_);
+        ASSERT_TRUE(file.read_from_disk());
+        file.set_value_str("||R||X", "OUTPUT_SECTION", "1");
+        EXPECT_TRUE(file.write_to_disk());
+        EXPECT_EQ(read_file(path_), c.saved);
+    }
+}
+
+// The id of a process that has ended and been waited for.
+pid_t ended_process() {
+    pid_t pid = ::fork();
+    if (pid == 0) ::_exit(0);
+    ::waitpid(pid, nullptr, 0);
+    return pid;
+}
+
+// A save removes what saves of the same file that were killed left beside
+// it, and nothing else: not a running process's file, not another user's,
+// not a link, not a directory, not a name that only looks alike.
+TEST_F(FaultInjection, SaveRemovesTemporaryFilesThatKilledSavesLeft) {
+    const std::string dead = std::to_string(ended_process());
+    const std::string live = std::to_string(::getpid());
+    const std::string mine = "." + base_ + ".";
+    const struct {
+        const char* what;
+        std::string name;
+        std::function<void(const std::string&)> make;
+        bool removed;
+    } kEntries[] = {
+        {"ended process's", mine + dead + ".3.tmp", [](const std::string& p) { write_file(p, kOldText); }, true},
+        {"ended process's, empty", mine + dead + ".12.tmp", [](const std::string& p) { write_file(p, ""); }, true},
+        {"running process's", mine + live + ".3.tmp", [](const std::string& p) { write_file(p, kOldText); }, false},
+        {"another user's",
+         mine + dead + ".4.tmp",
+         [](const std::string& p) {
+             write_file(p, kOldText);
+             ASSERT_EQ(::chown(p.c_str(), nobody().pw_uid, nobody().pw_gid), 0);
+         },
+         false},
+        {"link", mine + dead + ".5.tmp", [](const std::string& p) { fs::create_symlink(p + ".target", p); }, false},
+        {"link's target", mine + dead + ".5.tmp.target", [](const std::string& p) { write_file(p, ""); }, false},
+        {"directory", mine + dead + ".6.tmp", [](const std::string& p) { fs::create_directory(p); }, false},
+        {"another file's", ".other.rplset." + dead + ".3.tmp", [](const std::string& p) { write_file(p, ""); }, false},
+    };
+    const std::vector<std::string> kLookAlikes = {
+        mine + dead + ".tmp",    mine + dead + ".3.tmp~", mine + dead + "x.3.tmp", mine + "-" + dead + ".3.tmp",
+        mine + dead + ".3.TMP",  base_ + "." + dead + ".3.tmp", mine + "99999999999.3.tmp", mine + "0.3.tmp",
+    };
+    // A file to replace, none yet, and a file written in place.
+    const struct {
+        const char* name;
+        std::function<void()> prepare;
+    } kWaysOfSaving[] = {
+        {"rename", [&] { write_file(path_, kOldText); }},
+        {"new file", [] {}},
+        {"in place", [&] {
+             write_file(path_, kOldText);
+             ASSERT_EQ(::link(path_.c_str(), db_->file("link").c_str()), 0);
+         }},
+    };
+    for (const auto& way : kWaysOfSaving) {
+        SCOPED_TRACE(way.name);
+        way.prepare();
+        std::vector<std::string> kept = entries_of(db_->path());
+        for (const auto& e : kEntries) {
+            e.make(db_->file(e.name));
+            if (!e.removed) kept.push_back(e.name);
+        }
+        for (const std::string& name : kLookAlikes) {
+            write_file(db_->file(name), "");
+            kept.push_back(name);
+        }
+        if (!file_exists(path_)) kept.push_back(base_);
+        std::sort(kept.begin(), kept.end());
+
+        EXPECT_TRUE(save_value(path_, "1"));
+        EXPECT_EQ(read_file(path_), value_text("1"));
+        EXPECT_EQ(entries_of(db_->path()), kept);
+        for (const std::string& name : entries_of(db_->path())) fs::remove_all(db_->file(name));
+    }
+}
+
 // Kills a process that saves over and over, at a random moment of a save,
 // RPL_KILL_LOOP_ROUNDS times (12 by default). Every file left must be the
 // old text or the new one; in place (a second hard link) it may also be the
 // one overwritten by the other up to some byte, and those are counted.
-// Prints "kill figures: WAY: T torn of N kills" for the kill loop.
+// Prints "kill figures: WAY: T torn of N kills, L temporary files left, R
+// after a save" for the kill loop.
 void FaultInjection::kill_while_saving(const char* way, bool in_place) {
     // Few sections with long values: cheap to build, long to write, so that
     // many kills land inside the write.
@@ -375,11 +554,25 @@ void FaultInjection::kill_while_saving(const char* way, bool in_place) {
         ASSERT_TRUE(overwritten(text, old_text, new_text) || overwritten(text, new_text, old_text))
             << "round " << round << ": " << text.size() << " bytes, not the old text overwritten by the new";
     }
-    std::printf("kill figures: %s: %d torn of %d kills\n", way, torn, rounds);
     // A killed save may leave its temporary file beside the settings file,
-    // but nothing else.
-    for (const std::string& name : db_entries())
-        EXPECT_TRUE(name == base_ || name == "link" || name.compare(0, base_.size() + 1, "." + base_) == 0) << name;
+    // but nothing else, and the next save removes it (each round's saves
+    // remove what the rounds before left).
+    auto temporaries = [this] {
+        int count = 0;
+        for (const std::string& name : db_entries()) {
+            bool temporary = name.compare(0, base_.size() + 1, "." + base_) == 0;
+            EXPECT_TRUE(name == base_ || name == "link" || temporary) << name;
+            count += temporary;
+        }
+        return count;
+    };
+    const int left = temporaries();
+    EXPECT_LE(left, 1) << "only the last kill's";
+    EXPECT_TRUE(save_value(path_, "saved"));
+    const int left_after_a_save = temporaries();
+    EXPECT_EQ(left_after_a_save, 0);
+    std::printf("kill figures: %s: %d torn of %d kills, %d temporary files left, %d after a save\n", way, torn, rounds,
+                left, left_after_a_save);
 }
 
 TEST_F(FaultInjection, ProcessKilledWhileSavingLeavesTheOldOrTheNewFile) { kill_while_saving("rename", false); }

@@ -3,6 +3,8 @@
 // another TOC of the same report wrote survives this TOC's saves.
 #include "support/test_support.h"
 
+#include "rpl/rpl_file.h"
+
 #include <cstring>
 #include <filesystem>
 #include <functional>
@@ -97,6 +99,45 @@ TEST_F(NothingLost, FileItsUserMayNotReadIsLeftByteForByte) {
     ASSERT_EQ(::chmod(path_.c_str(), 0666), 0);
     EXPECT_EQ(run_as_nobody([&] { return !run_on_fresh_toc(kOperations[1].run); }), 0);
     EXPECT_NE(read_file(path_), kUserText);
+}
+
+// A file past the size limit counts as one that cannot be read, and its
+// size alone says so: not a byte of it is read (a sparse file of a
+// gigabyte would take seconds and a gigabyte for every load) nor written.
+TEST_F(NothingLost, FileLargerThanTheLimitIsNeitherLoadedNorWrittenOver) {
+    const struct {
+        const char* what;
+        off_t size;
+        bool loads;
+    } kSizes[] = {
+        {"at the limit", static_cast<off_t>(RPL_MAX_FILE_SIZE), true},
+        {"one byte past the limit", static_cast<off_t>(RPL_MAX_FILE_SIZE) + 1, false},
+        {"a gigabyte", off_t(1) << 30, false},
+    };
+    auto make_sparse = [this](off_t size) {
+        write_file(path_, "");
+        ASSERT_EQ(::truncate(path_.c_str(), size), 0);
+    };
+    for (const auto& c : kSizes) {
+        SCOPED_TRACE(c.what);
+        make_sparse(c.size);
+        RPL_REPORT_SETTINGS_FILE file;
+        file.m_filename = to_rpl(path_);
+        EXPECT_EQ(file.read_from_disk(), c.loads);
+        if (c.loads) continue;
+        struct stat before = {};
+        ASSERT_EQ(::stat(path_.c_str(), &before), 0);
+        for (const auto& op : kOperations) {
+            SCOPED_TRACE(op.what);
+            EXPECT_TRUE(run_on_fresh_toc(op.run));
+            struct stat after = {};
+            ASSERT_EQ(::stat(path_.c_str(), &after), 0);
+            EXPECT_EQ(after.st_ino, before.st_ino) << "not replaced";
+            EXPECT_EQ(after.st_size, c.size);
+            EXPECT_EQ(after.st_blocks, 0) << "not a byte written";
+            EXPECT_EQ(entries_of(db_->path()).size(), 1u);
+        }
+    }
 }
 
 // None of them is read (a pipe would block the open, a device never end)
