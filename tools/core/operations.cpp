@@ -11,9 +11,15 @@
 namespace rpl_toc {
 namespace {
 
-// sum(1 + depth) over the subtree of `section`, whose depth is `depth`.
+// A table or a chart saves its own keys after the common ones: two saves.
+std::size_t saves_of_one_write(const RPL_REPORT_SECTION& section) {
+    return section.dynamic_cast_to_RPL_TABLE() || section.dynamic_cast_to_RPL_CHART() ? 2 : 1;
+}
+
+// The saves of a mark of `section`, at `depth`: each section of its subtree
+// writes itself, then each of its ancestors (a folder, one save each).
 std::size_t saves_below(const RPL_REPORT_SECTION& section, std::size_t depth) {
-    std::size_t saves = 1 + depth;
+    std::size_t saves = saves_of_one_write(section) + depth;
     if (section.m_children)
         for (const RPL_REPORT_SECTION* child : *section.m_children)
             if (child) saves += saves_below(*child, depth + 1);

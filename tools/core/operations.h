@@ -52,9 +52,11 @@ struct Change {
 using MarkProgress = std::function<void(std::size_t written, std::size_t total)>;
 
 // How many times a mark of `paths` saves the settings file: once for each
-// section of each subtree and once more for each of that section's
-// ancestors, sum(1 + depth) over the subtree. A path named twice counts
-// once; a path no section has counts nothing. Changes nothing.
+// section of each subtree (twice for a table or a chart, which save their
+// own keys apart) and once more for each of that section's ancestors,
+// sum(1 + depth) over the subtree and one per table and chart. A path
+// named twice counts once; a path no section has counts nothing. Changes
+// nothing.
 std::size_t saves_of_mark(Session& session, const std::vector<std::string>& paths);
 
 // Marks (or unmarks) each section of `paths` with its subtree, in order.
