@@ -51,7 +51,7 @@ StatusLine::StatusLine(bool wanted, Describe describe) : m_describe(std::move(de
     if (!wanted || !::isatty(STDERR_FILENO)) return;
     double delay = delay_seconds();
     if (delay == 0) show(0);  // before the operation starts, so it is seen however short
-    m_thread = std::thread([this] { keep(); });
+    m_thread = std::thread([this, delay] { keep(delay); });
 }
 
 StatusLine::~StatusLine() {
@@ -66,11 +66,10 @@ StatusLine::~StatusLine() {
     if (!m_shown.empty()) write_all("\r" + std::string(m_shown.size(), ' ') + "\r");
 }
 
-void StatusLine::keep() {
+void StatusLine::keep(double delay) {
     const Clock::time_point start = Clock::now();
-    const auto delay = std::chrono::duration<double>(delay_seconds());
     std::unique_lock<std::mutex> lock(m_mutex);
-    if (m_wake.wait_for(lock, delay, [this] { return m_done; })) return;
+    if (m_wake.wait_for(lock, std::chrono::duration<double>(delay), [this] { return m_done; })) return;
     for (;;) {
         show(seconds_since(start));
         if (m_wake.wait_for(lock, kRefresh, [this] { return m_done; })) return;

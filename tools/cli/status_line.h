@@ -32,7 +32,7 @@ public:
     StatusLine& operator=(const StatusLine&) = delete;
 
 private:
-    void keep();
+    void keep(double delay);  // on the thread: shows the line after `delay` seconds, until done
     void show(double seconds);
 
     Describe m_describe;
