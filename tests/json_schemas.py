@@ -81,6 +81,7 @@ def check_outputs(rpl_toc, source, scratch):
         ("toc", ["show", flow]),
         ("toc", ["show", odd]),
         ("section_document", ["find", flow, table]),
+        ("step", ["find", flow, "||Design Flow||timing"], 1),
         ("list", ["list", flow]),
         ("list", ["list", "--all", odd]),
         ("step", ["next", flow, "||Design Flow"]),

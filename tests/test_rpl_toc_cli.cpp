@@ -29,6 +29,7 @@
 #ifndef RPL_TOC_BINARY  // the tool is not built: every test skips
 #define RPL_TOC_BINARY ""
 #define RPL_EXAMPLES_DIR ""
+#define RPL_DOCS_DIR ""
 #define RPL_TOOLS_SOURCE_DIR ""
 #endif
 
@@ -122,6 +123,9 @@ TEST_F(RplTocCli, FailuresAreOneErrorLineExitTwoAndWriteNothing) {
              {{"set", small_, "||R||F||C1", "--chart-type", "3"}, "--chart-type"},  // stored as 0: never shown
              {{"set", small_, "||R||T1"}, "set needs at least one of --orientation, --chart-type, --width"},
              {{"--json", "export", small_, "--text", "-"}, "export --json prints to standard output"},
+             {{"export", small_, "--text", "/no/such/dir/out.txt"}, "/no/such/dir/out.txt"},  // no "info:" first
+             {{"next", small_, "||R||nope"}, "no section with the path '||R||nope' (rpl-toc list --all prints"},
+             {{"prev", small_, "||r||t1"}, "no section with the path '||r||t1'"},
              // A column list shorter than the table is not stored, so it is refused.
              {{"set", small_, "||R||T1", "--width", "0=120", "--width", "2=60"},
               "--width '0=120': widths are stored only when every column has one; give --width for column 1 too"},
@@ -141,11 +145,9 @@ TEST_F(RplTocCli, FailuresAreOneErrorLineExitTwoAndWriteNothing) {
 
 TEST_F(RplTocCli, BadReportFilesNameThePlaceOfTheFault) {
     auto child = [](const std::string& object) { return "{\"root\": {\"type\": 1, \"children\": [" + object + "]}}"; };
-    auto deep = [](int folders) {
-        std::string text = "{\"root\":";
-        for (int i = 0; i < folders; ++i) text += "{\"type\":1,\"children\":[";
-        for (int i = 0; i < folders; ++i) text += "]}";
-        return text + "}";
+    auto rows = [](const std::string& first, const std::string& second) {
+        return "{\"root\": {\"type\": 1, \"children\": [{\"type\": 4, \"rows\": " + first +
+               ", \"row_test\": [true]}, {\"type\": 4, \"row_test\": [true], \"rows\": " + second + "}]}}";
     };
     for (const auto& [text, error] : std::vector<std::pair<std::string, std::string>>{
              // A null child still counts in the pointer's index.
@@ -164,8 +166,9 @@ TEST_F(RplTocCli, BadReportFilesNameThePlaceOfTheFault) {
              {"{\"root\": {\"type\": 9, \"gauges\": [true, 0]}}", "/root/gauges/1: expected true or false"},
              {"[]", "top level: expected a JSON object"},
              {"{\"name\": \"x\",\n \"type\": tru}", "invalid JSON at line 2, column 13: "},
-             {deep(102), "line 1, column 2231: nesting too deep: rpl-toc reads folders at most 100 levels below "
-                         "the main folder"},
+             // The row test is asked about every row: the report's row-tested rows are bounded in all.
+             {rows("6000000", "4000001"),
+              "/root/children/1/rows: the tables with a row test may have at most 10000000 rows in all"},
              // A name is a line of the settings file: a line feed would name another section's block.
              {child("{\"type\": 3, \"name\": \"A\\n[||R||Victim\"}"),
               "/root/children/0/name: a name may not contain a line feed"},
@@ -175,8 +178,35 @@ TEST_F(RplTocCli, BadReportFilesNameThePlaceOfTheFault) {
         std::string file = report("bad.json", text);
         expect_error(toc({"show", file}), "rpl-toc: error: " + file + ": " + error);  // names file, then place
     }
-    Result deepest = toc({"show", report("deep.json", deep(101))});  // 100 levels below the main folder
-    EXPECT_EQ(deepest.code, 0) << deepest.err;
+    for (const std::string& text : {rows("6000000", "4000000"), child("{\"type\": 4, \"rows\": 2147483647}")}) {
+        Result r = toc({"list", report("rows.json", text)});
+        EXPECT_EQ(r.code, 0) << text << r.err;
+    }
+}
+
+// The depth a report may have is the one its documentation states: a
+// table at that depth is read, with its "row_test" array one bracket
+// deeper, and any object one level deeper is refused, naming the limit.
+TEST_F(RplTocCli, ReportsNestAsDeepAsTheDocsSayAndNoDeeper) {
+    std::smatch stated;
+    const std::string docs = read_file(RPL_DOCS_DIR "/report-format.md");
+    ASSERT_TRUE(std::regex_search(docs, stated, std::regex(R"(objects lie at most (\d+) levels below the main)")));
+    const int limit = std::stoi(stated[1]);
+    auto chain = [](int levels, const std::string& deepest) {
+        std::string text = "{\"root\": ";
+        for (int i = 0; i < levels; ++i) text += "{\"type\": 1, \"children\": [";
+        text += deepest;
+        for (int i = 0; i < levels; ++i) text += "]}";
+        return text + "}";
+    };
+    const std::string table = "{\"type\": 4, \"name\": \"T\", \"row_test\": [true]}";
+    Result at = toc({"list", report("at.json", chain(limit, table))});
+    EXPECT_EQ(at.code, 0) << at.err;
+    EXPECT_EQ(at.out, "||" + std::string(2 * (limit - 1), '|') + "||T\n");  // unnamed folders above T
+    const std::string past = report("past.json", chain(limit + 1, "{\"type\": 3}"));
+    Result r = toc({"list", past});
+    expect_error(r, "nesting too deep: rpl-toc reads objects at most " + std::to_string(limit) +
+                        " levels below the main folder");
 }
 
 // Box characters only where the locale says UTF-8, colour only on a
@@ -252,15 +282,22 @@ TEST_F(RplTocCli, FindNextAndPrevPrintTheSectionOrExitOne) {
         "path:             ||R||F||C1\nname:             C1\nkind:             chart (object type 5)\n"
         "depth:            2\nmarked:           yes (subtree: all)\norientation:      1\nheader:           \n"
         "footer:           \nchart type:       1\nsettings:         changed\n";
-    // Stepping passes over folders. "": nothing found.
-    for (const auto& [command, path, out] : std::vector<std::tuple<std::string, std::string, std::string>>{
-             {"find", "||R||F||C1", c1},           {"find", "R||F||C1", ""},    {"next", "||R||F||C1", "||R||X1\n"},
-             {"next", "||R||X1", ""}, {"prev", "||R||F||C1", "||R||T1\n"}, {"prev", "||R||T1", ""}}) {
-        SCOPED_TRACE(command + " " + path);
-        Result r = toc({command, small_, path});
-        EXPECT_EQ(r.code, out.empty() ? 1 : 0);
+    // Stepping passes over folders. A path no section has is no answer of
+    // "none": find notes it, next and prev refuse it (FailuresAre...).
+    const std::string none = "rpl-toc: note: no section with the path 'R||F||C1' (rpl-toc list --all prints every path)\n";
+    for (const auto& [args, code, out, err] : std::vector<std::tuple<Args, int, std::string, std::string>>{
+             {{"find", small_, "||R||F||C1"}, 0, c1, ""},
+             {{"find", small_, "R||F||C1"}, 1, "", none},
+             {{"--json", "find", small_, "R||F||C1"}, 1, "{\n  \"format\": 1,\n  \"path\": null\n}\n", none},
+             {{"next", small_, "||R||F||C1"}, 0, "||R||X1\n", ""},
+             {{"next", small_, "||R||X1"}, 1, "", ""},
+             {{"prev", small_, "||R||F||C1"}, 0, "||R||T1\n", ""},
+             {{"prev", small_, "||R||T1"}, 1, "", ""}}) {
+        SCOPED_TRACE(args[args.size() - 3] + " " + args.back());
+        Result r = toc(args);
+        EXPECT_EQ(r.code, code);
         EXPECT_EQ(r.out, out);
-        EXPECT_EQ(r.err, "");
+        EXPECT_EQ(r.err, err);
     }
     // find --json prints exactly the section that show --json lists.
     json section = section_at(toc_json({"show", small_}), "||R||F||C1");
@@ -284,6 +321,42 @@ TEST_F(RplTocCli, ListPrintsEveryPathInIndexOrder) {
     }
     std::string odd = toc({"list", RPL_EXAMPLES_DIR "/odd_cases.json"}).out;
     EXPECT_NE(odd.find("||Odd Cases||Twin\n||Odd Cases||Twin\n"), std::string::npos) << odd;
+    // Bytes as they are for a script (tests/scripts/paths_come_back.sh),
+    // escaped for a person at a terminal.
+    const std::string cr = report("cr.json", R"({"root": {"type": 1, "name": "R", "children": [
+        {"type": 3, "name": "c\rd"}]}})");
+    Launch terminal;
+    terminal.terminal = true;
+    for (const auto& [launch, out] : std::vector<std::pair<Launch, std::string>>{
+             {{}, "||R||c\rd\n"}, {terminal, "||R||c\\x0dd\r\n"}}) {  // the terminal turns \n into \r\n
+        EXPECT_EQ(toc({"list", cr}, launch).out, out);
+        EXPECT_EQ(toc({"next", cr, "||R"}, launch).out, out);
+    }
+}
+
+// A mark says on a terminal what it is doing while it runs, as does the
+// build before it, and erases it after; never where stderr is not a
+// terminal. (Shown at once here; after half a second by default.)
+TEST_F(RplTocCli, MarkShowsWhatItDoesOnATerminalOnly) {
+    auto shown = [](const std::string& text) {
+        const std::string line = "rpl-toc: " + text;
+        return "\r" + line + "\r" + std::string(line.size(), ' ') + "\r";
+    };
+    Launch terminal;
+    terminal.error_terminal = true;
+    terminal.env = {"RPL_TOC_PROGRESS_AFTER=0"};
+    Launch file = terminal;
+    file.error_terminal = false;
+    for (const auto& [launch, err] : std::vector<std::pair<Launch, std::string>>{
+             // ||R||F at depth 1, its chart and folder at depth 2: 2 + (3 + 1) + 3 saves.
+             {terminal, shown("reading the report and building its table of contents") +
+                            shown("unmarking: 9 saves of the settings file")},
+             {file, ""}}) {
+        Result r = toc({"unmark", small_, "||R||F"}, launch);
+        EXPECT_EQ(r.code, 0);
+        EXPECT_EQ(r.out, "||R||F  unmarked (subtree: none)\n");
+        EXPECT_EQ(r.err, err);
+    }
 }
 
 // The step, settings and export documents, value for value.
@@ -459,6 +532,19 @@ TEST_F(RplTocCli, ChangesThatWereNotSavedAreErrorsAndLeaveTheFileAsItWas) {
               },
               "No space left on device", false, {}},
              {"file-size limit", old_file(0644, big), "File too large", false, size_limit},
+             // Owned by neither the saving user nor the directory's owner: a
+             // save does not follow it, and creates nothing where it leads.
+             {"link owned by another user",
+              [](const std::string&, const std::string& file) {
+                  return symlink("victim", file.c_str()) == 0 && lchown(file.c_str(), 4242, 4242) == 0;
+              },
+              "a link owned by another user", false, nobody},
+             {"file larger than the library reads",
+              [](const std::string&, const std::string& file) {
+                  write_file(file, kAfterUnmarkF);
+                  return truncate(file.c_str(), (16 << 20) + 1) == 0;  // sparse: no disk used
+              },
+              "larger than 16 MiB, the most a settings file may be", true, {}},
          }) {
         SCOPED_TRACE(c.what);
         TempDir dir;
@@ -492,12 +578,26 @@ TEST_F(RplTocCli, ChangesThatWereNotSavedAreErrorsAndLeaveTheFileAsItWas) {
 }
 
 // Objects the build leaves out are counted in a note; --debug says which.
+// A report without a main folder is noted too, where the output would not
+// say it (show's tree does).
 TEST_F(RplTocCli, ObjectsLeftOutAreNotedAndDebugSaysWhich) {
     std::string odd = RPL_EXAMPLES_DIR "/odd_cases.json";  // null children and unknown object types
     const std::string note = "rpl-toc: note: 5 objects of the report were left out";
-    for (const char* command : {"show", "list"})
-        EXPECT_EQ(toc({command, odd}).err, note + " (run with --debug to see which)\n") << command;
-    EXPECT_EQ(toc({"show", small_}).err, "");
+    const std::string no_root = report("no_root.json", "{\"name\": \"x\"}");
+    const std::string table_root = report("table_root.json", "{\"root\": {\"type\": 4}}");
+    const std::string empty = "rpl-toc: note: the report has no main folder, so its table of contents is empty\n";
+    for (const auto& [args, err] : std::vector<std::pair<Args, std::string>>{
+             {{"show", odd}, note + " (run with --debug to see which)\n"},
+             {{"list", odd}, note + " (run with --debug to see which)\n"},
+             {{"show", small_}, ""},
+             {{"list", no_root}, empty},
+             {{"list", table_root}, empty},
+             {{"--json", "show", no_root}, empty},
+             {{"show", no_root}, ""},
+         }) {
+        SCOPED_TRACE(args[args.size() - 2] + " " + args.back());
+        EXPECT_EQ(toc(args).err, err);
+    }
     Result r = toc({"--debug", "show", odd});
     EXPECT_EQ(r.code, 0);
     EXPECT_EQ(r.err,

@@ -5,6 +5,7 @@
 #include <string>
 #include <vector>
 
+#include "support/file_events.h"
 #include "support/test_support.h"
 #include "tools/core/operations.h"
 #include "tools/core/section_info.h"
@@ -96,6 +97,38 @@ TEST_F(TocOperations, MarkReportsProgressAfterEachSectionNamed) {
     // F: itself, C1, G and R above it; X1: itself and R.
     ASSERT_TRUE(mark_sections(*session_, {"||R||F", "||R||X1"}, false, progress).ok());
     EXPECT_EQ(reports, (std::vector<std::pair<std::size_t, std::size_t>>{{4, 6}, {6, 6}}));
+}
+
+// The count a mark's status line gives is the number of saves the library
+// makes, as the settings file's directory sees them: 1 + depth for each
+// section below the path, one more for a table or a chart.
+TEST_F(TocOperations, SavesOfAMarkAreTheSavesItMakes) {
+    for (const auto& [paths, saves] : std::vector<std::pair<std::vector<std::string>, std::size_t>>{
+             {{"||R"}, 1 + (2 + 1) + 2 + (3 + 1) + 3 + 2},  // R, T1, F, C1, G, X1
+             {{"||R||F"}, 2 + (3 + 1) + 3},
+             {{"||R||F||G", "||R||X1"}, 3 + 2},
+             {{"||R||nope"}, 0},
+         }) {
+        SCOPED_TRACE(paths.front());
+        EXPECT_EQ(saves_of_mark(*session_, paths), saves);
+        if (saves == 0) continue;
+        FileEvents events(settings_file());
+        ASSERT_TRUE(mark_sections(*session_, paths, false).ok());
+        EXPECT_EQ(static_cast<std::size_t>(events.take().saves), saves);
+    }
+}
+
+// A step from a path no section has is refused, not taken for the end.
+TEST_F(TocOperations, StepFromAnUnknownPathIsRefused) {
+    for (bool forward : {true, false}) {
+        Outcome<std::optional<std::string>> step = step_from_section(*session_, "||R||f", forward);
+        ASSERT_FALSE(step.ok());
+        EXPECT_EQ(step.refusal().what, Refused::unknown_path);
+        EXPECT_EQ(step.refusal().value, "||R||f");
+    }
+    Outcome<std::optional<std::string>> last = step_from_section(*session_, "||R||X1", true);
+    ASSERT_TRUE(last.ok());
+    EXPECT_EQ(last.result(), std::nullopt);
 }
 
 TEST_F(TocOperations, AnUnknownPathRefusesTheWholeMarkBeforeAnythingChanges) {

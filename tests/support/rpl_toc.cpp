@@ -21,6 +21,7 @@ namespace {
     for (const char* name : {"NO_COLOR", "DISPLAY", "WAYLAND_DISPLAY"}) unsetenv(name);
     setenv("TERM", "xterm", 1);
     setenv("LC_ALL", launch.locale.c_str(), 1);
+    for (const std::string& setting : launch.env) putenv(const_cast<char*>(setting.c_str()));
     if (!launch.cwd.empty() && chdir(launch.cwd.c_str()) != 0) _exit(125);
     if (launch.fsize_limit >= 0) {
         rlimit limit{static_cast<rlim_t>(launch.fsize_limit), static_cast<rlim_t>(launch.fsize_limit)};
@@ -44,27 +45,31 @@ pid_t start_process(const std::vector<std::string>& argv, const Launch& launch, 
 
 Result spawn(const std::vector<std::string>& argv, const std::string& scratch, const Launch& launch) {
     std::string out_path = scratch + "/stdout", err_path = scratch + "/stderr";
-    int err_fd = open(err_path.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
-    int master = launch.terminal ? posix_openpt(O_RDWR | O_NOCTTY) : -1;
-    if (launch.terminal && (grantpt(master) != 0 || unlockpt(master) != 0)) return {};
-    int out_fd = launch.terminal ? open(ptsname(master), O_RDWR | O_NOCTTY)
-                                 : open(out_path.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
+    bool on_terminal = launch.terminal || launch.error_terminal;
+    int master = on_terminal ? posix_openpt(O_RDWR | O_NOCTTY) : -1;
+    if (on_terminal && (grantpt(master) != 0 || unlockpt(master) != 0)) return {};
+    int terminal = on_terminal ? open(ptsname(master), O_RDWR | O_NOCTTY) : -1;
+    int out_fd = launch.terminal ? terminal : open(out_path.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
+    int err_fd = launch.error_terminal ? terminal : open(err_path.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
     pid_t pid = start_process(argv, launch, out_fd, err_fd);
-    close(out_fd);
-    close(err_fd);
-    Result r;
+    for (int fd : {out_fd, err_fd})
+        if (fd != terminal) close(fd);
+    if (terminal >= 0) close(terminal);
+    std::string shown;
     char buffer[4096];
     ssize_t n;
-    while (launch.terminal && (n = read(master, buffer, sizeof buffer)) > 0)  // until the child closes the terminal
-        r.out.append(buffer, static_cast<std::size_t>(n));
+    while (on_terminal && (n = read(master, buffer, sizeof buffer)) > 0)  // until the child closes the terminal
+        shown.append(buffer, static_cast<std::size_t>(n));
     int status = 0;
     waitpid(pid, &status, 0);
+    Result r;
     r.code = WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
-    if (launch.terminal)
-        close(master);
-    else
-        r.out = read_file(out_path);
-    r.err = read_file(err_path);
+    if (on_terminal) close(master);
+    r.out = launch.terminal ? shown : read_file(out_path);
+    if (!launch.error_terminal)
+        r.err = read_file(err_path);
+    else if (!launch.terminal)
+        r.err = shown;
     return r;
 }
 

@@ -21,6 +21,8 @@ struct Result {
 // nothing it does can open a browser.
 struct Launch {
     bool terminal = false;            // stdout on a pseudo-terminal
+    bool error_terminal = false;      // stderr on a pseudo-terminal (stdout too when `terminal`)
+    std::vector<std::string> env;     // NAME=VALUE, set besides the usual
     std::string locale = "C.UTF-8";   // LC_ALL
     std::string input = "/dev/null";  // stdin
     std::string cwd;                  // empty: the test's
@@ -33,7 +35,8 @@ struct Launch {
 pid_t start_process(const std::vector<std::string>& argv, const Launch& launch, int out_fd, int err_fd);
 
 // Runs `argv` to its end with stdout and stderr in files under `scratch`,
-// or with stdout on a pseudo-terminal.
+// or on a pseudo-terminal as `launch` says: what the terminal shows is the
+// result's `out`, or its `err` when only stderr is on it.
 Result spawn(const std::vector<std::string>& argv, const std::string& scratch, const Launch& launch = {});
 
 // small.json's settings after unmarking ||R||F.

@@ -1,10 +1,14 @@
 #include "tools/cli/commands.h"
 
 #include <algorithm>
+#include <atomic>
+#include <cstdio>
 #include <iostream>
 
+#include "host/host.h"
 #include "host/host_strings.h"
 #include "tools/cli/refusal_text.h"
+#include "tools/cli/status_line.h"
 #include "tools/cli/toc_tree.h"
 #include "tools/core/operations.h"
 #include "tools/core/section_info.h"
@@ -27,11 +31,26 @@ void warn_if_settings_unreadable(Session& session) {
     if (!reason.empty()) warn("the settings file cannot be read, so defaults are used: " + path + ": " + reason);
 }
 
-void note_objects_left_out(Session& session, const Output& output) {
+void note(const std::string& text) { std::cerr << "rpl-toc: note: " << text << '\n'; }
+
+// What of the report the TOC does not show. Without a main folder (none in
+// the file, or a root that is not a folder) the TOC is empty.
+void note_what_is_not_shown(Session& session, const Output& output) {
+    if (session.toc().m_section_index.empty()) {
+        note("the report has no main folder, so its table of contents is empty");
+        return;
+    }
     int n = session.objects_left_out();
     if (n <= 0) return;
-    std::cerr << "rpl-toc: note: " << n << (n == 1 ? " object of the report was" : " objects of the report were")
-              << " left out" << (output.debug ? "" : " (run with --debug to see which)") << '\n';
+    note(std::to_string(n) + (n == 1 ? " object of the report was" : " objects of the report were") + " left out" +
+         (output.debug ? "" : " (run with --debug to see which)"));
+}
+
+// A path as printed for a script to give back: the bytes as they are,
+// escaped only for a person's terminal. A name holds no line feed (the
+// report reader refuses one), so a line is always one path.
+std::string script_path(const std::string& path, const Output& output) {
+    return output.terminal ? printable(path) : path;
 }
 
 // ---- Text output ------------------------------------------------------------------
@@ -77,6 +96,64 @@ void check_saved(const Change& change) {
                                            printable(change.save.settings_file + ": " + change.save.unsaved));
 }
 
+// ---- Progress -------------------------------------------------------------------------
+
+// A mark of a large subtree saves the settings file thousands of times;
+// the status line says how many, and how far the named paths are.
+Outcome<Change> mark_with_progress(Session& session, const std::vector<std::string>& paths, bool marked,
+                                   const Output& output) {
+    std::string doing;
+    if (output.progress)
+        doing = std::string(marked ? "marking" : "unmarking") + ": " +
+                with_separators(saves_of_mark(session, paths)) + " saves of the settings file";
+    std::atomic<std::size_t> written{0}, total{0};
+    StatusLine status(output.progress, [&](double seconds) {
+        std::size_t done = written, of = total;
+        std::string part = done > 0 && done < of ? ", " + with_separators(done) + " of " + with_separators(of) +
+                                                       " sections written"
+                                                 : std::string();
+        return doing + part + time_so_far(seconds);
+    });
+    return mark_sections(session, paths, marked, [&](std::size_t done, std::size_t of) {
+        written = done;
+        total = of;
+    });
+}
+
+// ---- Messages of the library held back ----------------------------------------------
+
+// The library announces a report file ("Writing Report file F") before it
+// writes it. Its messages are held back while it does, so that a failed
+// export prints only the error; internal errors always follow.
+class HeldMessages {
+public:
+    explicit HeldMessages(const Output& output)
+        : m_debug(output.debug),
+          m_infos(host_message_log().info_messages.size()),
+          m_errors(host_message_log().internal_errors.size()) {
+        host_set_message_echo(m_debug, false);
+    }
+    ~HeldMessages() { host_set_message_echo(m_debug, true); }
+    HeldMessages(const HeldMessages&) = delete;
+    HeldMessages& operator=(const HeldMessages&) = delete;
+
+    // In the host's echo form.
+    void print(bool with_information) const {
+        const HOST_MESSAGE_LOG& log = host_message_log();
+        for (std::size_t i = m_errors; i < log.internal_errors.size(); ++i) {
+            const HOST_INTERNAL_ERROR& e = log.internal_errors[i];
+            std::fprintf(stderr, "internal error: %s (%s, %s:%d)\n", e.condition.c_str(), e.module.c_str(),
+                         e.file.c_str(), e.line);
+        }
+        for (std::size_t i = m_infos; with_information && i < log.info_messages.size(); ++i)
+            std::fprintf(stderr, "info: %s\n", log.info_messages[i].formatted.c_str());
+    }
+
+private:
+    bool m_debug;
+    std::size_t m_infos, m_errors;
+};
+
 }  // namespace
 
 void refuse(const Refusal& refusal, const SetOptions* set) {
@@ -87,7 +164,8 @@ void refuse(const Refusal& refusal, const SetOptions* set) {
 
 int run_show(Session& session, const Output& output, bool paths) {
     warn_if_settings_unreadable(session);
-    note_objects_left_out(session, output);
+    if (output.json || !session.toc().m_section_index.empty())  // else the tree says it has no main folder
+        note_what_is_not_shown(session, output);
     if (output.json) {
         print_json(toc_json(session.toc()));
         return kExitOk;
@@ -102,7 +180,7 @@ int run_show(Session& session, const Output& output, bool paths) {
 
 int run_list(Session& session, const Output& output, bool all) {
     warn_if_settings_unreadable(session);
-    note_objects_left_out(session, output);
+    note_what_is_not_shown(session, output);
     std::vector<const RPL_REPORT_SECTION*> sections;
     for (const RPL_REPORT_SECTION* s : session.toc().m_section_index)
         if (all || !s->dynamic_cast_to_RPL_FOLDER()) sections.push_back(s);
@@ -110,14 +188,18 @@ int run_list(Session& session, const Output& output, bool all) {
         print_json(sections_document(sections));
         return kExitOk;
     }
-    for (const RPL_REPORT_SECTION* s : sections) std::cout << printable(to_std(s->m_rdb_path)) << '\n';
+    for (const RPL_REPORT_SECTION* s : sections) std::cout << script_path(to_std(s->m_rdb_path), output) << '\n';
     return kExitOk;
 }
 
 int run_find(Session& session, const Output& output, const std::string& path) {
     warn_if_settings_unreadable(session);
     Outcome<RPL_REPORT_SECTION*> found = find_section(session, path);
-    if (!found.ok()) return kExitNotFound;
+    if (!found.ok()) {  // a search that found nothing, said so on stderr: not an error
+        note(refusal_text(found.refusal()));
+        if (output.json) print_json(path_document(nullptr));
+        return kExitNotFound;
+    }
     if (output.json)
         print_json(section_document(*found.result()));
     else
@@ -127,16 +209,18 @@ int run_find(Session& session, const Output& output, const std::string& path) {
 
 int run_step(Session& session, const Output& output, const std::string& path, bool forward) {
     warn_if_settings_unreadable(session);
-    std::optional<std::string> next = step_from(session, path, forward);
+    Outcome<std::optional<std::string>> step = step_from_section(session, path, forward);
+    if (!step.ok()) refuse(step.refusal());
+    const std::optional<std::string>& next = step.result();
     if (output.json)
         print_json(path_document(next ? &*next : nullptr));
     else if (next)
-        std::cout << printable(*next) << '\n';
+        std::cout << script_path(*next, output) << '\n';
     return next ? kExitOk : kExitNotFound;
 }
 
 int run_mark(Session& session, const Output& output, const std::vector<std::string>& paths, bool marked) {
-    Outcome<Change> marking = mark_sections(session, paths, marked);
+    Outcome<Change> marking = mark_with_progress(session, paths, marked, output);
     if (!marking.ok()) refuse(marking.refusal());
     check_saved(marking.result());
     if (output.json) {
@@ -183,7 +267,9 @@ int run_export(Session& session, const Output& output, const std::string& text_f
     warn_if_settings_unreadable(session);
     ReportFormat format = html_file.empty() ? ReportFormat::text : ReportFormat::html;
     const std::string& file = html_file.empty() ? text_file : html_file;
+    HeldMessages held(output);
     Outcome<ReportWritten> written = export_report(session, format, file);
+    held.print(written.ok());
     if (!written.ok()) refuse(written.refusal());
     if (output.json) print_json(export_document(file, format, written.result()));
     return kExitOk;

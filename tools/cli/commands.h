@@ -40,8 +40,15 @@ private:
 struct Output {
     bool json = false;    // one JSON document instead of text
     bool colour = false;  // ANSI colours (a terminal on stdout)
+    // Standard output is a terminal: paths printed for scripts (list, next,
+    // prev) have their control bytes escaped there, and are printed as
+    // they are otherwise, so that a script can give them back, as ls does.
+    bool terminal = false;
     bool boxes = false;   // box-drawing characters for tree lines (a UTF-8 locale)
     bool debug = false;   // the library's debug traces are shown
+    // Standard error is a terminal and no traces go there: long operations
+    // show a status line (status_line.h).
+    bool progress = false;
 };
 
 int run_show(Session& session, const Output& output, bool paths);

@@ -65,7 +65,7 @@ std::string refusal_text(const Refusal& r, const SetOptions* set) {
         case Refused::no_database_directory:
             return "database directory " + quoted(r.value) + " does not exist or is not a directory";
         case Refused::unknown_path:
-            return "no section with the path " + quoted(r.value);
+            return "no section with the path " + quoted(r.value) + " (rpl-toc list --all prints every path)";
         case Refused::report_not_written:
             return printable(r.detail);
         default:

@@ -22,6 +22,7 @@
 #include "host/host.h"
 #include "tools/cli/commands.h"
 #include "tools/cli/refusal_text.h"
+#include "tools/cli/status_line.h"
 #include "tools/view/view_server.h"
 
 namespace {
@@ -34,13 +35,15 @@ const char* const kDescription =
     "and the names from the main folder down, e.g. '||Design Flow||Timing||Setup Slack'. Layout\n"
     "choices are kept in the report's settings file in the database directory: --db-dir DIR, by\n"
     "default the directory of the report file, or the current directory when REPORT is - or not\n"
-    "a regular file.";
+    "a regular file. list, next and prev print paths as they are when standard output is not a\n"
+    "terminal, so that a script can give them back; on a terminal, control bytes are escaped.";
 
 const char* const kFooter =
-    "Exit codes: 0 success; 1 nothing found (find, next, prev); 2 bad usage, an unreadable or\n"
-    "invalid report file, an unknown PATH for mark, unmark or set, a refused option of set, a\n"
-    "change that was not saved to the settings file, a report file that cannot be written;\n"
-    "3 an unexpected failure of the tool.";
+    "Exit codes: 0 success; 1 nothing found: no section with PATH (find), none after or before\n"
+    "it (next, prev); 2 bad usage, an unreadable or invalid report file, an unknown PATH for\n"
+    "next, prev, mark, unmark or set, a refused option of set, a change that was not saved to\n"
+    "the settings file, a report file that cannot be written; 3 an unexpected failure of the\n"
+    "tool.";
 
 const char* const kCommandFooter =
     "Global options, before or after the command: --db-dir DIR, --json, --ascii, --debug\n"
@@ -90,7 +93,7 @@ void define_views(CLI::App& app, CommandLine& cl, Commands& commands) {
 }
 
 void define_lookup(CLI::App& app, CommandLine& cl, Commands& commands) {
-    CLI::App* find = add_command(app, "find", "print the section with that path (exit 1: none)", cl);
+    CLI::App* find = add_command(app, "find", "print the section with that path (exit 1 and a note: none)", cl);
     find->add_option("PATH", cl.path, "rdb path")->required();
     commands[find] = [&cl](Session& s, const Output& o) { return run_find(s, o, cl.path); };
     for (bool forward : {true, false}) {
@@ -238,6 +241,15 @@ bool colour_terminal() {
     return isatty(STDOUT_FILENO) && std::getenv("NO_COLOR") == nullptr && !(term && std::strcmp(term, "dumb") == 0);
 }
 
+// A report of thousands of sections takes seconds to build (the viewer
+// prints its address only after that): say what is going on meanwhile.
+Outcome<std::unique_ptr<Session>> open_with_progress(const CommandLine& cl, const Output& output) {
+    StatusLine loading(output.progress, [](double seconds) {
+        return "reading the report and building its table of contents" + time_so_far(seconds);
+    });
+    return open_session(cl.report, cl.db_dir);
+}
+
 int run(int argc, char** argv) {
     CLI::App app(kDescription, "rpl-toc");
     CommandLine cl;
@@ -253,9 +265,11 @@ int run(int argc, char** argv) {
     Output output;
     output.json = cl.json;
     output.colour = colour_terminal();
+    output.terminal = isatty(STDOUT_FILENO);
     output.boxes = !cl.ascii && utf8_locale();
     output.debug = cl.debug;
-    Outcome<std::unique_ptr<Session>> session = open_session(cl.report, cl.db_dir);
+    output.progress = !cl.debug && isatty(STDERR_FILENO);
+    Outcome<std::unique_ptr<Session>> session = open_with_progress(cl, output);
     if (!session.ok()) refuse(session.refusal());
     int code = commands.at(app.get_subcommands().front())(*session.result(), output);  // exactly one, as required
     std::cout.flush();

@@ -1,11 +1,32 @@
-// The operations that only look: find, step, read the settings file, and
-// export, which writes a file of its own but changes nothing the library
-// holds.
+// The operations that only look: find, step, count a mark's saves, read
+// the settings file, and export, which writes a file of its own but
+// changes nothing the library holds.
 #include "tools/core/operations.h"
 
+#include <set>
+
 #include "host/host_strings.h"
+#include "tools/core/section_info.h"
 
 namespace rpl_toc {
+namespace {
+
+// A table or a chart saves its own keys after the common ones: two saves.
+std::size_t saves_of_one_write(const RPL_REPORT_SECTION& section) {
+    return section.dynamic_cast_to_RPL_TABLE() || section.dynamic_cast_to_RPL_CHART() ? 2 : 1;
+}
+
+// The saves of a mark of `section`, at `depth`: each section of its subtree
+// writes itself, then each of its ancestors (a folder, one save each).
+std::size_t saves_below(const RPL_REPORT_SECTION& section, std::size_t depth) {
+    std::size_t saves = saves_of_one_write(section) + depth;
+    if (section.m_children)
+        for (const RPL_REPORT_SECTION* child : *section.m_children)
+            if (child) saves += saves_below(*child, depth + 1);
+    return saves;
+}
+
+}  // namespace
 
 Outcome<RPL_REPORT_SECTION*> find_section(Session& session, const std::string& path) {
     RPL_REPORT_SECTION* section = session.section(path);
@@ -18,6 +39,19 @@ std::optional<std::string> step_from(Session& session, const std::string& path, 
     string to = forward ? session.toc().get_next_section(from) : session.toc().get_previous_section(from);
     if (to.empty()) return std::nullopt;
     return to_std(to);
+}
+
+Outcome<std::optional<std::string>> step_from_section(Session& session, const std::string& path, bool forward) {
+    if (!session.section(path)) return Refusal{Refused::unknown_path, path};
+    return step_from(session, path, forward);
+}
+
+std::size_t saves_of_mark(Session& session, const std::vector<std::string>& paths) {
+    std::size_t saves = 0;
+    for (const std::string& path : std::set<std::string>(paths.begin(), paths.end()))
+        if (const RPL_REPORT_SECTION* section = session.section(path))
+            saves += saves_below(*section, static_cast<std::size_t>(section_depth(*section)));
+    return saves;
 }
 
 SettingsFileRead read_settings_file(Session& session) {

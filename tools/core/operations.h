@@ -26,6 +26,11 @@ Outcome<RPL_REPORT_SECTION*> find_section(Session& session, const std::string& p
 // at either end and for a path no section has, as the library answers.
 std::optional<std::string> step_from(Session& session, const std::string& path, bool forward);
 
+// As step_from, but a path no section has is refused rather than answered
+// like an end, so that a mistyped path does not read as "none after it".
+// Refused: unknown_path.
+Outcome<std::optional<std::string>> step_from_section(Session& session, const std::string& path, bool forward);
+
 // Whether the settings file holds what the library meant to save.
 struct SaveCheck {
     std::string settings_file;
@@ -45,6 +50,14 @@ struct Change {
 // mark writes are written, of how many. A mark writes every section of
 // each subtree and every ancestor of each, sum(1 + depth) saves.
 using MarkProgress = std::function<void(std::size_t written, std::size_t total)>;
+
+// How many times a mark of `paths` saves the settings file: once for each
+// section of each subtree (twice for a table or a chart, which save their
+// own keys apart) and once more for each of that section's ancestors,
+// sum(1 + depth) over the subtree and one per table and chart. A path
+// named twice counts once; a path no section has counts nothing. Changes
+// nothing.
+std::size_t saves_of_mark(Session& session, const std::vector<std::string>& paths);
 
 // Marks (or unmarks) each section of `paths` with its subtree, in order.
 // Every path is looked up before anything changes. Refused: unknown_path.

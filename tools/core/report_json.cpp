@@ -150,8 +150,10 @@ private:
     std::unique_ptr<RDB_OBJECT> object(const json& value);
     std::unique_ptr<RDB_OBJECT> kind(const json& object, int type, const std::string& name);
     void add_children(RDB_FOLDER_OBJECT& folder, const json& children);
+    void count_row_tested_rows(RDB_OBJECT& built, const json& object);
 
     std::string m_at;  // JSON pointer of the value being read
+    std::int64_t m_row_tested_rows = 0;  // of the tables read so far
 };
 
 // The error promises one line, and a field name may hold any character.
@@ -290,6 +292,7 @@ std::unique_ptr<RDB_OBJECT> Builder::object(const json& value) {
     int type = read_type(value);
     check_fields(value, type);
     std::unique_ptr<RDB_OBJECT> out = kind(value, type, read_name(value));
+    count_row_tested_rows(*out, value);
     out->set_header(read_string(value, "header"));
     out->set_footer(read_string(value, "footer"));
     return out;
@@ -301,6 +304,17 @@ std::unique_ptr<RDB_OBJECT> Builder::kind(const json& object, int type, const st
     if (!kind) return std::make_unique<RDB_OBJECT>(type, name);
     Fields fields(*this, object);
     return kind->build(fields, type, name);
+}
+
+// The build asks a row-tested table about its rows one by one, so their
+// sum over the report is bounded. (A root that is a table is never asked.)
+void Builder::count_row_tested_rows(RDB_OBJECT& built, const json& object) {
+    RDB_TABLE_OBJECT* table = built.dynamic_cast_to_RDB_TABLE_OBJECT();
+    if (!table || !built.dynamic_cast_to_RDB_ROW_TEST_OBJECT()) return;
+    m_row_tested_rows += table->get_number_of_rows();
+    if (m_row_tested_rows > kMaxRowTestedRows)
+        fail_at(field(object, "rows") ? "rows" : "row_test",
+                "the tables with a row test may have at most " + std::to_string(kMaxRowTestedRows) + " rows in all");
 }
 
 void Builder::add_children(RDB_FOLDER_OBJECT& folder, const json& children) {
@@ -321,13 +335,13 @@ void Builder::add_children(RDB_FOLDER_OBJECT& folder, const json& children) {
 
 ReportLoad load_report_json(const std::string& json_text, int max_depth) {
     ReportLoad out;
-    // A folder at level k (the main folder is level 0) is an object at JSON
-    // depth 2 + 2k, and its arrays sit one deeper.
+    // An object at level k (the main folder is level 0) is at JSON depth
+    // 2 + 2k, and its arrays ("children", "row_test", "gauges") one deeper.
     std::size_t limit = 3 + 2 * static_cast<std::size_t>(max_depth < 0 ? 0 : max_depth);
     try {
         std::size_t deep = too_deep_at(json_text, limit);
         if (deep != std::string::npos) {
-            out.error = line_and_column(json_text, deep) + ": nesting too deep: rpl-toc reads folders at most " +
+            out.error = line_and_column(json_text, deep) + ": nesting too deep: rpl-toc reads objects at most " +
                         std::to_string(max_depth) + " levels below the main folder";
             return out;
         }

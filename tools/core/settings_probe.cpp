@@ -7,13 +7,18 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <climits>
 #include <cstdio>
 #include <cstring>
 
 #include "host/host_strings.h"
 #include "rpl/rpl.h"
+#include "rpl/rpl_file.h"
 
 namespace rpl_toc {
+
+static_assert(kMaxSettingsFileBytes == RPL_MAX_FILE_SIZE, "the tool words the library's limit");
+
 namespace {
 
 std::string system_reason(int error) { return std::strerror(error); }
@@ -31,10 +36,39 @@ std::string open_reason(const std::string& path) {
     if (::stat(path.c_str(), &st) != 0) return errno == ENOENT ? std::string() : system_reason(errno);
     if (S_ISDIR(st.st_mode)) return system_reason(EISDIR);
     if (!S_ISREG(st.st_mode)) return "not a regular file";
+    if (static_cast<std::size_t>(st.st_size) > kMaxSettingsFileBytes)
+        return "larger than " + std::to_string(kMaxSettingsFileBytes >> 20) + " MiB, the most a settings file may be";
     int fd = ::open(path.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
     if (fd < 0) return system_reason(errno);
     ::close(fd);
     return std::string();
+}
+
+// Where the link at `link` leads, as a path from where the link lies; empty
+// when it cannot be read.
+std::string link_destination(const std::string& link) {
+    char buffer[PATH_MAX];
+    ssize_t length = ::readlink(link.c_str(), buffer, sizeof buffer);
+    if (length <= 0 || static_cast<std::size_t>(length) >= sizeof buffer) return std::string();
+    std::string destination(buffer, static_cast<std::size_t>(length));
+    if (destination[0] == '/') return destination;
+    return directory_of(link) + "/" + destination;
+}
+
+// Whether `path`, or a link it leads to, is a symbolic link that a save
+// does not follow: owned by neither the saving user nor the owner of the
+// directory holding it. As many links as the kernel follows in one path.
+bool leads_through_a_link_of_another_user(const std::string& path) {
+    std::string at = path;
+    for (int links = 0; links < 40 && !at.empty(); ++links) {
+        struct stat link;
+        if (::lstat(at.c_str(), &link) != 0 || !S_ISLNK(link.st_mode)) return false;
+        struct stat directory;
+        bool directory_owner = ::stat(directory_of(at).c_str(), &directory) == 0 && directory.st_uid == link.st_uid;
+        if (link.st_uid != ::geteuid() && !directory_owner) return true;
+        at = link_destination(at);
+    }
+    return false;
 }
 
 }  // namespace
@@ -48,6 +82,7 @@ std::string unreadable_reason(const std::string& path) {
 }
 
 std::string unwritable_reason(const std::string& path) {
+    if (leads_through_a_link_of_another_user(path)) return "a link owned by another user";
     struct stat st;
     if (::stat(path.c_str(), &st) != 0) {
         if (errno != ENOENT) return system_reason(errno);
