@@ -150,7 +150,9 @@ bool link_destination(const string& path, string& destination) {
 // rest (".PID.N.tmp").
 string temporary_prefix(const string& target) {
     string::size_type slash = target.rfind('/');
-    return "." + target.substr(slash == string::npos ? 0 : slash + 1, 64);
+    string prefix(1, '.');
+    prefix.append(target, slash == string::npos ? 0 : slash + 1, 64);
+    return prefix;
 }
 
 // Creates a new, empty file beside `target` under a name nobody else uses,
