@@ -2,7 +2,7 @@
 """Prints the medians of one benchmark run and the ratios the targets are
 stated in, from the JSON files Google Benchmark wrote (scripts/bench.sh).
 
-    bench/report.py SETTINGS_JSON TOC_JSON SCALE_JSON MEMORY_JSON
+    bench/report.py SETTINGS_JSON TOC_JSON MEMORY_JSON
 
 Times are real (wall-clock) times; a benchmark run with repetitions gives
 its median, one run once gives that run.

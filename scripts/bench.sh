@@ -15,7 +15,7 @@ mkdir -p "$out"
 
 # Five repetitions, medians reported; a benchmark that pins its own count
 # (the slow builds, the memory run) keeps it.
-for name in bench_settings_file bench_toc bench_scale bench_memory; do
+for name in bench_settings_file bench_toc bench_memory; do
     binary="$build/bench/$name"
     if [ ! -x "$binary" ]; then
         echo "missing $binary: configure with -DRPL_BUILD_BENCH=ON and build first" >&2
@@ -28,5 +28,4 @@ for name in bench_settings_file bench_toc bench_scale bench_memory; do
 done
 
 echo
-python3 "$here/bench/report.py" "$out/bench_settings_file.json" "$out/bench_toc.json" "$out/bench_scale.json" \
-    "$out/bench_memory.json"
+python3 "$here/bench/report.py" "$out/bench_settings_file.json" "$out/bench_toc.json" "$out/bench_memory.json"
