@@ -10,9 +10,7 @@
 #include <utility>
 #include <vector>
 
-#include <fcntl.h>
-#include <unistd.h>
-
+#include "fuzz_files.h"
 #include "host/host_strings.h"
 #include "rpl/rpl.h"
 
@@ -31,30 +29,9 @@ SNAPSHOT snapshot(const RPL_REPORT_SETTINGS_FILE& file) {
     return out;
 }
 
-// A scratch file on a memory file system when there is one: every input is
-// written to disk and read back, so the disk would set the pace.
 const std::string& scratch_path() {
-    static const std::string path = [] {
-        char pattern[] = "/dev/shm/rpl-fuzz-XXXXXX";
-        char fallback[] = "/tmp/rpl-fuzz-XXXXXX";
-        const char* dir = ::mkdtemp(pattern);
-        if (dir == nullptr) dir = ::mkdtemp(fallback);
-        if (dir == nullptr) std::abort();
-        return std::string(dir) + "/settings.rplset";
-    }();
+    static const std::string path = fuzz_scratch_dir("settings") + "/settings.rplset";
     return path;
-}
-
-void write_bytes(const std::string& path, const uint8_t* data, size_t size) {
-    int fd = ::open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
-    if (fd < 0) std::abort();
-    while (size > 0) {
-        ssize_t n = ::write(fd, data, size);
-        if (n <= 0) std::abort();
-        data += n;
-        size -= static_cast<size_t>(n);
-    }
-    ::close(fd);
 }
 
 std::string read_bytes(const std::string& path) {
@@ -77,7 +54,7 @@ void check(bool condition, const char* what) {
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     const std::string& path = scratch_path();
-    write_bytes(path, data, size);
+    fuzz_write_file(path, data, size);
 
     SNAPSHOT loaded;
     std::string saved;

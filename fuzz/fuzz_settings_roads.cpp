@@ -12,38 +12,21 @@
 #include <string>
 #include <vector>
 
-#include <fcntl.h>
-#include <unistd.h>
-
 #include "../tests/support/settings_roads.h"
+#include "fuzz_files.h"
 
 namespace {
 
 using rpltest::SettingsOperation;
 using rpltest::SettingsRoad;
 
-// Scratch files on a memory file system when there is one.
 const std::string& scratch_dir() {
-    static const std::string path = [] {
-        char pattern[] = "/dev/shm/rpl-fuzz-roads-XXXXXX";
-        char fallback[] = "/tmp/rpl-fuzz-roads-XXXXXX";
-        const char* dir = ::mkdtemp(pattern);
-        if (dir == nullptr) dir = ::mkdtemp(fallback);
-        if (dir == nullptr) std::abort();
-        return std::string(dir);
-    }();
-    return path;
+    static const std::string dir = fuzz_scratch_dir("roads");
+    return dir;
 }
 
 void write_bytes(const std::string& path, const std::string& bytes) {
-    int fd = ::open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
-    if (fd < 0) std::abort();
-    for (std::size_t done = 0; done < bytes.size();) {
-        ssize_t n = ::write(fd, bytes.data() + done, bytes.size() - done);
-        if (n <= 0) std::abort();
-        done += static_cast<std::size_t>(n);
-    }
-    ::close(fd);
+    fuzz_write_file(path, bytes.data(), bytes.size());
 }
 
 // The file's bytes as a whole-store load and save leave them.
