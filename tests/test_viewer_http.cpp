@@ -486,4 +486,25 @@ TEST_F(ViewerServer, SlowConnectionsLeaveOthersServedAndAreCutOff) {
     EXPECT_EQ(wait_exit(server.pid), 0);
 }
 
+// Two hundred clients at once, each request on a connection of its own:
+// every one is answered, none reset or dropped while it waits its turn.
+TEST_F(ViewerServer, ABurstOfParallelRequestsIsAnsweredWhole) {
+    Server server = start();
+    constexpr int kClients = 200, kRequestsEach = 10;
+    std::atomic<int> answered{0};
+    std::vector<std::thread> clients;
+    for (int i = 0; i < kClients; ++i)
+        clients.emplace_back([&] {
+            for (int request = 0; request < kRequestsEach; ++request) {
+                httplib::Client client("127.0.0.1", server.port);
+                auto answer = client.Get("/api/toc", {{"X-RPL-Token", server.token}});
+                if (answer && answer->status == 200) ++answered;
+            }
+        });
+    for (auto& client : clients) client.join();
+    EXPECT_EQ(answered, kClients * kRequestsEach);
+    kill(server.pid, SIGTERM);
+    EXPECT_EQ(wait_exit(server.pid), 0);
+}
+
 }  // namespace
