@@ -90,6 +90,7 @@ public:
 
     ssize_t read(char* ptr, size_t size) override {
         if (m_out_of_time) return -1;
+        m_answer_end.reset();  // what was written was an interim "100 Continue"; the answer is yet to come
         if (m_begin == m_end) {
             ssize_t got = receive();
             if (got <= 0) return got;
