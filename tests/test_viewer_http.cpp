@@ -2,11 +2,16 @@
 // request handler, as the server does; the last ones start `rpl-toc view`
 // and talk to it over a socket, for what only the real server does: listen,
 // refuse at the transport, and stop on a signal.
+#include <errno.h>
 #include <fcntl.h>
+#include <netinet/in.h>
+#include <poll.h>
 #include <signal.h>
+#include <sys/socket.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <atomic>
 #include <chrono>
 #include <regex>
 #include <string>
@@ -17,9 +22,11 @@
 #include <httplib.h>
 #include <nlohmann/json.hpp>
 
+#include "support/file_events.h"
 #include "support/rpl_toc.h"
 #include "support/test_support.h"
 #include "tools/core/session.h"
+#include "tools/view/view_api.h"
 #include "tools/view/view_handler.h"
 
 #ifndef RPL_TOC_BINARY
@@ -378,6 +385,126 @@ TEST_F(ViewerServer, APortInUseIsOneErrorLine) {
                                " (the port is in use or not allowed)");
     kill(first.pid, SIGTERM);
     EXPECT_EQ(wait_exit(first.pid), 0);
+}
+
+// ---- Under load --------------------------------------------------------------
+
+// A section named again in one mark is written once: the same saves as
+// naming it once, and the list's length is capped.
+TEST_F(ViewerHttp, AMarkTakesEachPathOnceAndCapsTheirNumber) {
+    FileEvents events(db_.file("small@timing.rplset"));
+    ASSERT_TRUE(events.ok());
+    call_json("POST", "/api/mark", R"({"paths": ["||R||F"], "marked": false})");
+    const int once = events.take().saves;
+    call_json("POST", "/api/mark", R"({"paths": ["||R||F", "||R||F", "||R||F"], "marked": true})");
+    EXPECT_EQ(events.take().saves, once);
+
+    auto listing = [](std::size_t count) {
+        json request = {{"paths", json::array()}, {"marked", false}};
+        for (std::size_t i = 0; i < count; ++i) request["paths"].push_back("||R");
+        return request.dump();
+    };
+    EXPECT_EQ(call("POST", "/api/mark", listing(rpl_toc::kMaxMarkPaths)).status, 200);
+    HttpResponse over = call("POST", "/api/mark", listing(rpl_toc::kMaxMarkPaths + 1));
+    EXPECT_EQ(over.status, 413);
+    EXPECT_EQ(json::parse(over.body)["error"], "\"paths\" lists 10001 paths; one mark takes at most 10000.");
+}
+
+// A connection to the server that sends one byte at a time.
+class SlowClient {
+public:
+    explicit SlowClient(int port) : fd_(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0)) {
+        sockaddr_in address = {};
+        address.sin_family = AF_INET;
+        address.sin_port = htons(static_cast<std::uint16_t>(port));
+        address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+        connected_ = fd_ >= 0 && connect(fd_, reinterpret_cast<sockaddr*>(&address), sizeof address) == 0;
+    }
+    ~SlowClient() {
+        if (fd_ >= 0) close(fd_);
+    }
+    SlowClient(const SlowClient&) = delete;
+    SlowClient& operator=(const SlowClient&) = delete;
+
+    bool connected() const { return connected_; }
+    // The next byte of a request whose headers never end.
+    void send_byte() {
+        static const std::string request = "GET /api/toc HTTP/1.1\r\nHost: 127.0.0.1\r\nX-Slow: ";
+        char byte = sent_ < request.size() ? request[sent_] : 'a';
+        if (send(fd_, &byte, 1, MSG_NOSIGNAL) == 1) ++sent_;
+    }
+    // Whether the server has closed the connection, waiting up to `wait`.
+    bool closed_by_server(std::chrono::milliseconds wait) {
+        pollfd one = {fd_, POLLIN, 0};
+        if (poll(&one, 1, static_cast<int>(wait.count())) <= 0) return false;
+        char byte;
+        return recv(fd_, &byte, 1, MSG_DONTWAIT) <= 0;
+    }
+
+private:
+    int fd_;
+    bool connected_ = false;
+    std::size_t sent_ = 0;
+};
+
+// A hundred clients dribbling the headers of a request, a byte a second,
+// never finishing: others are answered while they are still connected, and
+// each is cut off when its request has taken too long.
+TEST_F(ViewerServer, SlowConnectionsLeaveOthersServedAndAreCutOff) {
+    Server server = start();
+    std::vector<std::unique_ptr<SlowClient>> slow;
+    for (int i = 0; i < 100; ++i) {
+        slow.push_back(std::make_unique<SlowClient>(server.port));
+        ASSERT_TRUE(slow.back()->connected());
+        slow.back()->send_byte();
+    }
+    std::atomic<bool> dribbling{true};
+    std::thread dribble([&] {
+        while (dribbling) {
+            std::this_thread::sleep_for(std::chrono::seconds(1));
+            for (auto& client : slow) client->send_byte();
+        }
+    });
+
+    httplib::Client client("127.0.0.1", server.port);
+    client.set_read_timeout(10, 0);  // a bound on the wait, far above the answer's time
+    EXPECT_EQ(status_of(client.Get("/api/toc", {{"X-RPL-Token", server.token}})), 200);
+    int still_open = 0;
+    for (auto& one : slow) still_open += one->closed_by_server(std::chrono::milliseconds(0)) ? 0 : 1;
+    EXPECT_EQ(still_open, 100);  // answered while they held their connections
+
+    const auto give_up = std::chrono::steady_clock::now() + std::chrono::seconds(15);
+    int cut_off = 0;
+    for (auto& one : slow) {
+        auto left = std::chrono::duration_cast<std::chrono::milliseconds>(give_up - std::chrono::steady_clock::now());
+        cut_off += one->closed_by_server(std::max(left, std::chrono::milliseconds(0))) ? 1 : 0;
+    }
+    EXPECT_EQ(cut_off, 100);
+    dribbling = false;
+    dribble.join();
+    kill(server.pid, SIGTERM);
+    EXPECT_EQ(wait_exit(server.pid), 0);
+}
+
+// Two hundred clients at once, each request on a connection of its own:
+// every one is answered, none reset or dropped while it waits its turn.
+TEST_F(ViewerServer, ABurstOfParallelRequestsIsAnsweredWhole) {
+    Server server = start();
+    constexpr int kClients = 200, kRequestsEach = 10;
+    std::atomic<int> answered{0};
+    std::vector<std::thread> clients;
+    for (int i = 0; i < kClients; ++i)
+        clients.emplace_back([&] {
+            for (int request = 0; request < kRequestsEach; ++request) {
+                httplib::Client client("127.0.0.1", server.port);
+                auto answer = client.Get("/api/toc", {{"X-RPL-Token", server.token}});
+                if (answer && answer->status == 200) ++answered;
+            }
+        });
+    for (auto& client : clients) client.join();
+    EXPECT_EQ(answered, kClients * kRequestsEach);
+    kill(server.pid, SIGTERM);
+    EXPECT_EQ(wait_exit(server.pid), 0);
 }
 
 }  // namespace

@@ -48,10 +48,13 @@ std::vector<const RPL_REPORT_SECTION*> once_each(const std::vector<std::vector<c
 Outcome<Change> mark_sections(Session& session, const std::vector<std::string>& paths, bool marked,
                               const MarkProgress& progress) {
     Change out;
+    std::set<const RPL_REPORT_SECTION*> named;
     for (const std::string& path : paths) {  // every path known before anything changes
         RPL_REPORT_SECTION* section = session.section(path);
         if (!section) return Refusal{Refused::unknown_path, path};
-        out.sections.push_back(section);
+        // A section named again would have its whole subtree written again
+        // for nothing: each is marked once, where first named.
+        if (named.insert(section).second) out.sections.push_back(section);
     }
     std::vector<std::vector<const RPL_REPORT_SECTION*>> writes;
     std::size_t total = 0;

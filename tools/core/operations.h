@@ -41,7 +41,7 @@ struct SaveCheck {
 // What a mark or a settings change did. The change is made in memory even
 // when the save failed: the library keeps what it holds.
 struct Change {
-    std::vector<RPL_REPORT_SECTION*> sections;        // the sections named, in the order given
+    std::vector<RPL_REPORT_SECTION*> sections;        // the sections named, each once, in the order first given
     std::vector<const RPL_REPORT_SECTION*> changed;  // every section whose state the change altered
     SaveCheck save;
 };
@@ -59,8 +59,9 @@ using MarkProgress = std::function<void(std::size_t written, std::size_t total)>
 // nothing.
 std::size_t saves_of_mark(Session& session, const std::vector<std::string>& paths);
 
-// Marks (or unmarks) each section of `paths` with its subtree, in order.
-// Every path is looked up before anything changes. Refused: unknown_path.
+// Marks (or unmarks) each section of `paths` with its subtree, in order,
+// a section named more than once only where first named. Every path is
+// looked up before anything changes. Refused: unknown_path.
 Outcome<Change> mark_sections(Session& session, const std::vector<std::string>& paths, bool marked,
                               const MarkProgress& progress = MarkProgress());
 

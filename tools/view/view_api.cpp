@@ -155,6 +155,9 @@ HttpResponse api_mark(Session& session, const std::string& body) {
             throw BadRequest{400, "\"marked\" must be true or false."};
         const InJson& paths = request.contains("paths") ? request["paths"] : InJson();
         if (!paths.is_array() || paths.empty()) throw BadRequest{400, "\"paths\" must list at least one rdb path."};
+        if (paths.size() > kMaxMarkPaths)
+            throw BadRequest{413, "\"paths\" lists " + std::to_string(paths.size()) + " paths; one mark takes at most " +
+                                      std::to_string(kMaxMarkPaths) + "."};
         std::vector<std::string> named;
         for (const InJson& path : paths) {
             if (!path.is_string()) throw BadRequest{400, "\"paths\" must list rdb paths, as strings."};

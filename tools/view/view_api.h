@@ -15,6 +15,8 @@ namespace rpl_toc {
 
 // Request bodies of POST /api/mark and /api/set beyond this size are refused.
 constexpr std::size_t kMaxRequestBodyBytes = 64 * 1024;
+// The most paths one /api/mark may list, repeats counted.
+constexpr std::size_t kMaxMarkPaths = 10000;
 
 HttpResponse api_toc(Session& session);
 // ?path=P: one SECTION; 404 when no section has that path.

@@ -18,6 +18,7 @@
 
 #include "tools/core/section_info.h"
 #include "tools/view/view_api.h"
+#include "tools/view/view_bounded_server.h"
 #include "tools/view/view_handler.h"
 
 extern char** environ;
@@ -175,7 +176,7 @@ void run_view(Session& session, const std::string& report, const ViewOptions& op
     pthread_sigmask(SIG_BLOCK, &signals, nullptr);  // before any thread starts: they all inherit it
     signal(SIGPIPE, SIG_IGN);  // a browser that closes a connection early must not end the server
 
-    httplib::Server server;
+    BoundedServer server;
     // SO_REUSEADDR only: the transport's default also sets SO_REUSEPORT,
     // which would let a second viewer share the port and take half the
     // requests.
@@ -192,7 +193,6 @@ void run_view(Session& session, const std::string& report, const ViewOptions& op
     ViewHandler handler(session, token, port);
     server.set_payload_max_length(kMaxRequestBodyBytes);
     server.set_error_handler(httplib::Server::HandlerWithResponse(fill_error));
-    server.set_keep_alive_timeout(2);
     route_everything(server, handler);
 
     std::string url = "http://127.0.0.1:" + std::to_string(port) + "/?token=" + token;
@@ -200,7 +200,7 @@ void run_view(Session& session, const std::string& report, const ViewOptions& op
     if (options.open_browser && has_display()) open_browser(url);
     {
         SignalWatch watch(server, signals);
-        server.listen_after_bind();
+        server.serve();
     }
 }
 
