@@ -7,6 +7,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <chrono>
 #include <regex>
 #include <string>
@@ -243,7 +244,49 @@ TEST_F(ViewerHttp, MarkWritesTheSettingsFileAndAnswersTheTree) {
         for (const json& s : document["sections"]) out.emplace_back(s["path"], s["marked"], s["marking"]);
         return out;
     };
-    EXPECT_EQ(marks(toc), marks(read_back));
+    // The answer is what the change touched: F, its two sections and R.
+    std::vector<std::tuple<std::string, bool, int>> touched;
+    for (const auto& entry : marks(read_back))
+        if (std::get<0>(entry) != "||R||T1" && std::get<0>(entry) != "||R||X1") touched.push_back(entry);
+    auto sorted = [](std::vector<std::tuple<std::string, bool, int>> v) { std::sort(v.begin(), v.end()); return v; };
+    EXPECT_EQ(sorted(marks(toc)), sorted(touched));
+    EXPECT_EQ(toc["reloaded"], false);
+    EXPECT_EQ(toc.size(), 3u);  // format, reloaded, sections: no TOC document
+}
+
+// Each SECTION of a change's answer is the TOC document's, member for member.
+TEST_F(ViewerHttp, AChangeAnswersTheSectionsItTouchedAsTheTocHasThem) {
+    json answer = call_json("POST", "/api/set", R"({"path": "||R||F||C1", "chart_type": 2})");
+    ASSERT_EQ(answer["sections"].size(), 1u);
+    EXPECT_EQ(answer["sections"][0], section_at(call_json("GET", "/api/toc"), "||R||F||C1"));
+    json leaf = call_json("POST", "/api/mark", R"({"paths": ["||R||F||G"], "marked": false})");
+    std::vector<std::string> paths;
+    for (const json& s : leaf["sections"]) paths.push_back(s["path"]);
+    EXPECT_EQ(paths, (std::vector<std::string>{"||R||F||G", "||R||F", "||R"}));
+    json toc = call_json("GET", "/api/toc");
+    for (const json& s : leaf["sections"]) EXPECT_EQ(s, section_at(toc, s["path"]));
+}
+
+// Viewer B, built before viewer A's finished change, must not undo it:
+// before its own change it sees that the file changed, builds its TOC
+// again from the file and says so.
+TEST_F(ViewerHttp, ALaterChangeKeepsAnotherViewersFinishedChange) {
+    EXPECT_EQ(call_json("GET", "/api/progress"), json({{"format", 1}, {"busy", false}, {"outside_change", false}}));
+    auto other = std::move(rpl_toc::open_session(small_, db_.path()).result());
+    rpl_toc::ViewHandler a(*other, kToken, kPort);
+    HttpRequest set{"POST", "/api/set", "", {{"Host", kHost}, {"X-RPL-Token", kToken}, {"Content-Type", "application/json"}},
+                    R"({"path": "||R||F||C1", "chart_type": 2, "orientation": 2})"};
+    ASSERT_EQ(a.handle(set).status, 200);
+    EXPECT_NE(settings().find("[||R||F||C1]\nCHART_TYPE=1\nOUTPUT_SECTION=1\nPAGE_ORIENTATION=1\n"), std::string::npos);
+    EXPECT_EQ(call_json("GET", "/api/progress")["outside_change"], true);
+
+    json b = call_json("POST", "/api/mark", R"({"paths": ["||R||F||C1"], "marked": false})");
+    EXPECT_EQ(b["reloaded"], true);
+    EXPECT_EQ(b["sections"].size(), call_json("GET", "/api/toc")["sections"].size());  // every section
+    EXPECT_NE(settings().find("[||R||F||C1]\nCHART_TYPE=1\nOUTPUT_SECTION=0\nPAGE_ORIENTATION=1\n"), std::string::npos)
+        << settings();
+    EXPECT_EQ(call_json("GET", "/api/progress")["outside_change"], false);  // its own save is no outside change
+    EXPECT_EQ(call_json("POST", "/api/mark", R"({"paths": ["||R||X1"], "marked": false})")["reloaded"], false);
 }
 
 TEST_F(ViewerHttp, SetWritesTheColumnsAndOrientation) {
