@@ -63,7 +63,6 @@ Outcome<Change> mark_sections(Session& session, const std::vector<std::string>& 
     std::vector<MarkState> before;
     for (const RPL_REPORT_SECTION* section : written) before.push_back(mark_state(*section));
     std::size_t done = 0;
-    if (progress) progress(done, total);
     for (std::size_t i = 0; i < out.sections.size(); ++i) {
         out.sections[i]->set_marked_for_output(marked);
         done += writes[i].size();

@@ -41,8 +41,7 @@ struct Change {
     SaveCheck save;
 };
 
-// Called once before anything is written (0 of the total) and after each
-// named section is done: how many of the sections a
+// Called after each named section is done: how many of the sections a
 // mark writes are written, of how many. A mark writes every section of
 // each subtree and every ancestor of each, sum(1 + depth) saves.
 using MarkProgress = std::function<void(std::size_t written, std::size_t total)>;

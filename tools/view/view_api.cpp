@@ -167,6 +167,27 @@ std::string grouped(std::size_t n) {
     return out;
 }
 
+std::size_t subtree_size(const RPL_REPORT_SECTION& section) {
+    std::size_t n = 1;
+    if (section.m_children)
+        for (const RPL_REPORT_SECTION* child : *section.m_children)
+            if (child) n += subtree_size(*child);
+    return n;
+}
+
+// The saves a mark of `paths` makes: each subtree and each ancestor of
+// each, sum(1 + depth) over the sections marked (0 for a path no section has).
+std::size_t saves_of_mark(Session& session, const std::vector<std::string>& paths) {
+    std::size_t total = 0;
+    for (const std::string& path : paths) {
+        const RPL_REPORT_SECTION* section = session.section(path);
+        if (!section) continue;
+        total += subtree_size(*section);
+        for (const RPL_REPORT_SECTION* p = section->m_parent; p; p = p->m_parent) ++total;
+    }
+    return total;
+}
+
 // Runs `work` as the activity `what`, ended however it ends.
 template <class Work>
 HttpResponse as_activity(Activity& activity, const std::string& what, std::size_t expected, Work work) {
@@ -264,7 +285,7 @@ HttpResponse api_mark(Session& session, const std::string& body, Activity& activ
         bool marked = request["marked"].get<bool>();
         std::string what = std::string(marked ? "marking " : "unmarking ") + named.front();
         if (named.size() > 1) what += " and " + grouped(named.size() - 1) + " more";
-        return as_activity(activity, what, 0, [&] {
+        return as_activity(activity, what, saves_of_mark(session, named), [&] {
             bool reloaded = reload_if_changed_outside(session);
             MarkProgress progress = [&](std::size_t written, std::size_t total) { activity.advance(written, total); };
             return change_response(session, mark_sections(session, named, marked, progress), reloaded);
