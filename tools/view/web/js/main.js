@@ -149,7 +149,9 @@ async function working(work) {
     try {
       const { data } = await api.progress();
       if (data.busy) {
-        const saves = data.expected_saves ? `, ${data.saves_done.toLocaleString('en')} of ${data.expected_saves.toLocaleString('en')} saves` : '';
+        const n = (x) => x.toLocaleString('en');
+        const done = data.saves_done ? `${n(data.saves_done)} of ` : '';
+        const saves = data.expected_saves ? `, ${done}${n(data.expected_saves)} saves expected (1 + depth for each section written)` : '';
         text = `Working: ${data.what}${saves}, ${(data.elapsed_ms / 1000).toFixed(1)} s so far`;
       }
     } catch {
