@@ -13,9 +13,10 @@ Times are medians of N runs, in ms:
   is drawn (the page's "rpl-tree-painted" mark), a fresh browser each run;
   and when the page asked for the TOC document and when it had arrived (the
   start of the /api/toc request, the end of its response);
-- mark, page: from the key press that toggles a leaf's mark to the tree,
-  the section and the settings file drawn again ("rpl-mark-start" to
-  "rpl-mark-done");
+- mark, page: from the key press that toggles a leaf's mark to the tree
+  and the section drawn again ("rpl-mark-start" to "rpl-mark-done"); and to
+  the settings file shown again with the rewritten blocks marked
+  ("rpl-mark-file-shown", the column "file shown");
 - ready: from starting `rpl-toc view` to the address line it prints;
 - mark, HTTP: POST /api/mark alone, from Python, and the size of its answer
   (the sections the mark touched).
@@ -141,7 +142,8 @@ def page_mark(driver):
     wait_for(driver, settled)
     starts = driver.execute_script("return performance.getEntriesByName('rpl-mark-start').map((e) => e.startTime)")
     dones = driver.execute_script("return performance.getEntriesByName('rpl-mark-done').map((e) => e.startTime)")
-    return dones[-1] - starts[-1]
+    shown = driver.execute_script("return performance.getEntriesByName('rpl-mark-file-shown').map((e) => e.startTime)")
+    return dones[-1] - starts[-1], shown[-1] - starts[-1]
 
 
 def http_mark(viewer, path, marked):
@@ -165,7 +167,7 @@ def measure(rpl_toc, sections, flat, runs, full=False):
             settings = [os.path.join(seed, name) for name in os.listdir(seed)]
         first_leaf = '||Bench||' + (data['root']['children'][0]['name'] if flat else
                                     data['root']['children'][0]['name'] + '||' + data['root']['children'][0]['children'][0]['name'])
-        paints, asks, fetches, marks, posts, readies, size = [], [], [], [], [], [], 0
+        paints, asks, fetches, marks, posts, readies, files, size = [], [], [], [], [], [], [], 0
         for _ in range(runs):
             db = tempfile.mkdtemp(dir=work)
             for name in settings or []:
@@ -178,7 +180,9 @@ def measure(rpl_toc, sections, flat, runs, full=False):
                 paints.append(paint)
                 asks.append(asked)
                 fetches.append(fetched)
-                marks.append(page_mark(driver))
+                mark, shown = page_mark(driver)
+                marks.append(mark)
+                files.append(shown)
                 for marked in (False, True):
                     ms, size = http_mark(viewer, first_leaf, marked)
                     posts.append(ms)
@@ -186,7 +190,7 @@ def measure(rpl_toc, sections, flat, runs, full=False):
                 driver.quit()
                 viewer.stop()
         return (statistics.median(paints), statistics.median(asks), statistics.median(fetches), statistics.median(marks),
-                statistics.median(posts), size, statistics.median(readies))
+                statistics.median(posts), size, statistics.median(readies), statistics.median(files))
     finally:
         shutil.rmtree(work, ignore_errors=True)
 
@@ -196,15 +200,15 @@ def main():
     parser.add_argument('rpl_toc')
     parser.add_argument('--runs', type=int, default=5)
     args = parser.parse_args()
-    print('| sections | layout | ready | paint | TOC asked | TOC in | mark, page | mark, HTTP | mark answer |')
-    print('|---:|---|---:|---:|---:|---:|---:|---:|---:|')
+    print('| sections | layout | ready | paint | TOC asked | TOC in | mark, page | file shown | mark, HTTP | mark answer |')
+    print('|---:|---|---:|---:|---:|---:|---:|---:|---:|---:|')
     cases = [(4041, False, True)] + [(n, flat, False) for n in (1000, 10000) for flat in (False, True)]
     for sections, flat, full in cases:
-        paint, asked, fetched, mark, post, size, ready = measure(args.rpl_toc, sections, flat, args.runs, full)
+        paint, asked, fetched, mark, post, size, ready, shown = measure(args.rpl_toc, sections, flat, args.runs, full)
         layout = ('40 folders of 100, full settings file' if full else
                   'all under the main folder' if flat else 'folders of 100')
-        print('| %s | %s | %.0f | %.0f | %.0f | %.0f | %.0f | %.0f | %s B |' % (
-            format(sections, ','), layout, ready, paint, asked, fetched, mark, post, format(size, ',')), flush=True)
+        print('| %s | %s | %.0f | %.0f | %.0f | %.0f | %.0f | %.0f | %.0f | %s B |' % (
+            format(sections, ','), layout, ready, paint, asked, fetched, mark, shown, post, format(size, ',')), flush=True)
 
 
 if __name__ == '__main__':

@@ -114,13 +114,14 @@ async function showSettings(rewritten = []) {
 
 // After a change: its answer's sections merged into the tree, the section
 // and the file with the blocks it rewrote marked.
-async function changed(answer) {
+async function changed(answer, drawn = () => {}) {
   state.unsaved = answer.unsaved;
   const data = answer.data;
   if (data.reloaded) showNotice('The settings file changed outside this viewer; reloaded it before this change.');
   const nodes = state.toc.merge(data.sections);
   tree.refresh(nodes);
   showDetails();
+  drawn(); // the tree and the section as they now are; the file follows
   await showSettings(data.reloaded ? [] : data.sections.map((s) => s.path));
   showBanner();
 }
@@ -203,8 +204,9 @@ function chosen(path) {
 function toggleMark(node) {
   performance.mark('rpl-mark-start');
   return attempt(async () => {
-    await changed(await working(() => api.mark([node.section.path], node.section.marking !== 2)));
-    performance.mark('rpl-mark-done');
+    await changed(await working(() => api.mark([node.section.path], node.section.marking !== 2)), () =>
+      performance.mark('rpl-mark-done'));
+    performance.mark('rpl-mark-file-shown');
   });
 }
 
