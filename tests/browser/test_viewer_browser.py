@@ -445,6 +445,23 @@ class ViewerPage(unittest.TestCase):
         self.screenshot('outside_change')
         self.assert_no_console_errors()
 
+    def test_a_long_mark_says_what_it_is_doing(self):
+        self.assertEqual(self.viewer.stop(), 0)
+        files = tempfile.mkdtemp(prefix='rpl-view-report-')
+        self.addCleanup(shutil.rmtree, files, True)
+        self.viewer = Viewer(write_report(os.path.join(files, 'large.json'), {'type': 1, 'name': 'Large', 'children': [
+            {'type': 3, 'name': 'Text %04d' % i} for i in range(3000)]}))
+        self.open_page('||Large')
+        self.line('||Large').find_element(By.CSS_SELECTOR, 'input[type="checkbox"]').click()
+        working = self.driver.find_element(By.ID, 'working')
+        self.wait(lambda: working.is_displayed() and 'saves expected' in working.text, 'the page says it is working', 60)
+        self.assertEqual(working.get_attribute('role'), 'status')
+        self.assertRegex(working.text, r'^Working: unmarking \|\|Large, (\d[\d,]* of )?3,001 saves expected .*, \d+\.\d s so far$')
+        self.screenshot('working')
+        self.wait(lambda: self.checked('||Large') == 'false' and self.settled(), 'the mark ends', 120)
+        self.assertFalse(working.is_displayed())
+        self.assert_no_console_errors()
+
     def test_dark_scheme_and_the_readme_picture(self):
         self.resize(1200, 960)
         self.open_page()
