@@ -29,3 +29,18 @@ done
 
 echo
 python3 "$here/bench/report.py" "$out/bench_settings_file.json" "$out/bench_toc.json" "$out/bench_memory.json"
+
+# The viewer: first paint and a leaf mark's round trip in headless Chromium
+# (bench/viewer_bench.py), skipped with a note when Chromium, its driver or
+# Selenium is missing.
+echo
+echo "== viewer (bench/viewer_bench.py)"
+if [ ! -x "$build/tools/rpl-toc" ]; then
+    echo "skipped: $build/tools/rpl-toc is not built"
+elif ! command -v chromium >/dev/null 2>&1 || ! command -v chromedriver >/dev/null 2>&1; then
+    echo "skipped: chromium and chromium-driver are not installed (apt-get install chromium chromium-driver python3-selenium)"
+elif ! /usr/bin/python3 -c 'import selenium' >/dev/null 2>&1; then
+    echo "skipped: python3-selenium is not installed"
+else
+    /usr/bin/python3 "$here/bench/viewer_bench.py" "$build/tools/rpl-toc" --runs "${VIEWER_BENCH_RUNS:-3}"
+fi

@@ -4,12 +4,14 @@
 Every report in examples/ is valid under docs/report.schema.json, and a few
 faulty ones are refused by the schema and by rpl-toc alike; the --json
 output of every command is valid under its document's definition in
-docs/toc.schema.json and begins with "format": 1.
+docs/toc.schema.json and begins with "format": 1, and so are the viewer's
+own answers (a change's, /api/progress).
 
     json_schemas.py RPL_TOC SOURCE_DIR
 """
 import json
 import pathlib
+import re
 import shutil
 import subprocess
 import sys
@@ -105,11 +107,47 @@ def check_outputs(rpl_toc, source, scratch):
         check(not errors(whole, document), f"{what}: not valid under the schema as a whole")
 
 
+def check_viewer_answers(rpl_toc, source, scratch):
+    import urllib.request
+    schema = json.loads((source / "docs/toc.schema.json").read_text())
+    db = scratch / "viewer"
+    db.mkdir()
+    view = subprocess.Popen([rpl_toc, "--db-dir", str(db), "view", str(source / "examples/design_flow.json"), "--no-open"],
+                            stdout=subprocess.PIPE, text=True)
+    try:
+        url = re.search(r"(http://\S+)", view.stdout.readline()).group(1)
+        base, token = url.split("/?token=")
+
+        def ask(path, body=None):
+            headers = {"X-RPL-Token": token}
+            if body is not None:
+                headers["Content-Type"] = "application/json"
+            request = urllib.request.Request(base + path, headers=headers,
+                                             data=None if body is None else json.dumps(body).encode())
+            with urllib.request.urlopen(request) as answer:
+                return json.loads(answer.read())
+
+        answers = [
+            ("viewer_change", ask("/api/mark", {"paths": ["||Design Flow||Timing"], "marked": False})),
+            ("viewer_change", ask("/api/set", {"path": "||Design Flow||Timing||Slack Histogram", "chart_type": 2})),
+            ("viewer_progress", ask("/api/progress")),
+        ]
+        for definition, document in answers:
+            check(list(document)[:1] == ["format"], f"{definition}: \"format\" is not first")
+            problems = errors(validator(schema, definition), document)
+            check(not problems, f"not a valid {definition} document: {problems[:3]}")
+    finally:
+        view.terminate()
+        view.wait(timeout=10)
+        view.stdout.close()
+
+
 def main():
     rpl_toc, source = sys.argv[1], pathlib.Path(sys.argv[2])
     with tempfile.TemporaryDirectory() as scratch:
         check_reports(rpl_toc, source, pathlib.Path(scratch))
         check_outputs(rpl_toc, source, pathlib.Path(scratch))
+        check_viewer_answers(rpl_toc, source, pathlib.Path(scratch))
     for failure in failures:
         print(f"FAILED: {failure}", file=sys.stderr)
     return 1 if failures else 0

@@ -11,6 +11,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <atomic>
 #include <chrono>
 #include <regex>
@@ -250,7 +251,49 @@ TEST_F(ViewerHttp, MarkWritesTheSettingsFileAndAnswersTheTree) {
         for (const json& s : document["sections"]) out.emplace_back(s["path"], s["marked"], s["marking"]);
         return out;
     };
-    EXPECT_EQ(marks(toc), marks(read_back));
+    // The answer is what the change touched: F, its two sections and R.
+    std::vector<std::tuple<std::string, bool, int>> touched;
+    for (const auto& entry : marks(read_back))
+        if (std::get<0>(entry) != "||R||T1" && std::get<0>(entry) != "||R||X1") touched.push_back(entry);
+    auto sorted = [](std::vector<std::tuple<std::string, bool, int>> v) { std::sort(v.begin(), v.end()); return v; };
+    EXPECT_EQ(sorted(marks(toc)), sorted(touched));
+    EXPECT_EQ(toc["reloaded"], false);
+    EXPECT_EQ(toc.size(), 3u);  // format, reloaded, sections: no TOC document
+}
+
+// Each SECTION of a change's answer is the TOC document's, member for member.
+TEST_F(ViewerHttp, AChangeAnswersTheSectionsItTouchedAsTheTocHasThem) {
+    json answer = call_json("POST", "/api/set", R"({"path": "||R||F||C1", "chart_type": 2})");
+    ASSERT_EQ(answer["sections"].size(), 1u);
+    EXPECT_EQ(answer["sections"][0], section_at(call_json("GET", "/api/toc"), "||R||F||C1"));
+    json leaf = call_json("POST", "/api/mark", R"({"paths": ["||R||F||G"], "marked": false})");
+    std::vector<std::string> paths;
+    for (const json& s : leaf["sections"]) paths.push_back(s["path"]);
+    EXPECT_EQ(paths, (std::vector<std::string>{"||R||F||G", "||R||F", "||R"}));
+    json toc = call_json("GET", "/api/toc");
+    for (const json& s : leaf["sections"]) EXPECT_EQ(s, section_at(toc, s["path"]));
+}
+
+// Viewer B, built before viewer A's finished change, must not undo it:
+// before its own change it sees that the file changed, builds its TOC
+// again from the file and says so.
+TEST_F(ViewerHttp, ALaterChangeKeepsAnotherViewersFinishedChange) {
+    EXPECT_EQ(call_json("GET", "/api/progress"), json({{"format", 1}, {"busy", false}, {"outside_change", false}}));
+    auto other = std::move(rpl_toc::open_session(small_, db_.path()).result());
+    rpl_toc::ViewHandler a(*other, kToken, kPort);
+    HttpRequest set{"POST", "/api/set", "", {{"Host", kHost}, {"X-RPL-Token", kToken}, {"Content-Type", "application/json"}},
+                    R"({"path": "||R||F||C1", "chart_type": 2, "orientation": 2})"};
+    ASSERT_EQ(a.handle(set).status, 200);
+    EXPECT_NE(settings().find("[||R||F||C1]\nCHART_TYPE=1\nOUTPUT_SECTION=1\nPAGE_ORIENTATION=1\n"), std::string::npos);
+    EXPECT_EQ(call_json("GET", "/api/progress")["outside_change"], true);
+
+    json b = call_json("POST", "/api/mark", R"({"paths": ["||R||F||C1"], "marked": false})");
+    EXPECT_EQ(b["reloaded"], true);
+    EXPECT_EQ(b["sections"].size(), call_json("GET", "/api/toc")["sections"].size());  // every section
+    EXPECT_NE(settings().find("[||R||F||C1]\nCHART_TYPE=1\nOUTPUT_SECTION=0\nPAGE_ORIENTATION=1\n"), std::string::npos)
+        << settings();
+    EXPECT_EQ(call_json("GET", "/api/progress")["outside_change"], false);  // its own save is no outside change
+    EXPECT_EQ(call_json("POST", "/api/mark", R"({"paths": ["||R||X1"], "marked": false})")["reloaded"], false);
 }
 
 TEST_F(ViewerHttp, SetWritesTheColumnsAndOrientation) {
@@ -292,6 +335,24 @@ TEST_F(ViewerHttp, ReportsAChangeThatWasNotSaved) {
               unsaved);
 }
 
+// What a request that finds the library busy is told, and /api/progress.
+TEST(ViewerActivity, SaysWhatHoldsTheLibraryTheSavesExpectedAndTheTimeSoFar) {
+    rpl_toc::Activity activity;
+    EXPECT_EQ(activity.document(), rpl_toc::Json::parse(R"({"format": 1, "busy": false})"));
+    activity.begin("unmarking ||Big", 4041);
+    activity.advance(41, 4041);
+    EXPECT_TRUE(std::regex_match(activity.sentence(),
+                                 std::regex("busy: unmarking \\|\\|Big, 4,041 saves expected, [0-9]+\\.[0-9] s so far")))
+        << activity.sentence();
+    rpl_toc::Json busy = activity.document();
+    EXPECT_EQ(busy["busy"], true);
+    EXPECT_EQ(busy["expected_saves"], 4041);
+    EXPECT_EQ(busy["saves_done"], 41);
+    EXPECT_GE(busy["elapsed_ms"].get<long>(), 0);
+    activity.end();
+    EXPECT_EQ(activity.document()["busy"], false);
+}
+
 // ---- The server itself -------------------------------------------------------
 
 struct Server {
@@ -302,8 +363,9 @@ struct Server {
 };
 
 // Starts `rpl-toc view` on small.json and reads the address line it prints.
-Server start_view(const std::string& db, const std::vector<std::string>& extra = {}) {
-    std::vector<std::string> argv = {RPL_TOC_BINARY, "--db-dir", db, "view", RPL_EXAMPLES_DIR "/small.json", "--no-open"};
+Server start_view(const std::string& db, const std::vector<std::string>& extra = {},
+                  const std::string& report = RPL_EXAMPLES_DIR "/small.json") {
+    std::vector<std::string> argv = {RPL_TOC_BINARY, "--db-dir", db, "view", report, "--no-open"};
     argv.insert(argv.end(), extra.begin(), extra.end());
     int out[2];
     if (pipe2(out, O_CLOEXEC) != 0) return {};
@@ -508,3 +570,59 @@ TEST_F(ViewerServer, ABurstOfParallelRequestsIsAnsweredWhole) {
 }
 
 }  // namespace
+
+// A long change holds the library: a reading request is answered at once
+// with 503 and what the viewer is busy with, /api/progress tells the same,
+// and the change ends as it would have.
+TEST_F(ViewerServer, ARequestDuringALongChangeIsToldThatTheViewerIsBusy) {
+    std::string report = db_.file("wide.json");
+    std::string children;
+    for (int i = 0; i < 1500; ++i) children += std::string(i ? "," : "") + R"({"type": 3, "name": "T)" + std::to_string(i) + "\"}";
+    write_file(report, R"({"name": "wide", "type": 3, "root": {"type": 1, "name": "W", "children": [)" + children + "]}}");
+    Server server = start_view(db_.path(), {}, report);
+    ASSERT_GT(server.port, 0) << server.line;
+    httplib::Headers token = {{"X-RPL-Token", server.token}};
+    httplib::Client marker("127.0.0.1", server.port), reader("127.0.0.1", server.port);
+    marker.set_read_timeout(120, 0);
+    int marked_status = 0;
+    std::size_t marked_sections = 0;
+    std::thread mark([&] {
+        httplib::Result r = marker.Post("/api/mark", token, R"({"paths": ["||W"], "marked": false})", "application/json");
+        marked_status = r ? r->status : 0;
+        if (r && r->status == 200) marked_sections = json::parse(r->body)["sections"].size();
+    });
+    json progress;
+    for (int i = 0; i < 400; ++i) {
+        httplib::Result p = reader.Get("/api/progress", token);
+        EXPECT_EQ(status_of(p), 200);
+        if (!p || p->status != 200) break;
+        progress = json::parse(p->body);
+        if (progress["busy"] == true) break;
+        std::this_thread::sleep_for(std::chrono::milliseconds(5));
+    }
+    if (progress.value("busy", false) != true) {
+        mark.join();
+        kill(server.pid, SIGTERM);
+        wait_exit(server.pid);
+        FAIL() << "the mark ended before it was seen";
+    }
+    EXPECT_EQ(progress["what"], "unmarking ||W");
+    EXPECT_EQ(progress["expected_saves"], 3001);  // the root, then each text and the root again
+    auto started = std::chrono::steady_clock::now();
+    httplib::Result busy = reader.Get("/api/toc", token);
+    EXPECT_LT(std::chrono::steady_clock::now() - started, std::chrono::seconds(1));
+    if (status_of(busy) == 503) {  // unless the mark ended in between
+        EXPECT_TRUE(std::regex_search(json::parse(busy->body)["error"].get<std::string>(),
+                                      std::regex("^busy: unmarking \\|\\|W, 3,001 saves expected, [0-9.]+ s so far\\.$")))
+            << busy->body;
+        EXPECT_EQ(busy->get_header_value("Retry-After"), "1");
+    } else {
+        EXPECT_EQ(status_of(busy), 200);
+    }
+    mark.join();
+    EXPECT_EQ(marked_status, 200);
+    EXPECT_EQ(marked_sections, 1501u);
+    EXPECT_EQ(status_of(reader.Get("/api/toc", token)), 200);
+    kill(server.pid, SIGTERM);
+    EXPECT_EQ(wait_exit(server.pid), 0);
+}

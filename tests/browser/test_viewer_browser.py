@@ -40,8 +40,9 @@ CHROMIUM_FLAGS = [
 class Viewer:
     """One `rpl-toc view` of a report, with its own database directory."""
 
-    def __init__(self, report):
-        self.db = tempfile.mkdtemp(prefix='rpl-view-db-')
+    def __init__(self, report, db=None):
+        self.owns_db = db is None
+        self.db = db or tempfile.mkdtemp(prefix='rpl-view-db-')
         self.process = subprocess.Popen(
             [ARGS.rpl_toc, '--db-dir', self.db, 'view', report, '--no-open'],
             stdout=subprocess.PIPE, stderr=subprocess.PIPE, text=True)
@@ -68,7 +69,8 @@ class Viewer:
         code = self.process.wait(timeout=10)
         self.process.stdout.close()
         self.process.stderr.close()
-        shutil.rmtree(self.db, ignore_errors=True)
+        if self.owns_db:
+            shutil.rmtree(self.db, ignore_errors=True)
         return code
 
 
@@ -365,6 +367,100 @@ class ViewerPage(unittest.TestCase):
         self.driver.find_element(By.CSS_SELECTOR, 'button[data-more]').click()
         self.wait(lambda: rows() == 1 + 501 + 500, 'the next chunk')
         self.screenshot('large')
+
+    def test_typed_widths_outlive_an_orientation_change(self):
+        self.resize(1280, 900)
+        self.open_page()
+        self.open_folder(TIMING)
+        self.select(SETUP)
+        for i, width in enumerate([160, 80, 80, 60, 50]):
+            field = self.driver.find_element(By.CSS_SELECTOR, '#details input[name="width-%d"]' % i)
+            field.clear()
+            field.send_keys(str(width))
+        apply = lambda: self.driver.find_element(By.CSS_SELECTOR, '#details form.columns button[type="submit"]')
+        unsaved = lambda: self.driver.find_element(By.CSS_SELECTOR, '#details form.columns .unsaved')
+        self.assertTrue(apply().is_enabled())
+        self.assertTrue(unsaved().is_displayed())
+        self.driver.find_element(By.CSS_SELECTOR, '#details input[value="2"][name="orientation"]').click()
+        self.wait(lambda: self.settled() and 'PAGE_ORIENTATION=1' in section_block(self.viewer.settings() or '[%s]' % SETUP, SETUP),
+                  'landscape saved')
+        self.assertNotIn('COLUMN_WIDTHS', self.viewer.settings())
+        values = [self.driver.find_element(By.CSS_SELECTOR, '#details input[name="width-%d"]' % i).get_attribute('value')
+                  for i in range(5)]
+        self.assertEqual(values, ['160', '80', '80', '60', '50'])  # still there after the redraw
+        self.assertTrue(apply().is_enabled())
+        self.assertTrue(unsaved().is_displayed())
+        # The block the change rewrote is marked in the settings pane.
+        marked = self.driver.find_elements(By.CSS_SELECTOR, '#settings-content mark.rewritten')
+        self.assertTrue(any(m.text.startswith('[%s]' % SETUP) for m in marked))
+        self.screenshot('widths_kept_1280')
+        apply().click()
+        self.wait(lambda: self.settled() and 'COLUMN_WIDTHS' in (self.viewer.settings() or ''), 'widths saved')
+        self.assertEqual(section_block(self.viewer.settings(), SETUP),
+                         ['COLUMN_WIDTHS=160L,80L,80L,60L,50L,', 'OUTPUT_SECTION=1', 'PAGE_ORIENTATION=1'])
+        self.assertFalse(unsaved().is_displayed())
+        self.assert_no_console_errors()
+
+    def test_a_narrow_window_brings_the_details_into_view(self):
+        self.resize(420, 800)
+        self.open_page()
+        tree = self.driver.find_element(By.ID, 'tree')
+        rows = len(self.driver.find_elements(By.CSS_SELECTOR, '[role="treeitem"]'))
+        row_height = self.line(ROOT).rect['height']
+        self.assertLessEqual(tree.rect['height'], (rows + 1) * row_height + 16)  # no tall empty box
+        self.screenshot('narrow_tree_420')
+        self.open_folder(TIMING)
+        self.select(SETUP)
+        self.wait(lambda: self.driver.execute_script(
+            'const r = document.querySelector("#details h2").getBoundingClientRect();'
+            'return r.top >= 0 && r.bottom <= window.innerHeight'), 'the details are in view')
+        self.assertEqual(self.driver.find_element(By.CSS_SELECTOR, '#details h2').text, 'Setup Slack')
+        self.screenshot('narrow_selected_420')
+        self.press('/')
+        self.driver.switch_to.active_element.send_keys('Hold')
+        self.wait(lambda: 'filter hides this section' in self.driver.find_element(By.ID, 'details').text,
+                  'the details say the filter hides the section')
+        self.assert_no_console_errors()
+
+    def test_a_second_viewer_keeps_the_first_ones_finished_change(self):
+        chart = TIMING + '||Slack Histogram'
+        other = Viewer(os.path.join(ARGS.examples, 'design_flow.json'), db=self.viewer.db)
+        self.addCleanup(other.stop)
+        self.open_page()  # B: this page, opened before A's change
+        self.open_folder(TIMING)
+        token = other.url.split('token=')[1]
+        base = other.url.split('/?')[0]
+        import urllib.request
+        request = urllib.request.Request(base + '/api/set', method='POST', data=json.dumps(
+            {'path': chart, 'chart_type': 2, 'orientation': 2}).encode(),
+            headers={'Content-Type': 'application/json', 'X-RPL-Token': token})
+        urllib.request.urlopen(request).read()  # A's change, finished
+        self.assertEqual(section_block(self.viewer.settings(), chart), ['CHART_TYPE=1', 'OUTPUT_SECTION=1', 'PAGE_ORIENTATION=1'])
+        self.line(chart).find_element(By.CSS_SELECTOR, 'input[type="checkbox"]').click()
+        self.wait(lambda: self.checked(chart) == 'false' and self.settled(), 'B unmarks the chart')
+        self.assertEqual(section_block(self.viewer.settings(), chart), ['CHART_TYPE=1', 'OUTPUT_SECTION=0', 'PAGE_ORIENTATION=1'])
+        notice = self.driver.find_element(By.ID, 'notice')
+        self.wait(lambda: notice.is_displayed(), 'the page tells')
+        self.assertIn('changed outside this viewer', notice.text)
+        self.screenshot('outside_change')
+        self.assert_no_console_errors()
+
+    def test_a_long_mark_says_what_it_is_doing(self):
+        self.assertEqual(self.viewer.stop(), 0)
+        files = tempfile.mkdtemp(prefix='rpl-view-report-')
+        self.addCleanup(shutil.rmtree, files, True)
+        self.viewer = Viewer(write_report(os.path.join(files, 'large.json'), {'type': 1, 'name': 'Large', 'children': [
+            {'type': 3, 'name': 'Text %04d' % i} for i in range(3000)]}))
+        self.open_page('||Large')
+        self.line('||Large').find_element(By.CSS_SELECTOR, 'input[type="checkbox"]').click()
+        working = self.driver.find_element(By.ID, 'working')
+        self.wait(lambda: working.is_displayed() and 'saves expected' in working.text, 'the page says it is working', 60)
+        self.assertEqual(working.get_attribute('role'), 'status')
+        self.assertRegex(working.text, r'^Working: unmarking \|\|Large, (\d[\d,]* of )?6,001 saves expected .*, \d+\.\d s so far$')
+        self.screenshot('working')
+        self.wait(lambda: self.checked('||Large') == 'false' and self.settled(), 'the mark ends', 120)
+        self.assertFalse(working.is_displayed())
+        self.assert_no_console_errors()
 
     def test_dark_scheme_and_the_readme_picture(self):
         self.resize(1200, 960)

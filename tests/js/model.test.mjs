@@ -71,3 +71,13 @@ test('an empty document is an empty tree', () => {
   assert.deepEqual(toc.roots, []);
   assert.equal(toc.node('||R'), null);
 });
+
+test('merge takes the sections of a change in place of those held', () => {
+  const toc = new Toc({ sections: [section('||R', 0, 1), section('||R||A', 1), section('||R||B', 1)] });
+  const changed = { ...section('||R||A', 1), marked: false, marking: 0 };
+  const touched = toc.merge([changed, { ...section('||R||gone', 1) }]);
+  assert.deepEqual(touched.map((n) => n.section.path), ['||R||A']);
+  assert.equal(toc.node('||R||A').section, changed);
+  assert.equal(toc.document.sections[1], changed);
+  assert.equal(toc.node('||R||A').parent, toc.node('||R')); // the nesting stays
+});

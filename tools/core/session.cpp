@@ -93,6 +93,40 @@ std::string database_directory(const std::string& report_file, const std::string
     return db_dir;
 }
 
+Session::FileStamp stamp_of(const std::string& path) {
+    Session::FileStamp out;
+    int fd = ::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK);
+    struct stat st {};
+    if (fd < 0) {
+        if (::stat(path.c_str(), &st) != 0) return out;  // no file: nothing else to compare
+        out.exists = true;
+        out.device = st.st_dev;
+        out.inode = st.st_ino;
+        out.mtime_ns = static_cast<std::uint64_t>(st.st_mtim.tv_sec) * 1000000000u + st.st_mtim.tv_nsec;
+        return out;
+    }
+    out.exists = true;
+    if (::fstat(fd, &st) == 0) {
+        out.device = st.st_dev;
+        out.inode = st.st_ino;
+        out.size = static_cast<std::uint64_t>(st.st_size);
+        out.mtime_ns = static_cast<std::uint64_t>(st.st_mtim.tv_sec) * 1000000000u + st.st_mtim.tv_nsec;
+    }
+    std::uint64_t hash = 14695981039346656037ull;  // FNV-1a over the bytes
+    if (S_ISREG(st.st_mode)) {
+        char buffer[65536];
+        for (;;) {
+            ssize_t n = ::read(fd, buffer, sizeof buffer);
+            if (n < 0 && errno == EINTR) continue;
+            if (n <= 0) break;
+            for (ssize_t i = 0; i < n; ++i) hash = (hash ^ static_cast<unsigned char>(buffer[i])) * 1099511628211ull;
+        }
+    }
+    out.hash = hash;
+    ::close(fd);
+    return out;
+}
+
 // Every entry the build walks: the main folder, and every entry of every
 // folder below it, null ones included.
 int entries_below(RDB_OBJECT* object) {
@@ -111,6 +145,7 @@ Session::Session(ReportFile report, const std::string& database_directory) {
     auto type = static_cast<RDB_REPORT_TYPE>(report.type);
     host_rdb_set_report(type, std::make_unique<RDB_REPORT>(report.main_folder.release()));
     m_toc = std::make_unique<RPL_REPORT_TOC>(type, to_rpl(report.name));
+    m_settings_path = settings_file();
     rebuild();
 }
 
@@ -127,6 +162,24 @@ std::string Session::settings_file() { return to_std(m_toc->get_settings_filenam
 void Session::rebuild() {
     m_toc->generate_toc(true);
     m_left_out = m_entries - static_cast<int>(m_toc->m_section_index.size());
+    note_settings_file();
+}
+
+bool Session::FileStamp::operator==(const FileStamp& o) const {
+    return exists == o.exists && device == o.device && inode == o.inode && size == o.size && mtime_ns == o.mtime_ns &&
+           hash == o.hash;
+}
+
+void Session::note_settings_file() {
+    FileStamp now = stamp_of(m_settings_path);
+    std::lock_guard<std::mutex> lock(m_stamp_lock);
+    m_stamp = now;
+}
+
+bool Session::settings_file_changed_outside() const {
+    FileStamp now = stamp_of(m_settings_path);
+    std::lock_guard<std::mutex> lock(m_stamp_lock);
+    return now != m_stamp;
 }
 
 Outcome<std::unique_ptr<Session>> open_session(const std::string& report_file, const std::string& db_dir) {

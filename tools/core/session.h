@@ -4,7 +4,9 @@
 #ifndef TOOLS_CORE_SESSION_H
 #define TOOLS_CORE_SESSION_H
 
+#include <cstdint>
 #include <memory>
+#include <mutex>
 #include <string>
 
 #include "rpl/rpl.h"
@@ -34,10 +36,30 @@ public:
     // entries, types the library does not present).
     int objects_left_out() const { return m_left_out; }
 
+    // What the settings file is now: whether it is there, its identity
+    // (device, inode), size, modification time and a hash of its bytes.
+    // The library saves by rename, so every save gives a new inode.
+    struct FileStamp {
+        bool exists = false;
+        std::uint64_t device = 0, inode = 0, size = 0, mtime_ns = 0, hash = 0;
+        bool operator==(const FileStamp& o) const;
+        bool operator!=(const FileStamp& o) const { return !(*this == o); }
+    };
+    // Records the settings file as it is after this session's own read or
+    // write; rebuild() records it itself. Call it after every change.
+    void note_settings_file();
+    // Whether the settings file is no longer as this session last read or
+    // wrote it: another program changed it. Safe to call from any thread
+    // while another uses the library (it reads the file, never the library).
+    bool settings_file_changed_outside() const;
+
 private:
     std::unique_ptr<RPL_REPORT_TOC> m_toc;  // owned
     int m_entries = 0;                      // every entry the build walks
     int m_left_out = 0;
+    std::string m_settings_path;  // the settings file's path, kept for other threads
+    mutable std::mutex m_stamp_lock;
+    FileStamp m_stamp;  // the file after this session's last read or write
 };
 
 // Reads `report_file` ("-": standard input) and opens a session on it.

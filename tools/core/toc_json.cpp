@@ -50,6 +50,15 @@ Json sections_document(const std::vector<const RPL_REPORT_SECTION*>& sections) {
     return out;
 }
 
+Json change_document(const std::vector<const RPL_REPORT_SECTION*>& sections, bool reloaded) {
+    Json list = Json::array();
+    for (const RPL_REPORT_SECTION* section : sections) list.push_back(section_json(*section));
+    Json out = json_document();
+    out["reloaded"] = reloaded;
+    out["sections"] = list;
+    return out;
+}
+
 Json path_document(const std::string* path) {
     Json out = json_document();
     out["path"] = path ? Json(*path) : Json();

@@ -39,6 +39,11 @@ Json toc_json(RPL_REPORT_TOC& toc);
 Json section_document(const RPL_REPORT_SECTION& section);
 // {"format", "sections"}: the given sections.
 Json sections_document(const std::vector<const RPL_REPORT_SECTION*>& sections);
+// {"format", "reloaded", "sections"}: what a change in the viewer touched
+// (/api/mark, /api/set). `reloaded`: the TOC was built again from the
+// settings file first, because another program had changed it; then
+// `sections` is every section, in the order of the TOC's index.
+Json change_document(const std::vector<const RPL_REPORT_SECTION*>& sections, bool reloaded);
 // {"format", "path"}: a path, or null for none.
 Json path_document(const std::string* path);
 

@@ -2,6 +2,8 @@
 
 #include <cctype>
 #include <cstdint>
+#include <cstdio>
+#include <set>
 #include <vector>
 
 #include "tools/core/operations.h"
@@ -23,11 +25,37 @@ struct BadRequest {
 
 HttpResponse toc_response(Session& session) { return json_response(200, toc_json(session.toc())); }
 
-// The TOC after a change, with why the change did not reach the file when
-// it did not: the change stays in memory, as the library keeps it.
-HttpResponse change_response(Session& session, const Outcome<Change>& change) {
-    if (!change.ok()) return refusal_response(change.refusal());
-    HttpResponse response = toc_response(session);
+// Another program's finished change must not be undone by a save of what
+// this session holds: each save rewrites a section's whole block from
+// memory. True when the TOC was built again from the file.
+bool reload_if_changed_outside(Session& session) {
+    if (!session.settings_file_changed_outside()) return false;
+    session.rebuild();
+    return true;
+}
+
+// What a change touched (every section when the TOC was built again
+// first), with why the change did not reach the file when it did not: the
+// change stays in memory, as the library keeps it.
+HttpResponse change_response(Session& session, const Outcome<Change>& change, bool reloaded) {
+    session.note_settings_file();  // the file as this change left it
+    if (!change.ok()) {
+        if (!reloaded) return refusal_response(change.refusal());
+        HttpResponse refused = refusal_response(change.refusal());
+        refused.headers.emplace_back("X-RPL-Reloaded", "1");
+        return refused;
+    }
+    std::vector<const RPL_REPORT_SECTION*> touched;
+    if (reloaded) {
+        touched.assign(session.toc().m_section_index.begin(), session.toc().m_section_index.end());
+    } else {
+        std::set<const RPL_REPORT_SECTION*> seen;
+        for (const RPL_REPORT_SECTION* s : change.result().sections)
+            if (seen.insert(s).second) touched.push_back(s);
+        for (const RPL_REPORT_SECTION* s : change.result().changed)
+            if (seen.insert(s).second) touched.push_back(s);
+    }
+    HttpResponse response = json_response(200, change_document(touched, reloaded));
     const SaveCheck& save = change.result().save;
     if (!save.saved())
         response.headers.emplace_back("X-RPL-Unsaved", header_text(save.settings_file + ": " + save.unsaved));
@@ -129,7 +157,80 @@ HttpResponse answered(Answer answer) {
     }
 }
 
+// 4041 as "4,041".
+std::string grouped(std::size_t n) {
+    std::string digits = std::to_string(n), out;
+    for (std::size_t i = 0; i < digits.size(); ++i) {
+        if (i && (digits.size() - i) % 3 == 0) out += ',';
+        out += digits[i];
+    }
+    return out;
+}
+
+// Runs `work` as the activity `what`, ended however it ends.
+template <class Work>
+HttpResponse as_activity(Activity& activity, const std::string& what, std::size_t expected, Work work) {
+    activity.begin(what, expected);
+    try {
+        HttpResponse out = work();
+        activity.end();
+        return out;
+    } catch (...) {
+        activity.end();
+        throw;
+    }
+}
+
 }  // namespace
+
+void Activity::begin(const std::string& what, std::size_t expected_saves) {
+    std::lock_guard<std::mutex> lock(m_lock);
+    m_busy = true;
+    m_what = what;
+    m_expected = expected_saves;
+    m_done = 0;
+    ++m_begun;
+    m_start = std::chrono::steady_clock::now();
+}
+
+void Activity::advance(std::size_t written, std::size_t total) {
+    std::lock_guard<std::mutex> lock(m_lock);
+    m_done = written;
+    m_expected = total;
+}
+
+std::pair<bool, std::uint64_t> Activity::state() const {
+    std::lock_guard<std::mutex> lock(m_lock);
+    return {m_busy, m_begun};
+}
+
+void Activity::end() {
+    std::lock_guard<std::mutex> lock(m_lock);
+    m_busy = false;
+}
+
+Json Activity::document() const {
+    std::lock_guard<std::mutex> lock(m_lock);
+    Json out = json_document();
+    out["busy"] = m_busy;
+    if (!m_busy) return out;
+    out["what"] = m_what;
+    out["expected_saves"] = m_expected;
+    out["saves_done"] = m_done;
+    out["elapsed_ms"] = std::chrono::duration_cast<std::chrono::milliseconds>(std::chrono::steady_clock::now() - m_start).count();
+    return out;
+}
+
+std::string Activity::sentence() const {
+    std::lock_guard<std::mutex> lock(m_lock);
+    if (!m_busy) return "busy: the viewer is answering another request; try again";
+    double seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - m_start).count();
+    char elapsed[32];
+    std::snprintf(elapsed, sizeof elapsed, "%.1f s", seconds);
+    std::string out = "busy: " + m_what;
+    if (m_expected) out += ", " + grouped(m_expected) + (m_expected == 1 ? " save" : " saves") + " expected";
+    return out + ", " + elapsed + " so far";
+}
 
 HttpResponse api_toc(Session& session) { return toc_response(session); }
 
@@ -148,7 +249,7 @@ HttpResponse api_step(Session& session, const std::string& query, bool forward) 
     });
 }
 
-HttpResponse api_mark(Session& session, const std::string& body) {
+HttpResponse api_mark(Session& session, const std::string& body, Activity& activity) {
     return answered([&] {
         InJson request = body_object(body, {"paths", "marked"});
         if (!request.contains("marked") || !request["marked"].is_boolean())
@@ -163,17 +264,28 @@ HttpResponse api_mark(Session& session, const std::string& body) {
             if (!path.is_string()) throw BadRequest{400, "\"paths\" must list rdb paths, as strings."};
             named.push_back(path.get<std::string>());
         }
-        return change_response(session, mark_sections(session, named, request["marked"].get<bool>()));
+        bool marked = request["marked"].get<bool>();
+        std::string what = std::string(marked ? "marking " : "unmarking ") + named.front();
+        if (named.size() > 1) what += " and " + grouped(named.size() - 1) + " more";
+        return as_activity(activity, what, saves_of_mark(session, named), [&] {
+            bool reloaded = reload_if_changed_outside(session);
+            MarkProgress progress = [&](std::size_t written, std::size_t total) { activity.advance(written, total); };
+            return change_response(session, mark_sections(session, named, marked, progress), reloaded);
+        });
     });
 }
 
-HttpResponse api_set(Session& session, const std::string& body) {
+HttpResponse api_set(Session& session, const std::string& body, Activity& activity) {
     return answered([&] {
         InJson request = body_object(body, {"path", "orientation", "chart_type", "widths", "aligns", "orders"});
         if (!request.contains("path") || !request["path"].is_string())
             throw BadRequest{400, "\"path\" must be the section's rdb path, as a string."};
         SettingsChange change = settings_change(request);
-        return change_response(session, change_settings(session, request["path"].get<std::string>(), change));
+        std::string path = request["path"].get<std::string>();
+        return as_activity(activity, "changing the settings of " + path, 1, [&] {
+            bool reloaded = reload_if_changed_outside(session);
+            return change_response(session, change_settings(session, path, change), reloaded);
+        });
     });
 }
 
@@ -182,6 +294,17 @@ HttpResponse api_settings(Session& session) { return json_response(200, settings
 HttpResponse api_reload(Session& session) {
     session.rebuild();
     return toc_response(session);
+}
+
+HttpResponse api_progress(const Session& session, const Activity& activity) {
+    // While this viewer saves, the file is its own work in progress: an
+    // outside change is told only when no change of its own ran meanwhile.
+    std::pair<bool, std::uint64_t> before = activity.state();
+    bool changed = !before.first && session.settings_file_changed_outside();
+    std::pair<bool, std::uint64_t> after = activity.state();
+    Json out = activity.document();
+    out["outside_change"] = changed && !after.first && after.second == before.second;
+    return json_response(200, out);
 }
 
 HttpResponse api_export(Session& session, ReportFormat format) {

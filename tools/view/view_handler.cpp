@@ -1,7 +1,9 @@
 #include "tools/view/view_handler.h"
 
 #include <cctype>
+#include <chrono>
 #include <exception>
+#include <thread>
 #include <utility>
 
 #include "tools/view/view_api.h"
@@ -19,20 +21,21 @@ const char* const kPagePolicy =
 struct Endpoint {
     const char* path;
     const char* method;
-    HttpResponse (*run)(Session& session, const HttpRequest& request);
+    HttpResponse (*run)(Session& session, const HttpRequest& request, Activity& activity);
 };
 
 const Endpoint kEndpoints[] = {
-    {"/api/toc", "GET", [](Session& s, const HttpRequest&) { return api_toc(s); }},
-    {"/api/section", "GET", [](Session& s, const HttpRequest& r) { return api_section(s, r.query); }},
-    {"/api/next", "GET", [](Session& s, const HttpRequest& r) { return api_step(s, r.query, true); }},
-    {"/api/prev", "GET", [](Session& s, const HttpRequest& r) { return api_step(s, r.query, false); }},
-    {"/api/mark", "POST", [](Session& s, const HttpRequest& r) { return api_mark(s, r.body); }},
-    {"/api/set", "POST", [](Session& s, const HttpRequest& r) { return api_set(s, r.body); }},
-    {"/api/settings", "GET", [](Session& s, const HttpRequest&) { return api_settings(s); }},
-    {"/api/reload", "POST", [](Session& s, const HttpRequest&) { return api_reload(s); }},
-    {"/api/export.html", "GET", [](Session& s, const HttpRequest&) { return api_export(s, ReportFormat::html); }},
-    {"/api/export.txt", "GET", [](Session& s, const HttpRequest&) { return api_export(s, ReportFormat::text); }},
+    {"/api/toc", "GET", [](Session& s, const HttpRequest&, Activity&) { return api_toc(s); }},
+    {"/api/section", "GET", [](Session& s, const HttpRequest& r, Activity&) { return api_section(s, r.query); }},
+    {"/api/next", "GET", [](Session& s, const HttpRequest& r, Activity&) { return api_step(s, r.query, true); }},
+    {"/api/prev", "GET", [](Session& s, const HttpRequest& r, Activity&) { return api_step(s, r.query, false); }},
+    {"/api/mark", "POST", [](Session& s, const HttpRequest& r, Activity& a) { return api_mark(s, r.body, a); }},
+    {"/api/set", "POST", [](Session& s, const HttpRequest& r, Activity& a) { return api_set(s, r.body, a); }},
+    {"/api/settings", "GET", [](Session& s, const HttpRequest&, Activity&) { return api_settings(s); }},
+    {"/api/progress", "GET", nullptr},  // answered without the library: see ViewHandler::api
+    {"/api/reload", "POST", [](Session& s, const HttpRequest&, Activity&) { return api_reload(s); }},
+    {"/api/export.html", "GET", [](Session& s, const HttpRequest&, Activity&) { return api_export(s, ReportFormat::html); }},
+    {"/api/export.txt", "GET", [](Session& s, const HttpRequest&, Activity&) { return api_export(s, ReportFormat::text); }},
 };
 
 const Endpoint* find_endpoint(const std::string& path) {
@@ -145,8 +148,19 @@ HttpResponse ViewHandler::api(const HttpRequest& request) {
     bool get = std::string(endpoint->method) == "GET";
     if (get ? !is_get(request.method) : request.method != endpoint->method) return method_not_allowed(endpoint->method);
     if (!get && !json_content(request)) return error_response(403, "A POST request must have the content type application/json.");
-    std::lock_guard<std::mutex> lock(m_library);
-    return endpoint->run(m_session, request);
+    if (!endpoint->run) return api_progress(m_session, m_activity);
+    // A request never waits behind a long change: it says what holds the
+    // library. Behind another short request it waits its turn.
+    std::unique_lock<std::mutex> lock(m_library, std::defer_lock);
+    while (!lock.try_lock()) {
+        if (m_activity.state().first) {
+            HttpResponse busy = error_response(503, m_activity.sentence() + ".");
+            busy.headers.emplace_back("Retry-After", "1");
+            return busy;
+        }
+        std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    }
+    return endpoint->run(m_session, request, m_activity);
 }
 
 // Whether `value` names this server, "127.0.0.1:PORT" or "localhost:PORT"

@@ -10,6 +10,7 @@
 #include <string>
 
 #include "tools/core/session.h"
+#include "tools/view/view_api.h"
 #include "tools/view/view_http.h"
 
 namespace rpl_toc {
@@ -23,8 +24,10 @@ public:
     ViewHandler(const ViewHandler&) = delete;
     ViewHandler& operator=(const ViewHandler&) = delete;
 
-    // May be called from several threads at once: every use of the library
-    // waits for the one before it.
+    // May be called from several threads at once. The library serves one
+    // request at a time: a request that finds a change running is answered
+    // at once with 503 and what the change is; one that finds another
+    // request in it waits its turn; GET /api/progress never waits.
     HttpResponse handle(const HttpRequest& request);
 
     // The cookie that carries the token after GET /?token=TOKEN. Named for
@@ -44,6 +47,7 @@ private:
     const std::string m_token;
     const int m_port;
     std::mutex m_library;  // held for every request that touches the library
+    Activity m_activity;   // what the holder of m_library is doing
 };
 
 }  // namespace rpl_toc

@@ -29,13 +29,13 @@ function unsavedReason(response) {
   }
 }
 
-async function call(method, path, body) {
+async function call(method, path, body, quiet = false) {
   const init = { method, headers: {}, credentials: 'same-origin', cache: 'no-store' };
   if (body !== undefined) {
     init.headers['Content-Type'] = 'application/json';
     init.body = JSON.stringify(body);
   }
-  busy(+1);
+  if (!quiet) busy(+1);
   try {
     let response;
     try {
@@ -52,7 +52,7 @@ async function call(method, path, body) {
     if (!response.ok) throw new ApiError(response.status, (data && data.error) || `Status ${response.status}.`);
     return { data, unsaved: unsavedReason(response) };
   } finally {
-    busy(-1);
+    if (!quiet) busy(-1);
   }
 }
 
@@ -67,4 +67,6 @@ export const api = {
   set: (change) => call('POST', '/api/set', change),
   settings: () => call('GET', '/api/settings'),
   reload: () => call('POST', '/api/reload', {}),
+  // Never counted as busy: the page asks it while a change runs and now and then.
+  progress: () => call('GET', '/api/progress', undefined, true),
 };

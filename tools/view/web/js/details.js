@@ -11,6 +11,15 @@ const ORIENTATIONS = [
 ];
 const KNOWN_CHART_TYPES = [1, 2];
 
+// What a person typed into a section's column grid and has not applied,
+// by path: field name -> value. It outlives a redraw of the form (after a
+// change of the orientation, a mark, a reload) and goes on Apply.
+const drafts = new Map();
+
+export function unappliedEdits(path) {
+  return drafts.has(path) ? { ...drafts.get(path) } : null;
+}
+
 function element(tag, properties = {}, ...children) {
   const node = document.createElement(tag);
   Object.assign(node, properties);
@@ -100,6 +109,7 @@ function numberInput(name, value, label) {
 function columnsForm(section, onSet) {
   const body = element('tbody');
   const touched = { widths: false, aligns: false, orders: false };
+  const draft = drafts.get(section.path) || {};
   for (let i = 0; i < section.columns; i++) {
     const align = element('select', { name: `align-${i}` });
     align.setAttribute('aria-label', `Alignment of column ${i}`);
@@ -118,7 +128,17 @@ function columnsForm(section, onSet) {
   }
   const head = element('thead', {}, element('tr', {}, ...['Column', 'Width', 'Alignment', 'Display column'].map((t) => element('th', { scope: 'col' }, t))));
   const grid = element('div', { className: 'grid-wrap' }, element('table', { className: 'columns' }, head, body));
-  const apply = element('button', { type: 'submit', className: 'primary', disabled: true }, 'Apply');
+  const lists = { width: 'widths', align: 'aligns', order: 'orders' };
+  for (const [name, value] of Object.entries(draft)) {
+    const field = body.querySelector(`[name="${name}"]`);
+    if (!field) continue;
+    field.value = value;
+    touched[lists[name.split('-')[0]]] = true;
+  }
+  const edited = Object.keys(draft).length > 0;
+  const apply = element('button', { type: 'submit', className: 'primary', disabled: !edited }, 'Apply');
+  const pending = element('p', { className: 'unsaved', hidden: !edited }, 'Unsaved edits: Apply saves them to the settings file.');
+  pending.setAttribute('role', 'status');
   const note = element('p', { className: 'note' }, 'A list is stored only when every column has a value.');
   const collect = (prefix, read) => {
     const out = [];
@@ -136,11 +156,23 @@ function columnsForm(section, onSet) {
     if (touched.orders) out.orders = collect('order', Number);
     return out;
   };
-  const form = changeForm('columns', 'Columns', onSet, change, grid, element('div', { className: 'form-actions' }, apply), note);
+  const form = changeForm('columns', 'Columns', async (request) => {
+    // Applied, what is typed is what the file holds; refused, it stays typed.
+    const kept = drafts.get(section.path);
+    drafts.delete(section.path);
+    try {
+      await onSet(request);
+    } catch (failure) {
+      if (kept) drafts.set(section.path, kept);
+      throw failure;
+    }
+  }, change, grid, element('div', { className: 'form-actions' }, apply, pending), note);
   const touch = (event) => {
-    const list = { width: 'widths', align: 'aligns', order: 'orders' }[event.target.name.split('-')[0]];
+    const list = lists[event.target.name.split('-')[0]];
     touched[list] = true;
     apply.disabled = false;
+    pending.hidden = false;
+    drafts.set(section.path, { ...(drafts.get(section.path) || {}), [event.target.name]: event.target.value });
   };
   body.addEventListener('input', touch);
   body.addEventListener('change', touch);
@@ -157,7 +189,7 @@ function contents(node) {
 
 // `node` is the selected section's node of the tree (its "section" is the
 // SECTION document), or null.
-export function renderDetails(container, node, onSet) {
+export function renderDetails(container, node, onSet, { hidden = false } = {}) {
   const section = node ? node.section : null;
   if (!section) {
     container.replaceChildren(element('p', { className: 'muted' }, 'Select a section in the table of contents.'));
@@ -166,8 +198,13 @@ export function renderDetails(container, node, onSet) {
   const title = element('header', {}, element('h2', {}, section.name), badge(section.kind));
   if (section.row_test_failed) title.append(badge('row test failed', 'warn'));
   const marking = `${section.marked ? 'marked' : 'not marked'}; subtree: ${MARKING_WORDS[section.marking] || section.marking}`;
-  const parts = [
-    title,
+  const parts = [title];
+  if (hidden) {
+    const note = element('p', { className: 'filter-note' }, 'The filter hides this section in the table of contents.');
+    note.setAttribute('role', 'status');
+    parts.push(note);
+  }
+  parts.push(
     facts([
       ['Path', element('span', { className: 'path' }, section.path)],
       ['Kind', `${section.kind} (object type ${section.object_type})`],
@@ -179,7 +216,7 @@ export function renderDetails(container, node, onSet) {
       ['Settings', section.settings_changed ? 'changed: written with every save' : 'as read from the file'],
     ]),
     orientationForm(section, onSet),
-  ];
+  );
   if (section.kind === 'chart') parts.push(chartForm(section, onSet));
   if (section.kind === 'table' && section.columns > 0) parts.push(columnsForm(section, onSet));
   container.replaceChildren(...parts);

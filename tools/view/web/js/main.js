@@ -18,7 +18,7 @@ const state = {
 };
 
 const tree = new TreeView($('tree'), {
-  onSelect: (node) => select(node.section.path),
+  onSelect: (node) => chosen(node.section.path),
   onMark: (node) => toggleMark(node),
 });
 
@@ -52,10 +52,16 @@ async function attempt(work) {
 
 function showDetails(force = false) {
   const node = tree.selected();
-  const json = node ? JSON.stringify(node.section) : '';
+  const hidden = node !== null && tree.hides(node);
+  const json = node ? JSON.stringify(node.section) + hidden : '';
   if (!force && json === state.shownSection) return; // keeps a half-edited form
   state.shownSection = json;
-  renderDetails($('details'), node, change);
+  renderDetails($('details'), node, change, { hidden });
+}
+
+function showNotice(text) {
+  $('notice').textContent = text;
+  $('notice').hidden = !text;
 }
 
 function showToc(document) {
@@ -67,23 +73,119 @@ function showToc(document) {
   showFilterStatus();
 }
 
-async function showSettings() {
+// The settings file, the blocks of `rewritten` paths marked and the first
+// of them scrolled into view.
+async function showSettings(rewritten = []) {
   const { data } = await api.settings();
   state.settings = data;
   $('settings-path').textContent = data.settings_file;
-  $('settings-content').textContent = !data.exists
-    ? '(no settings file yet: the first change writes it)'
-    : data.readable
-      ? data.content || '(empty)'
-      : '(cannot be read)';
+  const pane = $('settings-content');
+  if (!data.exists || !data.readable || !data.content) {
+    pane.textContent = !data.exists ? '(no settings file yet: the first change writes it)' : data.readable ? '(empty)' : '(cannot be read)';
+    return;
+  }
+  const wanted = new Set(rewritten.map((path) => `[${path}]`));
+  if (!wanted.size) {
+    pane.textContent = data.content;
+    return;
+  }
+  const parts = [];
+  let plain = '';
+  let first = null;
+  for (const block of data.content.split(/(?=^\[)/m)) {
+    const head = block.slice(0, block.indexOf('\n') < 0 ? block.length : block.indexOf('\n'));
+    if (!wanted.has(head)) {
+      plain += block;
+      continue;
+    }
+    if (plain) parts.push(plain);
+    plain = '';
+    const mark = document.createElement('mark');
+    mark.className = 'rewritten';
+    mark.textContent = block;
+    parts.push(mark);
+    first = first || mark;
+  }
+  if (plain) parts.push(plain);
+  pane.replaceChildren(...parts);
+  if (first) pane.scrollTop = first.offsetTop - pane.offsetTop - 8;
+  $('settings-title').dataset.rewritten = String(wanted.size);
 }
 
-// After a change: the tree, the section and the file as they now are.
-async function changed(answer) {
+// After a change: its answer's sections merged into the tree, the section
+// and the file with the blocks it rewrote marked.
+async function changed(answer, drawn = () => {}) {
+  state.unsaved = answer.unsaved;
+  const data = answer.data;
+  if (data.reloaded) showNotice('The settings file changed outside this viewer; reloaded it before this change.');
+  const nodes = state.toc.merge(data.sections);
+  tree.refresh(nodes);
+  showDetails();
+  drawn(); // the tree and the section as they now are; the file follows
+  await showSettings(data.reloaded ? [] : data.sections.map((s) => s.path));
+  showBanner();
+}
+
+// A reload: the whole TOC again.
+async function reloaded(answer, why = '') {
   state.unsaved = answer.unsaved;
   showToc(answer.data);
   await showSettings();
+  showNotice(why);
   showBanner();
+}
+
+// ---- A change that takes a while, and changes of others ------------------------
+
+const WORKING_AFTER_MS = 500;
+
+// Runs `work` (a change); when it takes longer than half a second, says
+// what the viewer is doing, the saves it expects and the time so far.
+async function working(work) {
+  let timer = 0;
+  let polling = true;
+  const started = performance.now();
+  const poll = async () => {
+    let text = '';
+    try {
+      const { data } = await api.progress();
+      if (data.busy) {
+        const n = (x) => x.toLocaleString('en');
+        const done = data.saves_done ? `${n(data.saves_done)} of ` : '';
+        const saves = data.expected_saves ? `, ${done}${n(data.expected_saves)} saves expected (one for each section and each of its folders, two for a table or a chart)` : '';
+        text = `Working: ${data.what}${saves}, ${(data.elapsed_ms / 1000).toFixed(1)} s so far`;
+      }
+    } catch {
+      text = '';
+    }
+    if (!polling) return;
+    $('working').textContent = text || `Working, ${((performance.now() - started) / 1000).toFixed(1)} s so far`;
+    $('working').hidden = false;
+    timer = setTimeout(poll, 250);
+  };
+  timer = setTimeout(poll, WORKING_AFTER_MS);
+  try {
+    return await work();
+  } finally {
+    polling = false;
+    clearTimeout(timer);
+    $('working').hidden = true;
+  }
+}
+
+// Another program's change to the settings file: the viewer tells, the page
+// builds its TOC again from the file (and keeps what is typed in its forms).
+async function watchFile() {
+  try {
+    if (document.body.dataset.busy === '0') {
+      const { data } = await api.progress();
+      if (data.outside_change && !data.busy)
+        await attempt(async () => reloaded(await api.reload(), 'The settings file changed outside this viewer; reloaded.'));
+    }
+  } catch {
+    // the banner tells of a server that is gone at the next request
+  }
+  setTimeout(watchFile, 1500);
 }
 
 // ---- Actions ---------------------------------------------------------------
@@ -93,17 +195,24 @@ function select(path) {
   showDetails();
 }
 
+// At narrow widths the details are below the tree: a chosen row brings them into view.
+function chosen(path) {
+  select(path);
+  if (window.matchMedia('(max-width: 760px)').matches) $('details').scrollIntoView({ block: 'start' });
+}
+
 function toggleMark(node) {
   performance.mark('rpl-mark-start');
   return attempt(async () => {
-    await changed(await api.mark([node.section.path], node.section.marking !== 2));
-    performance.mark('rpl-mark-done');
+    await changed(await working(() => api.mark([node.section.path], node.section.marking !== 2)), () =>
+      performance.mark('rpl-mark-done'));
+    performance.mark('rpl-mark-file-shown');
   });
 }
 
 // Sends a settings change; a refusal goes back to the form that made it.
 async function change(request) {
-  const answer = await api.set(request);
+  const answer = await working(() => api.set(request));
   await attempt(() => changed(answer));
 }
 
@@ -136,6 +245,7 @@ function filterChanged() {
   filterTimer = setTimeout(() => {
     tree.setFilter($('filter').value);
     showFilterStatus();
+    showDetails();
   }, 120);
 }
 
@@ -175,11 +285,14 @@ document.addEventListener('keydown', (event) => {
 // ---- Start -------------------------------------------------------------------
 
 $('filter').addEventListener('input', filterChanged);
-$('reload').addEventListener('click', () => attempt(async () => changed(await api.reload())));
+$('reload').addEventListener('click', () => attempt(async () => reloaded(await api.reload())));
 
 attempt(async () => {
   showToc((await api.toc()).data);
   // The benchmarks time the first paint of the tree from here.
   requestAnimationFrame(() => setTimeout(() => performance.mark('rpl-tree-painted'), 0));
   await showSettings();
-}).then(() => $('tree').focus({ preventScroll: true }));
+}).then(() => {
+  $('tree').focus({ preventScroll: true });
+  setTimeout(watchFile, 1500);
+});

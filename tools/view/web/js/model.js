@@ -39,6 +39,20 @@ export class Toc {
     }
   }
 
+  // Takes the SECTIONs of a change's answer in place of those held; the
+  // nodes they belong to, for redrawing.
+  merge(sections) {
+    const touched = [];
+    for (const section of sections) {
+      const node = this.byPath.get(section.path);
+      if (!node) continue;
+      node.section = section;
+      this.document.sections[node.index] = section;
+      touched.push(node);
+    }
+    return touched;
+  }
+
   node(path) {
     return this.byPath.get(path) || null;
   }

@@ -29,6 +29,23 @@ export class TreeView {
     this.render();
   }
 
+  // Redraws the marks of `nodes` whose rows are drawn.
+  refresh(nodes) {
+    for (const node of nodes) {
+      const row = this.row(node);
+      if (!row) continue;
+      row.setAttribute('aria-checked', checkedState(node.section.marking));
+      const box = row.querySelector(':scope > .line > input[type="checkbox"]');
+      box.checked = node.section.marking === 2;
+      box.indeterminate = node.section.marking === 1;
+    }
+  }
+
+  // Whether the filter leaves `node` out of the tree.
+  hides(node) {
+    return this.filterShown !== null && !this.filterShown.has(node);
+  }
+
   selected() {
     return this.selectedPath === null ? null : this.toc.node(this.selectedPath);
   }
