@@ -64,9 +64,10 @@
 // The largest file rpl_read_file reads: 16 MiB. A settings file holds a few
 // lines per section (about 80 bytes; a table's column lists about 10 bytes
 // a column). A report whose every section has a block writes about 1 MB
-// for 10,000 sections, which already take a minute to build, since every
-// section loads the whole file. The limit leaves 16 times that; a load of
-// a file at the limit (some 200,000 blocks) takes about 0.2 s.
+// for 10,000 sections, and building its TOC loads that file 14,000 times,
+// since every section loads the whole file. The limit leaves 16 times
+// that; a whole-store load of a file at the limit (some 200,000 blocks)
+// takes about 0.2 s.
 const std::size_t RPL_MAX_FILE_SIZE = std::size_t(16) << 20;
 
 enum RPL_READ_RESULT {

@@ -7,7 +7,6 @@
 #include <unistd.h>
 
 #include <cerrno>
-#include <climits>
 #include <cstdio>
 #include <cstring>
 
@@ -44,31 +43,12 @@ std::string open_reason(const std::string& path) {
     return std::string();
 }
 
-// Where the link at `link` leads, as a path from where the link lies; empty
-// when it cannot be read.
-std::string link_destination(const std::string& link) {
-    char buffer[PATH_MAX];
-    ssize_t length = ::readlink(link.c_str(), buffer, sizeof buffer);
-    if (length <= 0 || static_cast<std::size_t>(length) >= sizeof buffer) return std::string();
-    std::string destination(buffer, static_cast<std::size_t>(length));
-    if (destination[0] == '/') return destination;
-    return directory_of(link) + "/" + destination;
-}
-
-// Whether `path`, or a link it leads to, is a symbolic link that a save
-// does not follow: owned by neither the saving user nor the owner of the
-// directory holding it. As many links as the kernel follows in one path.
+// Whether a save would refuse to follow a symbolic link in `path`'s place
+// (one owned by neither the saving user nor the directory's owner): the
+// library's own answer, so the tool cannot drift from its rule.
 bool leads_through_a_link_of_another_user(const std::string& path) {
-    std::string at = path;
-    for (int links = 0; links < 40 && !at.empty(); ++links) {
-        struct stat link;
-        if (::lstat(at.c_str(), &link) != 0 || !S_ISLNK(link.st_mode)) return false;
-        struct stat directory;
-        bool directory_owner = ::stat(directory_of(at).c_str(), &directory) == 0 && directory.st_uid == link.st_uid;
-        if (link.st_uid != ::geteuid() && !directory_owner) return true;
-        at = link_destination(at);
-    }
-    return false;
+    string target;
+    return !rpl_save_target(to_rpl(path), target);
 }
 
 }  // namespace
