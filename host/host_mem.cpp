@@ -157,7 +157,7 @@ bool pools_enabled() {
 // again would otherwise have the C library give the memory back to the
 // system and fault it in anew every time.
 const std::size_t LARGE_KEPT = 4;
-const std::size_t LARGE_KEPT_LIMIT = 16 * 1024 * 1024;  // larger blocks go back at once
+const std::size_t LARGE_KEPT_LIMIT = 32 * 1024 * 1024;  // a settings file at its size limit fits; larger go back
 
 struct LARGE_BLOCKS {
     void* blocks[LARGE_KEPT] = {};
