@@ -118,6 +118,9 @@ class ViewerPage(unittest.TestCase):
         self.driver.get_log('browser')  # drop what earlier tests left
 
     def stop_viewer(self):
+        # Leave the page first: it polls the viewer, and a poll of a stopped
+        # viewer would be logged as an error in the next test's page.
+        self.driver.get('about:blank')
         self.assertEqual(self.viewer.stop(), 0)
 
     # ---- helpers ------------------------------------------------------------
