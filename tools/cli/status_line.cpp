@@ -85,12 +85,6 @@ void StatusLine::show(double seconds) {
     m_shown = text;
 }
 
-std::string with_separators(std::size_t n) {
-    std::string digits = std::to_string(n);
-    for (std::size_t at = digits.size(); at > 3; at -= 3) digits.insert(at - 3, ",");
-    return digits;
-}
-
 std::string time_so_far(double seconds) {
     if (seconds < 1) return std::string();
     return "; " + std::to_string(static_cast<long>(seconds)) + " s so far";

@@ -43,8 +43,6 @@ private:
     std::thread m_thread;
 };
 
-// "5,151": a count as a person reads it.
-std::string with_separators(std::size_t n);
 // "; 3 s so far" once a second has passed, else nothing.
 std::string time_so_far(double seconds);
 

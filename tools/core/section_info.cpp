@@ -86,4 +86,10 @@ std::string kind_summary(const RPL_REPORT_SECTION& section) {
     return out;
 }
 
+std::string with_separators(std::size_t n) {
+    std::string digits = std::to_string(n);
+    for (std::size_t at = digits.size(); at > 3; at -= 3) digits.insert(at - 3, ",");
+    return digits;
+}
+
 }  // namespace rpl_toc

@@ -3,6 +3,7 @@
 #ifndef TOOLS_CORE_SECTION_INFO_H
 #define TOOLS_CORE_SECTION_INFO_H
 
+#include <cstddef>
 #include <string>
 #include <utility>
 #include <vector>
@@ -18,6 +19,8 @@ namespace rpl_toc {
 std::string printable(const std::string& text);
 // printable(text) in single quotes, as messages quote a path or a value.
 std::string quoted(const std::string& text);
+// "5,151": a count as a person reads it.
+std::string with_separators(std::size_t n);
 
 // "folder", "text", "table", "chart", "embedded", "summary" or "gauges"
 // ("section" for a plain section, which the builder never makes).

@@ -157,16 +157,6 @@ HttpResponse answered(Answer answer) {
     }
 }
 
-// 4041 as "4,041".
-std::string grouped(std::size_t n) {
-    std::string digits = std::to_string(n), out;
-    for (std::size_t i = 0; i < digits.size(); ++i) {
-        if (i && (digits.size() - i) % 3 == 0) out += ',';
-        out += digits[i];
-    }
-    return out;
-}
-
 // Runs `work` as the activity `what`, ended however it ends.
 template <class Work>
 HttpResponse as_activity(Activity& activity, const std::string& what, std::size_t expected, Work work) {
@@ -228,7 +218,7 @@ std::string Activity::sentence() const {
     char elapsed[32];
     std::snprintf(elapsed, sizeof elapsed, "%.1f s", seconds);
     std::string out = "busy: " + m_what;
-    if (m_expected) out += ", " + grouped(m_expected) + (m_expected == 1 ? " save" : " saves") + " expected";
+    if (m_expected) out += ", " + with_separators(m_expected) + (m_expected == 1 ? " save" : " saves") + " expected";
     return out + ", " + elapsed + " so far";
 }
 
@@ -266,7 +256,7 @@ HttpResponse api_mark(Session& session, const std::string& body, Activity& activ
         }
         bool marked = request["marked"].get<bool>();
         std::string what = std::string(marked ? "marking " : "unmarking ") + named.front();
-        if (named.size() > 1) what += " and " + grouped(named.size() - 1) + " more";
+        if (named.size() > 1) what += " and " + with_separators(named.size() - 1) + " more";
         return as_activity(activity, what, saves_of_mark(session, named), [&] {
             bool reloaded = reload_if_changed_outside(session);
             MarkProgress progress = [&](std::size_t written, std::size_t total) { activity.advance(written, total); };
