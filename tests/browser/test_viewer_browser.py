@@ -190,6 +190,14 @@ class ViewerPage(unittest.TestCase):
         self.driver.save_screenshot(path)
         return path
 
+    def view_folder_of_texts(self, count):
+        """Views, in place of design_flow, a report whose main folder ||Large holds `count` texts."""
+        self.assertEqual(self.viewer.stop(), 0)
+        files = tempfile.mkdtemp(prefix='rpl-view-report-')
+        self.addCleanup(shutil.rmtree, files, True)
+        self.viewer = Viewer(write_report(os.path.join(files, 'large.json'), {'type': 1, 'name': 'Large', 'children': [
+            {'type': 3, 'name': 'Text %04d' % i} for i in range(count)]}))
+
     def assert_no_console_errors(self):
         errors = [entry for entry in self.driver.get_log('browser') if entry['level'] == 'SEVERE']
         self.assertEqual(errors, [])
@@ -355,11 +363,7 @@ class ViewerPage(unittest.TestCase):
         self.screenshot('unreadable')
 
     def test_a_large_folder_draws_its_rows_in_chunks(self):
-        self.assertEqual(self.viewer.stop(), 0)
-        files = tempfile.mkdtemp(prefix='rpl-view-report-')
-        self.addCleanup(shutil.rmtree, files, True)
-        self.viewer = Viewer(write_report(os.path.join(files, 'large.json'), {'type': 1, 'name': 'Large', 'children': [
-            {'type': 3, 'name': 'Text %04d' % i} for i in range(1200)]}))
+        self.view_folder_of_texts(1200)
         self.open_page('||Large')
         rows = lambda: len(self.driver.find_elements(By.CSS_SELECTOR, '[role="treeitem"]'))
         self.assertEqual(rows(), 501)  # the main folder and its first 500 sections
@@ -449,11 +453,7 @@ class ViewerPage(unittest.TestCase):
         self.assert_no_console_errors()
 
     def test_a_long_mark_says_what_it_is_doing(self):
-        self.assertEqual(self.viewer.stop(), 0)
-        files = tempfile.mkdtemp(prefix='rpl-view-report-')
-        self.addCleanup(shutil.rmtree, files, True)
-        self.viewer = Viewer(write_report(os.path.join(files, 'large.json'), {'type': 1, 'name': 'Large', 'children': [
-            {'type': 3, 'name': 'Text %04d' % i} for i in range(3000)]}))
+        self.view_folder_of_texts(3000)
         self.open_page('||Large')
         self.line('||Large').find_element(By.CSS_SELECTOR, 'input[type="checkbox"]').click()
         working = self.driver.find_element(By.ID, 'working')

@@ -10,10 +10,13 @@
 namespace rpl_toc {
 namespace {
 
-bool library_loads(const std::string& settings_file) {
+// Whether the library loads the file as a section does (the whole file
+// read, only that section's block kept): a file it cannot load is one no
+// save reached.
+bool library_loads(const std::string& settings_file, const string& section) {
     RPL_REPORT_SETTINGS_FILE file;
     file.m_filename = to_rpl(settings_file);
-    return file.read_from_disk();
+    return file.read_section_from_disk(section);
 }
 
 // What the library reads from the file for `held`'s path, into a blank
@@ -50,7 +53,7 @@ bool held_by_file(RPL_REPORT_TOC& toc, const std::vector<const RPL_REPORT_SECTIO
 SaveCheck check_saved(Session& session, const std::vector<const RPL_REPORT_SECTION*>& written) {
     SaveCheck check;
     check.settings_file = session.settings_file();
-    if (!library_loads(check.settings_file)) {
+    if (!library_loads(check.settings_file, written.empty() ? string() : written.front()->m_rdb_path)) {
         check.unsaved = unreadable_reason(check.settings_file);
         if (check.unsaved.empty()) check.unsaved = "cannot be read";
         return check;
