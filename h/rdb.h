@@ -11,6 +11,7 @@
 #include <cstdint>
 #include <memory>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "h/gen_string.h"
@@ -53,6 +54,22 @@ class RDB_ROW_TEST_OBJECT;
 class RDB_CHART_TABLE_OBJECT;
 class RDB_GAUGES_OBJECT;
 class RDB_EMBEDDED_OBJECT;
+class RDB_CMP_SUMMARY_OBJECT;
+
+// ---- Contents --------------------------------------------------------------
+// What a report's objects show: a table's headings and cells, a text, a
+// gauge's reading, a summary's items. The library never reads them; the
+// host's report viewer and report-file writer do, through the accessors
+// marked "contents" below, while they hold the report.
+
+// One cell of a table: empty, a text, or a number together with the text
+// it was written as (so "0.250" prints as it was given).
+struct RDB_CELL {
+    enum KIND : unsigned char { EMPTY, TEXT, NUMBER };
+    KIND kind = EMPTY;
+    double number = 0.0;
+    std::string text;
+};
 
 // Base of every object of a report tree. A plain RDB_OBJECT may carry any
 // type code: its downcasts are all null, which is how tests make an object
@@ -74,6 +91,10 @@ public:
     virtual RDB_CHART_TABLE_OBJECT* dynamic_cast_to_RDB_CHART_TABLE_OBJECT();
     virtual RDB_GAUGES_OBJECT* dynamic_cast_to_RDB_GAUGES_OBJECT();
     virtual RDB_EMBEDDED_OBJECT* dynamic_cast_to_RDB_EMBEDDED_OBJECT();
+    // Contents: the summary's view, for the viewer and writer. Kept after
+    // the library's downcasts so their places in the table of virtual
+    // operations stay as the library expects.
+    virtual RDB_CMP_SUMMARY_OBJECT* dynamic_cast_to_RDB_CMP_SUMMARY_OBJECT();
 
     // The object type code; the same value on every call.
     int get_type() const;
@@ -138,8 +159,13 @@ public:
     RDB_TEXT_OBJECT* dynamic_cast_to_RDB_TEXT_OBJECT() override;
     bool is_html() const;
 
+    // Contents: the text itself, plain or HTML as is_html says.
+    const std::string& get_text() const { return m_text; }
+    void set_text(const std::string& text) { m_text = text; }
+
 private:
     bool m_html;
+    std::string m_text;
 };
 
 // A table. `type` is RDB_OBJECT_TYPE_TABLE, _TABLE_2 or _TABLE_3.
@@ -150,10 +176,21 @@ public:
     std::uint32_t get_number_of_columns() const;
     int get_number_of_rows() const;
     void set_number_of_rows(int rows) { m_rows = rows; }  // stand-in administration
+    void set_number_of_columns(std::uint32_t columns) { m_columns = columns; }
+
+    // Contents: one heading per column (fewer when not every column has
+    // one) and the rows of cells as given; a row may be shorter than the
+    // columns, its missing cells read as empty.
+    const std::vector<std::string>& get_headings() const { return m_headings; }
+    const std::vector<std::vector<RDB_CELL>>& get_cells() const { return m_cells; }
+    void set_headings(std::vector<std::string> headings) { m_headings = std::move(headings); }
+    void set_cells(std::vector<std::vector<RDB_CELL>> cells) { m_cells = std::move(cells); }
 
 private:
     std::uint32_t m_columns;
     int m_rows;
+    std::vector<std::string> m_headings;
+    std::vector<std::vector<RDB_CELL>> m_cells;
 };
 
 // The yes/no-per-row view some tables offer.
@@ -199,8 +236,9 @@ private:
 // The record of one gauge; the library reads is_percentage only.
 struct RDB_GAUGE_DATA {
     double m_value = 0.0;
-    double m_limit = 0.0;
+    double m_limit = 0.0;  // the gauge's maximum; 0 when the report gives none
     bool is_percentage = false;
+    std::string m_name;  // contents: what the gauge measures
 };
 
 class RDB_GAUGES_OBJECT : public RDB_OBJECT {
@@ -211,6 +249,8 @@ public:
     RDB_GAUGE_DATA* get_data_at(unsigned int index);
 
     void add_gauge(bool is_percentage);
+    // Contents: a gauge with its reading.
+    void add_gauge(const RDB_GAUGE_DATA& gauge);
     // A missing record: get_data_at answers null at this index.
     void add_gap();
 
@@ -229,6 +269,21 @@ public:
 private:
     RDB_EMBEDDED_OBJECT_EMBEDDED_TYPE_ENUM m_embedded_type;
     std::string m_info;
+};
+
+// A compilation summary: name and value pairs, in order. The library
+// builds its section from the type code alone and never downcasts to it.
+class RDB_CMP_SUMMARY_OBJECT : public RDB_OBJECT {
+public:
+    explicit RDB_CMP_SUMMARY_OBJECT(const std::string& name);
+    RDB_CMP_SUMMARY_OBJECT* dynamic_cast_to_RDB_CMP_SUMMARY_OBJECT() override;
+
+    // Contents.
+    const std::vector<std::pair<std::string, std::string>>& get_items() const { return m_items; }
+    void add_item(const std::string& name, const std::string& value) { m_items.emplace_back(name, value); }
+
+private:
+    std::vector<std::pair<std::string, std::string>> m_items;
 };
 
 // One report: a main folder (owned, may be absent).

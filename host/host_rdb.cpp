@@ -39,6 +39,7 @@ RDB_ROW_TEST_OBJECT* RDB_OBJECT::dynamic_cast_to_RDB_ROW_TEST_OBJECT() { return 
 RDB_CHART_TABLE_OBJECT* RDB_OBJECT::dynamic_cast_to_RDB_CHART_TABLE_OBJECT() { return nullptr; }
 RDB_GAUGES_OBJECT* RDB_OBJECT::dynamic_cast_to_RDB_GAUGES_OBJECT() { return nullptr; }
 RDB_EMBEDDED_OBJECT* RDB_OBJECT::dynamic_cast_to_RDB_EMBEDDED_OBJECT() { return nullptr; }
+RDB_CMP_SUMMARY_OBJECT* RDB_OBJECT::dynamic_cast_to_RDB_CMP_SUMMARY_OBJECT() { return nullptr; }
 
 int RDB_OBJECT::get_type() const { return m_type; }
 string RDB_OBJECT::get_name() const { return to_rpl(m_name); }
@@ -104,6 +105,9 @@ void RDB_GAUGES_OBJECT::add_gauge(bool is_percentage) {
     gauge->is_percentage = is_percentage;
     m_gauges.push_back(std::move(gauge));
 }
+void RDB_GAUGES_OBJECT::add_gauge(const RDB_GAUGE_DATA& gauge) {
+    m_gauges.push_back(std::make_unique<RDB_GAUGE_DATA>(gauge));
+}
 void RDB_GAUGES_OBJECT::add_gap() { m_gauges.push_back(nullptr); }
 
 RDB_EMBEDDED_OBJECT::RDB_EMBEDDED_OBJECT(const std::string& name, RDB_EMBEDDED_OBJECT_EMBEDDED_TYPE_ENUM type,
@@ -112,6 +116,10 @@ RDB_EMBEDDED_OBJECT::RDB_EMBEDDED_OBJECT(const std::string& name, RDB_EMBEDDED_O
 RDB_EMBEDDED_OBJECT* RDB_EMBEDDED_OBJECT::dynamic_cast_to_RDB_EMBEDDED_OBJECT() { return this; }
 RDB_EMBEDDED_OBJECT_EMBEDDED_TYPE_ENUM RDB_EMBEDDED_OBJECT::get_embedded_type() const { return m_embedded_type; }
 string RDB_EMBEDDED_OBJECT::get_info_str() const { return to_rpl(m_info); }
+
+RDB_CMP_SUMMARY_OBJECT::RDB_CMP_SUMMARY_OBJECT(const std::string& name)
+    : RDB_OBJECT(RDB_OBJECT_TYPE_CMP_SUMMARY, name) {}
+RDB_CMP_SUMMARY_OBJECT* RDB_CMP_SUMMARY_OBJECT::dynamic_cast_to_RDB_CMP_SUMMARY_OBJECT() { return this; }
 
 RDB_REPORT::RDB_REPORT(RDB_FOLDER_OBJECT* main_folder) : m_main_folder(main_folder) {}
 RDB_REPORT::~RDB_REPORT() { delete m_main_folder; }

@@ -95,6 +95,7 @@ const json* field(const json& object, const char* key) {
 // of the place it is at, so every error can name it.
 class Builder {
 public:
+    explicit Builder(int max_depth) : m_max_depth(max_depth) {}
     ReportFile report(const json& doc);
 
 private:
@@ -126,6 +127,17 @@ private:
         std::vector<bool> read_bool_array(const char* key) override {
             return m_builder.read_bool_array(m_object, key);
         }
+        std::vector<std::string> read_string_array(const char* key) override {
+            return m_builder.read_string_array(m_object, key);
+        }
+        std::vector<std::vector<RDB_CELL>> read_cells(const char* key, std::uint64_t max_columns) override {
+            return m_builder.read_cells(m_object, key, max_columns);
+        }
+        std::vector<RDB_GAUGE_DATA> read_gauges(const char* key) override { return m_builder.read_gauges(m_object, key); }
+        std::vector<std::pair<std::string, std::string>> read_items(const char* key) override {
+            return m_builder.read_items(m_object, key);
+        }
+        [[noreturn]] void refuse(const char* key, const std::string& what) override { m_builder.fail_at(key, what); }
         void read_children(RDB_FOLDER_OBJECT& folder) override { m_builder.read_children(m_object, folder); }
 
     private:
@@ -144,6 +156,13 @@ private:
     bool read_bool(const json& object, const char* key);
     std::int64_t read_integer(const json& object, const char* key, const IntRange& range, std::int64_t fallback);
     std::vector<bool> read_bool_array(const json& object, const char* key);
+    std::vector<std::string> read_string_array(const json& object, const char* key);
+    std::vector<std::vector<RDB_CELL>> read_cells(const json& object, const char* key, std::uint64_t max_columns);
+    RDB_CELL read_cell(const json& value);
+    std::vector<RDB_GAUGE_DATA> read_gauges(const json& object, const char* key);
+    RDB_GAUGE_DATA read_gauge(const json& value);
+    double read_number(const json& object, const char* key);
+    std::vector<std::pair<std::string, std::string>> read_items(const json& object, const char* key);
     void read_children(const json& object, RDB_FOLDER_OBJECT& folder);
 
     std::unique_ptr<RDB_FOLDER_OBJECT> main_folder(const json& root);
@@ -152,6 +171,8 @@ private:
     void add_children(RDB_FOLDER_OBJECT& folder, const json& children);
     void count_row_tested_rows(RDB_OBJECT& built, const json& object);
 
+    int m_max_depth;   // levels below the main folder an object may lie at
+    int m_level = 0;   // of the folder whose children are being read
     std::string m_at;  // JSON pointer of the value being read
     std::int64_t m_row_tested_rows = 0;  // of the tables read so far
 };
@@ -245,6 +266,124 @@ std::vector<bool> Builder::read_bool_array(const json& object, const char* key) 
     return out;
 }
 
+std::vector<std::string> Builder::read_string_array(const json& object, const char* key) {
+    std::vector<std::string> out;
+    const json* value = field(object, key);
+    if (!value) return out;
+    Step step(m_at, key);
+    if (!value->is_array()) fail("expected an array of strings");
+    for (std::size_t i = 0; i < value->size(); ++i) {
+        if (!(*value)[i].is_string()) fail_at(std::to_string(i), "expected a string");
+        out.push_back((*value)[i].get<std::string>());
+    }
+    return out;
+}
+
+// A number keeps the text JSON wrote it as, so a cell shows "0.250" as the
+// report gave it rather than as the parser rounds it.
+RDB_CELL Builder::read_cell(const json& value) {
+    RDB_CELL cell;
+    if (value.is_null()) return cell;
+    if (value.is_string()) {
+        cell.kind = RDB_CELL::TEXT;
+        cell.text = value.get<std::string>();
+    } else if (value.is_number()) {
+        cell.kind = RDB_CELL::NUMBER;
+        cell.number = value.get<double>();
+        cell.text = value.dump();
+    } else {
+        fail("expected a string, a number or null");
+    }
+    return cell;
+}
+
+std::vector<std::vector<RDB_CELL>> Builder::read_cells(const json& object, const char* key, std::uint64_t max_columns) {
+    std::vector<std::vector<RDB_CELL>> out;
+    const json* rows = field(object, key);
+    if (!rows) return out;
+    Step step(m_at, key);
+    if (!rows->is_array()) fail("expected an array of rows");
+    out.reserve(rows->size());
+    for (std::size_t r = 0; r < rows->size(); ++r) {
+        Step row_step(m_at, std::to_string(r));
+        const json& row = (*rows)[r];
+        if (!row.is_array()) fail("expected a row: an array of strings, numbers and nulls");
+        if (row.size() > max_columns)
+            fail("a row of " + std::to_string(row.size()) + " cells; the table has " + std::to_string(max_columns) +
+                 (max_columns == 1 ? " column" : " columns"));
+        std::vector<RDB_CELL> cells;
+        cells.reserve(row.size());
+        for (std::size_t c = 0; c < row.size(); ++c) {
+            Step cell_step(m_at, std::to_string(c));
+            cells.push_back(read_cell(row[c]));
+        }
+        out.push_back(std::move(cells));
+    }
+    return out;
+}
+
+double Builder::read_number(const json& object, const char* key) {
+    const json* value = field(object, key);
+    if (!value) return 0.0;
+    if (!value->is_number()) fail_at(key, "expected a number");
+    return value->get<double>();
+}
+
+RDB_GAUGE_DATA Builder::read_gauge(const json& value) {
+    RDB_GAUGE_DATA gauge;
+    if (value.is_boolean()) {
+        gauge.is_percentage = value.get<bool>();
+        return gauge;
+    }
+    if (!value.is_object()) fail("expected true, false or a gauge object");
+    for (auto it = value.begin(); it != value.end(); ++it)
+        if (it.key() != "name" && it.key() != "value" && it.key() != "maximum" && it.key() != "percentage")
+            fail_at(it.key(), "unknown field");
+    gauge.m_name = read_string(value, "name");
+    gauge.m_value = read_number(value, "value");
+    gauge.m_limit = read_number(value, "maximum");
+    gauge.is_percentage = read_bool(value, "percentage");
+    return gauge;
+}
+
+std::vector<RDB_GAUGE_DATA> Builder::read_gauges(const json& object, const char* key) {
+    std::vector<RDB_GAUGE_DATA> out;
+    const json* value = field(object, key);
+    if (!value) return out;
+    Step step(m_at, key);
+    if (!value->is_array()) fail("expected an array of gauges");
+    for (std::size_t i = 0; i < value->size(); ++i) {
+        Step item(m_at, std::to_string(i));
+        out.push_back(read_gauge((*value)[i]));
+    }
+    return out;
+}
+
+std::vector<std::pair<std::string, std::string>> Builder::read_items(const json& object, const char* key) {
+    std::vector<std::pair<std::string, std::string>> out;
+    const json* value = field(object, key);
+    if (!value) return out;
+    Step step(m_at, key);
+    if (!value->is_array()) fail("expected an array of items");
+    for (std::size_t i = 0; i < value->size(); ++i) {
+        Step item(m_at, std::to_string(i));
+        const json& entry = (*value)[i];
+        if (!entry.is_object()) fail("expected an object with \"name\" and \"value\"");
+        for (auto it = entry.begin(); it != entry.end(); ++it)
+            if (it.key() != "name" && it.key() != "value") fail_at(it.key(), "unknown field");
+        const json* item_value = field(entry, "value");
+        std::string text;
+        if (item_value && item_value->is_string())
+            text = item_value->get<std::string>();
+        else if (item_value && item_value->is_number())
+            text = item_value->dump();
+        else if (item_value && !item_value->is_null())
+            fail_at("value", "expected a string or a number");
+        out.emplace_back(read_string(entry, "name"), text);
+    }
+    return out;
+}
+
 void Builder::read_children(const json& object, RDB_FOLDER_OBJECT& folder) {
     const json* children = field(object, "children");
     if (!children) return;
@@ -318,6 +457,14 @@ void Builder::count_row_tested_rows(RDB_OBJECT& built, const json& object) {
 }
 
 void Builder::add_children(RDB_FOLDER_OBJECT& folder, const json& children) {
+    if (!children.empty() && m_level >= m_max_depth)
+        fail("nesting too deep: rpl-toc reads objects at most " + std::to_string(m_max_depth) +
+             " levels below the main folder");
+    struct Level {
+        int& level;
+        explicit Level(int& l) : level(l) { ++level; }
+        ~Level() { --level; }
+    } below(m_level);
     for (std::size_t i = 0; i < children.size(); ++i) {
         const json& value = children[i];
         if (value.is_null()) {
@@ -336,8 +483,10 @@ void Builder::add_children(RDB_FOLDER_OBJECT& folder, const json& children) {
 ReportLoad load_report_json(const std::string& json_text, int max_depth) {
     ReportLoad out;
     // An object at level k (the main folder is level 0) is at JSON depth
-    // 2 + 2k, and its arrays ("children", "row_test", "gauges") one deeper.
-    std::size_t limit = 3 + 2 * static_cast<std::size_t>(max_depth < 0 ? 0 : max_depth);
+    // 2 + 2k, its arrays ("children", "row_test", "gauges", "cells") one
+    // deeper and the rows, gauges and items in them two deeper. The bracket
+    // count bounds what the parser builds; the walk checks the levels.
+    std::size_t limit = 4 + 2 * static_cast<std::size_t>(max_depth < 0 ? 0 : max_depth);
     try {
         std::size_t deep = too_deep_at(json_text, limit);
         if (deep != std::string::npos) {
@@ -346,7 +495,7 @@ ReportLoad load_report_json(const std::string& json_text, int max_depth) {
             return out;
         }
         json doc = json::parse(json_text);
-        out.report = Builder().report(doc);
+        out.report = Builder(max_depth).report(doc);
     } catch (const LoadError& e) {
         out.error = e.message;
     } catch (const json::parse_error& e) {

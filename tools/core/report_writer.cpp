@@ -9,7 +9,10 @@
 #include <sstream>
 #include <vector>
 
+#include "tools/core/presentation.h"
+#include "tools/core/section_contents.h"
 #include "tools/core/section_info.h"
+#include "tools/core/style_files.h"
 
 namespace rpl_toc {
 namespace {
@@ -86,15 +89,15 @@ std::string orientation_name(int orientation) {
     return "orientation " + std::to_string(orientation);
 }
 
-// Every labelled value a section has in the file, header and footer first.
-std::vector<std::pair<std::string, std::string>> details(const RPL_REPORT_SECTION& section) {
+// A folder has no contents of its own: its header and footer stand for it.
+std::vector<std::pair<std::string, std::string>> folder_details(const RPL_REPORT_SECTION& section) {
     std::vector<std::pair<std::string, std::string>> out;
     if (!section.m_header.empty()) out.emplace_back("header", printable(to_std(section.m_header)));
     if (!section.m_footer.empty()) out.emplace_back("footer", printable(to_std(section.m_footer)));
-    if (section.m_page_orientation != 1) out.emplace_back("orientation", orientation_name(section.m_page_orientation));
-    for (auto& value : kind_values(section, false)) out.emplace_back(value.first, printable(value.second));
     return out;
 }
+
+bool is_folder(const RPL_REPORT_SECTION& section) { return section.dynamic_cast_to_RPL_FOLDER() != nullptr; }
 
 std::string report_title(RPL_REPORT_TOC& toc) {
     return "Report \"" + printable(to_std(toc.m_report_name)) + "\", type " + std::to_string(toc.m_report_type) + " (" +
@@ -119,12 +122,30 @@ std::string left_out_label(const LeftOut& l) {
 
 // ---- Text ---------------------------------------------------------------------
 
-void text_entry(std::ostream& out, const Entry& entry) {
+// A section's contents go under its title, indented as its number is;
+// the page's width, less that indent, is what a text line may fill.
+void text_entry(std::ostream& out, const Entry& entry, BorrowedReport& report) {
     std::string indent(2 * static_cast<std::size_t>(entry.level), ' ');
     const RPL_REPORT_SECTION& s = *entry.section;
-    out << '\n' << indent << entry.number << ' ' << name_of(s) << "  [" << section_kind(s) << "]\n";
-    std::string detail_indent = indent + std::string(entry.number.size() + 1, ' ');
-    for (const auto& value : details(s)) out << detail_indent << value.first << ": " << value.second << '\n';
+    out << '\n' << indent << entry.number << ' ' << name_of(s) << "  [" << section_kind(s) << "]";
+    if (s.m_page_orientation != 1) out << "  (" << orientation_name(s.m_page_orientation) << " page)";
+    out << '\n';
+    std::string body_indent = indent + std::string(entry.number.size() + 1, ' ');
+    if (is_folder(s)) {
+        for (const auto& value : folder_details(s)) out << body_indent << value.first << ": " << value.second << '\n';
+        return;
+    }
+    Layout layout = layout_of(s);
+    std::size_t page = page_width(layout.orientation);
+    std::size_t width = page > body_indent.size() + 20 ? page - body_indent.size() : 20;
+    std::string body = render_text(s, report.object_of(s), layout, width);
+    for (std::size_t start = 0; start < body.size();) {
+        std::size_t end = body.find('\n', start);
+        if (end == std::string::npos) end = body.size();
+        std::string line = body.substr(start, end - start);
+        out << (line.empty() ? "" : body_indent) << line << '\n';
+        start = end + 1;
+    }
 }
 
 void text_left_out(std::ostream& out, const Contents& c) {
@@ -135,30 +156,15 @@ void text_left_out(std::ostream& out, const Contents& c) {
     }
 }
 
-std::string text_report(RPL_REPORT_TOC& toc, const Contents& c) {
+std::string text_report(RPL_REPORT_TOC& toc, const Contents& c, BorrowedReport& report) {
     std::ostringstream out;
     out << report_title(toc) << '\n' << count_line(c) << '\n';
-    for (const Entry& entry : c.entries) text_entry(out, entry);
+    for (const Entry& entry : c.entries) text_entry(out, entry, report);
     text_left_out(out, c);
     return out.str();
 }
 
 // ---- HTML ---------------------------------------------------------------------
-
-std::string html_escape(const std::string& text) {
-    std::string out;
-    for (char c : text) {
-        switch (c) {
-            case '&': out += "&amp;"; break;
-            case '<': out += "&lt;"; break;
-            case '>': out += "&gt;"; break;
-            case '"': out += "&quot;"; break;
-            case '\'': out += "&#39;"; break;
-            default: out += c;
-        }
-    }
-    return out;
-}
 
 std::string anchor(const Entry& entry) {
     std::string out = "s-" + entry.number;
@@ -167,65 +173,6 @@ std::string anchor(const Entry& entry) {
     return out;
 }
 
-// Two columns from 800 px up, the contents sticky on the left; below that
-// one column with the contents above the text. Printed: no contents, every
-// top-level folder on a new page, landscape sections on landscape pages.
-const char* const kStyle = R"(
-:root { --ink: #1f2933; --muted: #616e7c; --line: #d9e2ec; --accent: #2563eb; --indent: 24px; }
-* { box-sizing: border-box; }
-body { margin: 0; font: 15px/1.5 system-ui, sans-serif; color: var(--ink); background: #f5f7fa;
-       display: grid; grid-template-columns: minmax(220px, 300px) minmax(0, 1fr); min-height: 100vh; }
-nav { position: sticky; top: 0; height: 100vh; overflow-y: auto; padding: 20px 16px;
-      background: #fff; border-right: 1px solid var(--line); }
-nav summary { font-size: 13px; font-weight: 600; text-transform: uppercase; letter-spacing: .08em;
-              color: var(--muted); margin: 0 0 10px; cursor: pointer; }
-nav ol { list-style: none; margin: 0; padding: 0; }
-nav a { display: block; padding: 3px 6px 3px calc(6px + var(--level) * 14px); border-radius: 4px;
-        color: var(--ink); text-decoration: none; white-space: nowrap; overflow: hidden; text-overflow: ellipsis; }
-nav a:hover { background: #e8f0fe; color: var(--accent); }
-main { padding: 24px 40px 40vh; max-width: 980px; min-width: 0; overflow-wrap: anywhere; }
-header h1 { margin: 0 0 4px; font-size: 26px; }
-header p { margin: 0 0 16px; color: var(--muted); }
-.left-out { margin: 0 0 24px; padding: 10px 16px; border: 1px dashed var(--line); border-radius: 8px; }
-.left-out h2 { font-size: 14px; margin: 0 0 4px; color: var(--muted); }
-.left-out ul { margin: 0; padding-left: 20px; }
-.left-out a { color: var(--accent); }
-section { margin: 0 0 12px calc(var(--level) * var(--indent)); scroll-margin-top: 12px; }
-section.card { background: #fff; border: 1px solid var(--line); border-radius: 8px; padding: 12px 18px; }
-section.folder { padding: 10px 0 2px; border-bottom: 2px solid var(--line); }
-section:target { outline: 3px solid #bfdbfe; }
-section h2 { font-size: 17px; margin: 0 0 6px; display: flex; flex-wrap: wrap; gap: 4px 10px; align-items: baseline; }
-section.folder h2 { margin: 0; }
-section.folder p { margin: 2px 0 0; color: var(--muted); font-size: 14px; }
-.num { color: var(--muted); font-variant-numeric: tabular-nums; }
-.kind, .page { font-size: 12px; font-weight: 600; padding: 1px 8px; border-radius: 10px; background: #e4e7eb; }
-.kind.folder { background: #fef3c7; } .kind.table { background: #dbeafe; } .kind.chart { background: #dcfce7; }
-.kind.text { background: #f3e8ff; } .kind.gauges { background: #ffe4e6; } .kind.embedded { background: #e0f2fe; }
-.kind.summary { background: #fde68a; }
-.page { background: #fff; border: 1px solid var(--muted); }
-.up { margin-left: auto; font-size: 12px; font-weight: normal; color: var(--muted); text-decoration: none; }
-dl { display: grid; grid-template-columns: minmax(6em, 9em) minmax(0, 1fr); gap: 2px 16px; margin: 0; }
-dt { color: var(--muted); } dd { margin: 0; }
-@media (max-width: 799px) {
-  :root { --indent: 12px; }
-  body { display: block; }
-  nav { position: static; height: auto; max-height: none; border-right: 0; border-bottom: 1px solid var(--line);
-        padding: 12px 16px; }
-  main { padding: 16px 14px 40vh; }
-  section.card { padding: 10px 12px; }
-  dl { grid-template-columns: minmax(5em, 7em) minmax(0, 1fr); gap: 0 10px; }
-}
-@page landscape { size: landscape; }
-@media print {
-  body { display: block; background: #fff; font-size: 11pt; }
-  nav, .up { display: none; }
-  main { padding: 0; max-width: none; }
-  section.card { border-color: #999; break-inside: avoid; }
-  section.top { break-before: page; }
-  section.landscape { page: landscape; border-width: 2px; }
-  a { color: inherit; text-decoration: none; }
-}
-)";
 
 void html_nav(std::ostream& out, const Contents& c) {
     out << "<nav id=\"contents\" aria-label=\"Contents\">\n<details open>\n<summary>Contents</summary>\n<ol>\n";
@@ -259,7 +206,7 @@ std::string section_classes(const Entry& e, bool first) {
     return out;
 }
 
-void html_section(std::ostream& out, const Entry& e, bool first) {
+void html_section(std::ostream& out, const Entry& e, bool first, BorrowedReport& report) {
     const RPL_REPORT_SECTION& s = *e.section;
     const char* kind = section_kind(s);
     bool folder = s.dynamic_cast_to_RPL_FOLDER() != nullptr;
@@ -268,31 +215,28 @@ void html_section(std::ostream& out, const Entry& e, bool first) {
         << " <span class=\"kind " << kind << "\">" << kind << "</span>";
     if (s.m_page_orientation == 2) out << "<span class=\"page\">landscape</span>";
     out << "<a class=\"up\" href=\"#contents\">contents</a></h2>\n";
-    auto values = details(s);
     if (folder) {
         // A folder has no output of its own: its header and footer, if any, on one line.
-        for (const auto& value : values)
+        for (const auto& value : folder_details(s))
             out << "<p>" << html_escape(value.first) << ": " << html_escape(value.second) << "</p>\n";
     } else {
-        out << "<dl>\n";
-        for (const auto& value : values)
-            out << "<dt>" << html_escape(value.first) << "</dt><dd>" << html_escape(value.second) << "</dd>\n";
-        out << "</dl>\n";
+        out << render_html(s, report.object_of(s), layout_of(s));
     }
     out << "</section>\n";
 }
 
-std::string html_report(RPL_REPORT_TOC& toc, const Contents& c) {
+std::string html_report(RPL_REPORT_TOC& toc, const Contents& c, BorrowedReport& report) {
     std::ostringstream out;
     std::string title = html_escape(report_title(toc));
     out << "<!DOCTYPE html>\n<html lang=\"en\">\n<head>\n<meta charset=\"utf-8\">\n"
         << "<meta name=\"viewport\" content=\"width=device-width, initial-scale=1\">\n<title>" << title
-        << "</title>\n<style>" << kStyle << "</style>\n</head>\n<body>\n";
+        << "</title>\n<style>\n" << style_text("export.css") << style_text("presentation.css")
+        << "</style>\n</head>\n<body>\n";
     html_nav(out, c);
     out << "<main>\n<header><h1>" << title << "</h1><p>" << count_line(c) << "</p>\n";
     html_left_out(out, c);
     out << "</header>\n";
-    for (std::size_t i = 0; i < c.entries.size(); ++i) html_section(out, c.entries[i], i == 0);
+    for (std::size_t i = 0; i < c.entries.size(); ++i) html_section(out, c.entries[i], i == 0, report);
     out << "</main>\n</body>\n</html>\n";
     return out.str();
 }
@@ -302,8 +246,11 @@ void issue(MSG_I* message) {
     if (owned) owned->issue();
 }
 
+// The report is borrowed once for the whole file and given back before
+// the file is written.
 std::string format(RPL_REPORT_TOC& toc, const Contents& c, ReportFormat format) {
-    return format == ReportFormat::html ? html_report(toc, c) : text_report(toc, c);
+    BorrowedReport report(toc);
+    return format == ReportFormat::html ? html_report(toc, c, report) : text_report(toc, c, report);
 }
 
 // Writes `content` to standard output or to the file; the error, or empty.

@@ -19,6 +19,9 @@ namespace rpl_toc {
 std::string printable(const std::string& text);
 // printable(text) in single quotes, as messages quote a path or a value.
 std::string quoted(const std::string& text);
+// `text` with & < > " ' as character references: safe as HTML text and
+// inside a double- or single-quoted attribute.
+std::string html_escape(const std::string& text);
 // "5,151": a count as a person reads it.
 std::string with_separators(std::size_t n);
 

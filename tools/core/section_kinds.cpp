@@ -1,5 +1,6 @@
 #include "tools/core/section_kinds.h"
 
+#include <algorithm>
 #include <limits>
 
 #include "host/host_strings.h"
@@ -57,7 +58,9 @@ std::string text_summary(const RPL_REPORT_SECTION& s) { return text(s).m_is_html
 void text_json(Json& out, const RPL_REPORT_SECTION& s) { out["html"] = text(s).m_is_html; }
 
 std::unique_ptr<RDB_OBJECT> build_text(ReportFields& fields, int, const std::string& name) {
-    return std::make_unique<RDB_TEXT_OBJECT>(name, fields.read_bool("html"));
+    auto out = std::make_unique<RDB_TEXT_OBJECT>(name, fields.read_bool("html"));
+    out->set_text(fields.read_string("text"));
+    return out;
 }
 
 // ---- Table ----------------------------------------------------------------------
@@ -127,14 +130,43 @@ bool table_holds(const RPL_REPORT_SECTION& held, const RPL_REPORT_SECTION& read)
     return !order_saved || same_items(h.m_display_column, r.m_display_column, n, 0);
 }
 
+std::size_t longest_row(const std::vector<std::vector<RDB_CELL>>& cells) {
+    std::size_t out = 0;
+    for (const auto& row : cells) out = std::max(out, row.size());
+    return out;
+}
+
+// A table's contents: its headings and cells. Without "columns" the table
+// has as many columns as its widest line; with it, no line may be wider.
+// Returns the column count.
+std::uint32_t read_table_contents(ReportFields& fields, RDB_TABLE_OBJECT& table, bool columns_given,
+                                  std::uint64_t columns) {
+    std::vector<std::string> headings = fields.read_string_array("headings");
+    if (columns_given && headings.size() > columns)
+        fields.refuse("headings", std::to_string(headings.size()) + " headings; the table has " +
+                                      std::to_string(columns) + (columns == 1 ? " column" : " columns"));
+    std::vector<std::vector<RDB_CELL>> cells =
+        fields.read_cells("cells", columns_given ? columns : static_cast<std::uint64_t>(kColumns.hi));
+    if (!columns_given) columns = std::max(headings.size(), longest_row(cells));
+    table.set_headings(std::move(headings));
+    table.set_cells(std::move(cells));
+    return static_cast<std::uint32_t>(columns);
+}
+
+// "rows" defaults to the rows of cells given, or to the row test's answers
+// when there are more of them.
 std::unique_ptr<RDB_OBJECT> build_table(ReportFields& fields, int type, const std::string& name) {
+    bool columns_given = fields.has("columns");
     auto columns = static_cast<std::uint32_t>(fields.read_integer("columns", kColumns, 0));
-    if (!fields.has("row_test"))
-        return std::make_unique<RDB_TABLE_OBJECT>(name, columns,
-                                                  static_cast<int>(fields.read_integer("rows", kRows, 0)), type);
-    std::vector<bool> answers = fields.read_bool_array("row_test");
-    auto out = std::make_unique<RDB_ROW_TEST_TABLE_OBJECT>(name, columns, answers, type);
-    out->set_number_of_rows(static_cast<int>(fields.read_integer("rows", kRows, out->get_number_of_rows())));
+    std::unique_ptr<RDB_TABLE_OBJECT> out;
+    if (fields.has("row_test"))
+        out = std::make_unique<RDB_ROW_TEST_TABLE_OBJECT>(name, columns, fields.read_bool_array("row_test"), type);
+    else
+        out = std::make_unique<RDB_TABLE_OBJECT>(name, columns, 0, type);
+    out->set_number_of_columns(read_table_contents(fields, *out, columns_given, columns));
+    auto given_rows = static_cast<std::int64_t>(out->get_cells().size());
+    std::int64_t rows = std::max<std::int64_t>(out->get_number_of_rows(), std::min<std::int64_t>(given_rows, kRows.hi));
+    out->set_number_of_rows(static_cast<int>(fields.read_integer("rows", kRows, rows)));
     return out;
 }
 
@@ -155,9 +187,13 @@ bool chart_holds(const RPL_REPORT_SECTION& held, const RPL_REPORT_SECTION& read)
     return (type != 1 && type != 2) || chart(read).m_chart_type == type;
 }
 
+// A chart is a table drawn as a chart: its columns are those of its data.
 std::unique_ptr<RDB_OBJECT> build_chart(ReportFields& fields, int, const std::string& name) {
-    return std::make_unique<RDB_CHART_TABLE_OBJECT>(name,
-                                                    static_cast<int>(fields.read_integer("chart_type", kAnyInt32, 0)));
+    auto out = std::make_unique<RDB_CHART_TABLE_OBJECT>(
+        name, static_cast<int>(fields.read_integer("chart_type", kAnyInt32, 0)));
+    out->set_number_of_columns(read_table_contents(fields, *out, false, 0));
+    out->set_number_of_rows(static_cast<int>(std::min<std::size_t>(out->get_cells().size(), kRows.hi)));
+    return out;
 }
 
 // ---- Embedded -------------------------------------------------------------------
@@ -188,9 +224,10 @@ std::unique_ptr<RDB_OBJECT> build_embedded(ReportFields& fields, int, const std:
 bool is_summary(const RPL_REPORT_SECTION& s) { return s.dynamic_cast_to_RPL_CMP_SUMMARY() != nullptr; }
 std::string summary_summary(const RPL_REPORT_SECTION&) { return "summary"; }
 
-// Summaries, like the types no kind presents, carry nothing more.
-std::unique_ptr<RDB_OBJECT> build_plain(ReportFields&, int type, const std::string& name) {
-    return std::make_unique<RDB_OBJECT>(type, name);
+std::unique_ptr<RDB_OBJECT> build_summary(ReportFields& fields, int, const std::string& name) {
+    auto out = std::make_unique<RDB_CMP_SUMMARY_OBJECT>(name);
+    for (auto& item : fields.read_items("items")) out->add_item(item.first, item.second);
+    return out;
 }
 
 // ---- Gauges ---------------------------------------------------------------------
@@ -220,7 +257,7 @@ void gauges_json(Json& out, const RPL_REPORT_SECTION& s) {
 
 std::unique_ptr<RDB_OBJECT> build_gauges(ReportFields& fields, int, const std::string& name) {
     auto out = std::make_unique<RDB_GAUGES_OBJECT>(name);
-    for (bool is_percentage : fields.read_bool_array("gauges")) out->add_gauge(is_percentage);
+    for (const RDB_GAUGE_DATA& gauge : fields.read_gauges("gauges")) out->add_gauge(gauge);
     return out;
 }
 
@@ -228,17 +265,17 @@ const std::vector<SectionKind>& kinds() {
     static const std::vector<SectionKind> rows = {
         {"folder", {RDB_OBJECT_TYPE_FOLDER}, {"children", "link"},
          is_folder, no_values, folder_summary, no_json, nullptr, no_settings, build_folder},
-        {"text", {RDB_OBJECT_TYPE_TEXT}, {"html"},
+        {"text", {RDB_OBJECT_TYPE_TEXT}, {"html", "text"},
          is_text, text_values, text_summary, text_json, nullptr, no_settings, build_text},
         {"table", {RDB_OBJECT_TYPE_TABLE, RDB_OBJECT_TYPE_TABLE_2, RDB_OBJECT_TYPE_TABLE_3},
-         {"columns", "rows", "row_test"},
+         {"columns", "rows", "row_test", "headings", "cells"},
          is_table, table_values, table_summary, table_json, blank_table, table_holds, build_table},
-        {"chart", {RDB_OBJECT_TYPE_CHART}, {"chart_type"},
+        {"chart", {RDB_OBJECT_TYPE_CHART}, {"chart_type", "headings", "cells"},
          is_chart, chart_values, chart_summary, chart_json, blank_chart, chart_holds, build_chart},
         {"embedded", {RDB_OBJECT_TYPE_EMBEDDED}, {"embedded_type", "info"},
          is_embedded, embedded_values, embedded_summary, embedded_json, nullptr, no_settings, build_embedded},
-        {"summary", {RDB_OBJECT_TYPE_CMP_SUMMARY}, {},
-         is_summary, no_values, summary_summary, no_json, nullptr, no_settings, build_plain},
+        {"summary", {RDB_OBJECT_TYPE_CMP_SUMMARY}, {"items"},
+         is_summary, no_values, summary_summary, no_json, nullptr, no_settings, build_summary},
         {"gauges", {RDB_OBJECT_TYPE_GAUGES}, {"gauges"},
          is_gauges, gauges_values, gauges_summary, gauges_json, nullptr, no_settings, build_gauges},
     };

@@ -42,6 +42,17 @@ public:
     virtual bool read_bool(const char* key) = 0;                 // false when absent
     virtual std::int64_t read_integer(const char* key, const IntRange& range, std::int64_t fallback) = 0;
     virtual std::vector<bool> read_bool_array(const char* key) = 0;  // empty when absent
+    virtual std::vector<std::string> read_string_array(const char* key) = 0;  // empty when absent
+    // Rows of cells (strings, numbers, nulls); a row of more than
+    // `max_columns` cells is refused. Empty when absent.
+    virtual std::vector<std::vector<RDB_CELL>> read_cells(const char* key, std::uint64_t max_columns) = 0;
+    // Gauges, each `true`/`false` (whether it shows a percentage) or an
+    // object with "name", "value", "maximum" and "percentage".
+    virtual std::vector<RDB_GAUGE_DATA> read_gauges(const char* key) = 0;
+    // [{"name": ..., "value": string or number}, ...]
+    virtual std::vector<std::pair<std::string, std::string>> read_items(const char* key) = 0;
+    // Refuses the field `key` of the object with `what`; does not return.
+    [[noreturn]] virtual void refuse(const char* key, const std::string& what) = 0;
     // Builds the objects of the "children" array into `folder`.
     virtual void read_children(RDB_FOLDER_OBJECT& folder) = 0;
 };

@@ -1,8 +1,18 @@
-# Turns the viewer's web files into one C++ source: a byte array per file
-# and a lookup by file name.
-#   cmake -DWEB_DIR=tools/view/web -DFILES=index.html,js/main.js -DOUTPUT=view_web_files.cpp -P view_embed.cmake
+# Turns files (the viewer's page, the report writer's style sheets) into one
+# C++ source: a byte array per file and a lookup by file name.
+#   cmake -DWEB_DIR=tools/view/web -DFILES=index.html,js/main.js -DOUTPUT=view_web_files.cpp \
+#         [-DHEADER=tools/view/view_web.h -DTYPE=WebFile -DFUNCTION=find_web_file] -P embed_files.cmake
 # Byte arrays rather than string literals: no delimiter can clash with the
 # files' content, and the bytes reach the browser exactly as written.
+if(NOT HEADER)
+  set(HEADER tools/view/view_web.h)
+endif()
+if(NOT TYPE)
+  set(TYPE WebFile)
+endif()
+if(NOT FUNCTION)
+  set(FUNCTION find_web_file)
+endif()
 string(REPLACE "," ";" files "${FILES}")
 list(SORT files)
 
@@ -22,20 +32,20 @@ foreach(name ${files})
   math(EXPR index "${index} + 1")
 endforeach()
 
-set(content "// Generated from tools/view/web by tools/view/view_embed.cmake; do not edit.
-#include \"tools/view/view_web.h\"
+set(content "// Generated from ${WEB_DIR} by cmake/embed_files.cmake; do not edit.
+#include \"${HEADER}\"
 
 namespace rpl_toc {
 namespace {
 
 ${arrays}
-const WebFile kFiles[] = {
+const ${TYPE} kFiles[] = {
 ${rows}};
 
 }  // namespace
 
-const WebFile* find_web_file(const std::string& name) {
-    for (const WebFile& file : kFiles)
+const ${TYPE}* ${FUNCTION}(const std::string& name) {
+    for (const ${TYPE}& file : kFiles)
         if (name == file.name) return &file;
     return nullptr;
 }

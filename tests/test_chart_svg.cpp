@@ -1,0 +1,319 @@
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <limits>
+#include <map>
+#include <set>
+
+#include "tools/core/chart_svg.h"
+
+using namespace rpl_toc;
+
+namespace {
+
+using Values = std::vector<std::optional<double>>;
+const double kNaN = std::numeric_limits<double>::quiet_NaN();
+const double kInf = std::numeric_limits<double>::infinity();
+
+struct Element {
+    std::string name;
+    std::map<std::string, std::string> attributes;
+    std::string text;
+    std::string group;  // the class of the nearest enclosing element that has one
+};
+
+bool entities_valid(const std::string& text) {
+    for (std::size_t at = text.find('&'); at != std::string::npos; at = text.find('&', at + 1)) {
+        std::string rest = text.substr(at, 6);
+        if (rest.rfind("&amp;", 0) && rest.rfind("&lt;", 0) && rest.rfind("&gt;", 0) && rest.rfind("&quot;", 0) &&
+            rest.rfind("&apos;", 0))
+            return false;
+    }
+    return true;
+}
+
+// The elements of `svg`, read as the XML subset the renderer writes: one
+// root, balanced tags, double-quoted attributes, only the five entities.
+// Anything else is a test failure.
+std::vector<Element> parse(const std::string& svg) {
+    std::vector<Element> elements;
+    std::vector<std::size_t> open;
+    std::size_t i = 0, roots = 0;
+    auto fail = [&](const char* why) { ADD_FAILURE() << why << " at " << i << ": " << svg.substr(i, 40); };
+    auto name_at = [&]() { std::size_t start = i; while (i < svg.size() && (std::isalnum(static_cast<unsigned char>(svg[i])) || svg[i] == '-' || svg[i] == ':')) ++i; return svg.substr(start, i - start); };
+    while (i < svg.size()) {
+        if (svg[i] != '<') {
+            std::size_t end = std::min(svg.find('<', i), svg.size());
+            std::string text = svg.substr(i, end - i);
+            if (!entities_valid(text) || text.find('>') != std::string::npos) fail("bad text");
+            if (open.empty() && text.find_first_not_of("\n ") != std::string::npos) fail("text outside the root");
+            if (!open.empty()) elements[open.back()].text += text;
+            i = end;
+        } else if (svg.compare(i, 2, "</") == 0) {
+            i += 2;
+            std::string name = name_at();
+            if (open.empty() || elements[open.back()].name != name || svg[i++] != '>') return fail("bad end tag"), elements;
+            open.pop_back();
+        } else {
+            ++i;
+            Element element{name_at(), {}, "", ""};
+            for (auto it = open.rbegin(); it != open.rend() && element.group.empty(); ++it) element.group = elements[*it].attributes["class"];
+            if (open.empty()) ++roots;
+            while (i < svg.size() && svg[i] == ' ') {
+                ++i;
+                std::string attribute = name_at();
+                std::size_t end = svg.find('"', i + 2);
+                if (svg.compare(i, 2, "=\"") || end == std::string::npos) return fail("bad attribute"), elements;
+                std::string value = svg.substr(i + 2, end - i - 2);
+                if (value.find('<') != std::string::npos || !entities_valid(value)) fail("bad attribute value");
+                if (!element.attributes.emplace(attribute, value).second) fail("repeated attribute");
+                i = end + 1;
+            }
+            bool empty = svg.compare(i, 2, "/>") == 0;
+            if (!empty && svg.compare(i, 1, ">")) return fail("bad start tag"), elements;
+            i += empty ? 2 : 1;
+            elements.push_back(element);
+            if (!empty) open.push_back(elements.size() - 1);
+        }
+    }
+    EXPECT_TRUE(open.empty()) << "unclosed elements";
+    EXPECT_EQ(roots, 1u);
+    return elements;
+}
+
+std::vector<Element> in_group(const std::vector<Element>& elements, const std::string& group, const std::string& name) {
+    std::vector<Element> found;
+    for (const Element& element : elements)
+        if (element.group == group && element.name == name) found.push_back(element);
+    return found;
+}
+
+std::vector<std::string> texts(const std::vector<Element>& elements, const std::string& group) {
+    std::vector<std::string> found;
+    for (const Element& element : in_group(elements, group, "text")) found.push_back(element.text);
+    return found;
+}
+
+double number(const Element& element, const char* attribute) { return std::stod(element.attributes.at(attribute)); }
+
+std::size_t count(const std::string& text, const std::string& what) {
+    std::size_t n = 0;
+    for (std::size_t at = text.find(what); at != std::string::npos; at = text.find(what, at + 1)) ++n;
+    return n;
+}
+
+bool valid_utf8(const std::string& text) {
+    for (std::size_t i = 0; i < text.size();) {
+        unsigned char c = static_cast<unsigned char>(text[i]);
+        std::size_t length = c < 0x80 ? 1 : c >= 0xC2 && c < 0xE0 ? 2 : c >= 0xE0 && c < 0xF0 ? 3 : c >= 0xF0 && c < 0xF5 ? 4 : 0;
+        if (length == 0 || i + length > text.size()) return false;
+        for (std::size_t k = 1; k < length; ++k)
+            if ((static_cast<unsigned char>(text[i + k]) & 0xC0) != 0x80) return false;
+        i += length;
+    }
+    return true;
+}
+
+ChartData one_series(const Values& values, const std::string& name = "s") {
+    ChartData data;
+    for (std::size_t i = 0; i < values.size(); ++i) data.labels.push_back("L" + std::to_string(i));
+    data.series.push_back({name, values});
+    return data;
+}
+
+}  // namespace
+
+TEST(ChartSvg, EachKindIsWellFormedAndStyleFree) {
+    ChartData data = one_series({3, -1, std::nullopt, 4.5});
+    data.series.push_back({"second", {1, 2, 3, kNaN}});
+    for (ChartKind kind : {ChartKind::bar, ChartKind::line}) {
+        std::string svg = chart_svg(data, kind, "Sales");
+        std::vector<Element> elements = parse(svg);
+        ASSERT_FALSE(elements.empty());
+        const Element& root = elements.front();
+        EXPECT_EQ(root.name, "svg");
+        EXPECT_EQ(root.attributes.at("xmlns"), "http://www.w3.org/2000/svg");
+        EXPECT_EQ(root.attributes.at("viewBox"), "0 0 640 320");
+        EXPECT_EQ(root.attributes.at("role"), "img");
+        EXPECT_EQ(root.attributes.at("aria-label"), "Sales");
+        EXPECT_EQ(root.attributes.at("class"), "rpl-chart");
+        EXPECT_EQ(root.attributes.count("width"), 0u);
+        EXPECT_EQ(elements[1].name, "title");
+        EXPECT_EQ(elements[1].text, "Sales");
+        EXPECT_EQ(svg.find("style"), std::string::npos);
+        EXPECT_EQ(texts(elements, "rpl-chart-labels"), (std::vector<std::string>{"L0", "L1", "L2", "L3"}));
+    }
+}
+
+TEST(ChartSvg, TickScales) {
+    const struct {
+        Values values;
+        std::vector<std::string> ticks;
+    } cases[] = {
+        {{0, 97}, {"0", "20", "40", "60", "80", "100"}},
+        {{-5, -47}, {"-50", "-40", "-30", "-20", "-10", "0"}},
+        {{-30, 70}, {"-50", "0", "50", "100"}},
+        {{5, 5, 5}, {"0", "1", "2", "3", "4", "5"}},
+        {{0, 0}, {"0", "0.2", "0.4", "0.6", "0.8", "1"}},
+        {{0.23}, {"0", "0.05", "0.1", "0.15", "0.2", "0.25"}},
+        {{1500}, {"0", "500", "1k", "1.5k"}},
+        {{2.5e6}, {"0", "500k", "1M", "1.5M", "2M", "2.5M"}},
+        {{-3e-6}, {"-3e-6", "-2e-6", "-1e-6", "0"}},
+        {{1e20}, {"0", "2e19", "4e19", "6e19", "8e19", "1e20"}},
+        {{1e308, -1e308}, {"-1e300", "-5e299", "0", "5e299", "1e300"}},
+    };
+    for (const auto& c : cases) {
+        std::string svg = chart_svg(one_series(c.values), ChartKind::bar, "t");
+        EXPECT_EQ(texts(parse(svg), "rpl-chart-ticks"), c.ticks) << c.values.front().value_or(0);
+        EXPECT_EQ(svg.find("nan"), std::string::npos);
+        EXPECT_EQ(svg.find("inf"), std::string::npos);
+    }
+}
+
+TEST(ChartSvg, OneBarPerValueAndNoneForGaps) {
+    ChartData data = one_series({1, std::nullopt, kNaN, kInf, 0, -2});
+    data.series.push_back({"b", {std::nullopt, 5}});  // shorter than the labels: the rest are gaps
+    std::vector<Element> elements = parse(chart_svg(data, ChartKind::bar, "t"));
+    std::vector<Element> bars = in_group(elements, "rpl-chart-series", "rect");
+    ASSERT_EQ(bars.size(), 4u);
+    std::vector<Element> labels = in_group(elements, "rpl-chart-labels", "text");
+    for (const Element& bar : bars) {
+        double middle = number(bar, "x") + number(bar, "width") / 2;
+        double slot = number(labels[1], "x") - number(labels[0], "x");
+        std::size_t label = static_cast<std::size_t>(std::floor((middle - number(labels[0], "x")) / slot + 0.5));
+        EXPECT_TRUE(label == 0 || label == 1 || label == 4 || label == 5) << label;
+    }
+}
+
+TEST(ChartSvg, NegativeBarsGrowDownFromTheBaseline) {
+    std::vector<Element> elements = parse(chart_svg(one_series({5, -5}), ChartKind::bar, "t"));
+    std::vector<Element> bars = in_group(elements, "rpl-chart-series", "rect");
+    std::vector<Element> baseline = in_group(elements, "rpl-chart", "line");
+    ASSERT_EQ(bars.size(), 2u);
+    ASSERT_EQ(baseline.size(), 1u);
+    double zero = number(baseline[0], "y1");
+    EXPECT_NEAR(number(bars[0], "y") + number(bars[0], "height"), zero, 0.11);
+    EXPECT_NEAR(number(bars[1], "y"), zero, 0.11);
+    EXPECT_NEAR(number(bars[0], "height"), number(bars[1], "height"), 0.11);
+    EXPECT_GT(number(bars[1], "height"), 10);
+}
+
+TEST(ChartSvg, GapsBreakTheLine) {
+    std::vector<Element> elements = parse(chart_svg(one_series({1, 2, std::nullopt, 4, kNaN, 6, 7}), ChartKind::line, "t"));
+    std::vector<Element> paths = in_group(elements, "rpl-chart-series", "path");
+    ASSERT_EQ(paths.size(), 1u);
+    const std::string& d = paths[0].attributes.at("d");
+    EXPECT_EQ(count(d, "M "), 3u) << d;
+    EXPECT_EQ(count(d, "L "), 2u) << d;
+    EXPECT_EQ(in_group(elements, "rpl-chart-series", "circle").size(), 5u);  // the lone 4 keeps its marker
+}
+
+TEST(ChartSvg, LegendHasOneEntryPerSeriesAndWraps) {
+    ChartData data = one_series({1, 2});
+    for (int i = 1; i < 12; ++i) data.series.push_back({"a rather long series name " + std::to_string(i), {i, 1}});
+    for (ChartKind kind : {ChartKind::bar, ChartKind::line}) {
+        std::vector<Element> entries = in_group(parse(chart_svg(data, kind, "t")), "rpl-chart-legend", "text");
+        ASSERT_EQ(entries.size(), 12u);
+        EXPECT_EQ(entries[0].text, "s");
+        std::set<std::string> rows;
+        for (const Element& entry : entries) rows.insert(entry.attributes.at("y"));
+        EXPECT_GT(rows.size(), 1u);
+    }
+}
+
+TEST(ChartSvg, SeriesDifferByDashOnceThePaletteWraps) {
+    ChartData data = one_series({1, 2});
+    for (int i = 1; i < 9; ++i) data.series.push_back({"s" + std::to_string(i), {i, 1}});
+    std::vector<Element> paths = in_group(parse(chart_svg(data, ChartKind::line, "t")), "rpl-chart-series", "path");
+    ASSERT_EQ(paths.size(), 9u);
+    EXPECT_EQ(paths[0].attributes.at("stroke"), paths[8].attributes.at("stroke"));
+    EXPECT_EQ(paths[0].attributes.count("stroke-dasharray"), 0u);
+    EXPECT_EQ(paths[8].attributes.count("stroke-dasharray"), 1u);
+}
+
+TEST(ChartSvg, HostileTextIsEscaped) {
+    ChartData data;
+    data.labels = {"<script>alert(1)</script>", "]]>\x01\x1b\x7f&", "bad \xff\xc3( \xe2\x82"};
+    data.series.push_back({"\"onload=\"alert(1)", {1, 2, 3}});
+    data.series.push_back({"x' onclick='y", {1, 2, 3}});
+    for (ChartKind kind : {ChartKind::bar, ChartKind::line}) {
+        std::string svg = chart_svg(data, kind, "\"><script>x</script><svg onload=\"y\x02");
+        std::vector<Element> elements = parse(svg);
+        EXPECT_EQ(svg.find("<script"), std::string::npos);
+        EXPECT_TRUE(valid_utf8(svg));
+        for (char c : svg) EXPECT_TRUE((static_cast<unsigned char>(c) >= 0x20 && c != 0x7f) || c == '\n');
+        ASSERT_FALSE(elements.empty());
+        EXPECT_EQ(elements[0].attributes.size(), 8u);
+        EXPECT_EQ(elements[0].attributes.at("aria-label"), "&quot;&gt;&lt;script&gt;x&lt;/script&gt;&lt;svg onload=&quot;y");
+        for (const Element& element : elements) EXPECT_EQ(element.attributes.count("onload") + element.attributes.count("onclick"), 0u);
+        std::vector<std::string> labels = texts(elements, "rpl-chart-labels");
+        ASSERT_EQ(labels.size(), 3u);
+        EXPECT_EQ(labels[1], "]]&gt;&amp;");
+        EXPECT_EQ(labels[2], "bad \xEF\xBF\xBD\xEF\xBF\xBD( \xEF\xBF\xBD\xEF\xBF\xBD");
+        EXPECT_EQ(texts(elements, "rpl-chart-legend")[1], "x&apos; onclick=&apos;y");
+    }
+}
+
+TEST(ChartSvg, LongLabelsAreCutBetweenCodePoints) {
+    std::string long_label;
+    for (int i = 0; i < 40; ++i) long_label += "\xC3\xA9\xE6\x97\xA5";  // é日
+    ChartData data = one_series({1, 2, 3, 4, 5, 6});
+    data.labels.assign(6, long_label);
+    std::string svg = chart_svg(data, ChartKind::bar, long_label);
+    EXPECT_TRUE(valid_utf8(svg));
+    for (const std::string& label : texts(parse(svg), "rpl-chart-labels")) {
+        EXPECT_LT(label.size(), long_label.size());
+        EXPECT_EQ(label.substr(label.size() - 3), "\xE2\x80\xA6");
+    }
+}
+
+TEST(ChartSvg, ManyLabelsAreThinnedAndCapped) {
+    Values values;
+    for (int i = 0; i < 3000; ++i) values.push_back(i % 7);
+    values[1000] = values[1002] = std::nullopt;  // 1001 stands alone
+    ChartData data = one_series(values);
+    std::vector<Element> elements = parse(chart_svg(data, ChartKind::line, "t"));
+    std::vector<Element> labels = in_group(elements, "rpl-chart-labels", "text");
+    ASSERT_GT(labels.size(), 10u);
+    EXPECT_LT(labels.size(), 100u);
+    EXPECT_EQ(labels[1].text, "L" + std::to_string(2000 / (labels.size() - 1) / 10 * 10)) << "a round step";
+    for (std::size_t i = 1; i < labels.size(); ++i)
+        EXPECT_GE(number(labels[i], "x") - number(labels[i - 1], "x"), labels[i].text.size() * 6.5);
+    EXPECT_EQ(in_group(elements, "rpl-chart-series", "circle").size(), 1u) << "dense: only the lone point's marker";
+    EXPECT_EQ(in_group(elements, "rpl-chart", "text").back().text, "first 2000 of 3000 labels shown");
+
+    ChartData wide = one_series({1});
+    for (int i = 1; i < 60; ++i) wide.series.push_back({"s" + std::to_string(i), {i}});
+    std::vector<Element> wide_elements = parse(chart_svg(wide, ChartKind::bar, "t"));
+    EXPECT_EQ(in_group(wide_elements, "rpl-chart-legend", "text").size(), 50u);
+    EXPECT_EQ(in_group(wide_elements, "rpl-chart", "text").back().text, "first 50 of 60 series shown");
+}
+
+TEST(ChartSvg, NoDataDrawsTheFrameAndSaysSo) {
+    ChartData no_labels;
+    no_labels.series.push_back({"s", {1}});
+    ChartData no_series;
+    no_series.labels = {"a"};
+    const ChartData cases[] = {ChartData(), no_labels, no_series, one_series({std::nullopt, kNaN, -kInf})};
+    for (const ChartData& data : cases) {
+        std::string svg = chart_svg(data, ChartKind::line, "Empty", {300, 150});
+        EXPECT_EQ(svg,
+                  "<svg xmlns=\"http://www.w3.org/2000/svg\" viewBox=\"0 0 300 150\" role=\"img\" aria-label=\"Empty\" "
+                  "class=\"rpl-chart\" preserveAspectRatio=\"xMidYMid meet\" font-family=\"sans-serif\" font-size=\"11\">\n"
+                  "<title>Empty</title>\n"
+                  "<rect class=\"rpl-chart-frame\" x=\"0.5\" y=\"0.5\" width=\"299.0\" height=\"149.0\" fill=\"none\" "
+                  "stroke=\"#bbb\" stroke-width=\"1\"/>\n"
+                  "<text class=\"rpl-chart-empty\" x=\"150.0\" y=\"79.0\" text-anchor=\"middle\" fill=\"#555\">"
+                  "No numeric data to chart</text>\n</svg>\n");
+    }
+}
+
+TEST(ChartSvg, SameInputSameBytes) {
+    ChartData data = one_series({1.25, -3.5, std::nullopt, 1e9});
+    data.series.push_back({"t", {0.1, 0.2, 0.3, 0.4}});
+    for (ChartKind kind : {ChartKind::bar, ChartKind::line}) {
+        std::string first = chart_svg(data, kind, "x", {500, 200});
+        chart_svg(one_series({7}), kind, "other");
+        EXPECT_EQ(chart_svg(data, kind, "x", {500, 200}), first);
+    }
+}

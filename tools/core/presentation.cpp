@@ -1,0 +1,616 @@
+#include "tools/core/presentation.h"
+
+#include <algorithm>
+#include <cmath>
+#include <cstdio>
+#include <numeric>
+#include <optional>
+
+#include "host/host_strings.h"
+#include "tools/core/chart_svg.h"
+#include "tools/core/html_sanitizer.h"
+#include "tools/core/section_info.h"
+
+namespace rpl_toc {
+namespace {
+
+// One character of text output stands for this many pixels of a width.
+constexpr int kPixelsPerCharacter = 8;
+// A column whose width is not set (0 or less) is as wide as its widest
+// shown cell, within these bounds.
+constexpr std::size_t kAutoMinCharacters = 3;
+constexpr std::size_t kAutoMaxCharacters = 24;
+constexpr const char* kCutMark = "\xE2\x80\xA6";  // "…"
+// Pixels of a chart's drawing on a portrait and a landscape page.
+constexpr int kPortraitChartWidth = 640;
+constexpr int kLandscapeChartWidth = 920;
+
+// ---- Characters ---------------------------------------------------------------------
+
+// Code points, not bytes: a column is counted in characters as a reader
+// sees them (a wide character still counts one).
+std::size_t characters(const std::string& text) {
+    std::size_t n = 0;
+    for (unsigned char c : text) n += (c & 0xC0) != 0x80;
+    return n;
+}
+
+// The first `n` characters of `text`, never cutting one in two.
+std::string first_characters(const std::string& text, std::size_t n) {
+    std::size_t seen = 0;
+    for (std::size_t i = 0; i < text.size(); ++i) {
+        if ((static_cast<unsigned char>(text[i]) & 0xC0) != 0x80 && seen++ == n) return text.substr(0, i);
+    }
+    return text;
+}
+
+// `text` in exactly `width` characters: cut with a mark when longer,
+// padded on the side its alignment leaves free when shorter.
+std::string fit(const std::string& text, std::size_t width, RPL_TABLE::ALIGNMENT alignment) {
+    std::size_t length = characters(text);
+    if (length > width) return first_characters(text, width - 1) + kCutMark;
+    std::string pad(width - length, ' ');
+    return alignment == RPL_TABLE::RIGHT ? pad + text : text + pad;
+}
+
+std::string trim_right(std::string line) {
+    while (!line.empty() && line.back() == ' ') line.pop_back();
+    return line;
+}
+
+// Lines of at most `width` characters, broken at spaces where a line has
+// them; a word longer than a line is broken inside.
+std::vector<std::string> wrapped(const std::string& paragraph, std::size_t width) {
+    std::vector<std::string> out;
+    std::string line;
+    std::size_t start = 0;
+    while (start <= paragraph.size()) {
+        std::size_t end = paragraph.find(' ', start);
+        std::string word = paragraph.substr(start, end == std::string::npos ? std::string::npos : end - start);
+        start = end == std::string::npos ? paragraph.size() + 1 : end + 1;
+        while (characters(word) > width) {
+            if (!line.empty()) out.push_back(line), line.clear();
+            std::string head = first_characters(word, width);
+            out.push_back(head);
+            word.erase(0, head.size());
+        }
+        if (!line.empty() && characters(line) + 1 + characters(word) > width) out.push_back(line), line.clear();
+        line += (line.empty() ? "" : " ") + word;
+    }
+    out.push_back(trim_right(line));
+    return out;
+}
+
+std::vector<std::string> lines_of(const std::string& text) {
+    std::vector<std::string> out;
+    std::size_t start = 0;
+    for (;;) {
+        std::size_t end = text.find('\n', start);
+        std::string line = text.substr(start, end == std::string::npos ? std::string::npos : end - start);
+        if (!line.empty() && line.back() == '\r') line.pop_back();
+        out.push_back(printable(line));
+        if (end == std::string::npos) return out;
+        start = end + 1;
+    }
+}
+
+std::string number_text(double value) {
+    char buffer[64];
+    std::snprintf(buffer, sizeof buffer, "%.3f", value);
+    std::string out = buffer;
+    if (out.find('.') != std::string::npos) {
+        while (out.back() == '0') out.pop_back();
+        if (out.back() == '.') out.pop_back();
+    }
+    return out == "-0" ? "0" : out;
+}
+
+std::string cell_text(const std::vector<RDB_CELL>& row, std::uint32_t column) {
+    return column < row.size() ? printable(row[column].text) : std::string();
+}
+
+std::string plural(std::uint64_t n, const char* one, const char* many) {
+    return with_separators(static_cast<std::size_t>(n)) + " " + (n == 1 ? one : many);
+}
+
+// ---- Tables ---------------------------------------------------------------------------
+
+int width_of(const Layout& layout, std::uint32_t column) {
+    return column < layout.widths.size() ? layout.widths[column] : 0;
+}
+
+RPL_TABLE::ALIGNMENT alignment_of(const Layout& layout, std::uint32_t column) {
+    return column < layout.alignments.size() ? layout.alignments[column] : RPL_TABLE::LEFT;
+}
+
+// What a table or chart holds, and the part of it that is drawn.
+struct Grid {
+    const std::vector<std::string>* headings = nullptr;
+    const std::vector<std::vector<RDB_CELL>>* cells = nullptr;
+    std::vector<std::uint32_t> columns;  // drawn, in display order
+    std::size_t rows = 0;                // drawn, from the first
+    Drawn drawn;
+};
+
+const std::vector<std::string> kNoHeadings;
+const std::vector<std::vector<RDB_CELL>> kNoCells;
+
+Grid grid_of(RDB_TABLE_OBJECT* table, std::uint32_t columns, const Layout& layout, const Extent& extent) {
+    Grid grid;
+    grid.headings = table ? &table->get_headings() : &kNoHeadings;
+    grid.cells = table ? &table->get_cells() : &kNoCells;
+    grid.columns = display_order(columns, layout.order, extent.max_columns);
+    grid.rows = std::min(grid.cells->size(), extent.max_rows);
+    grid.drawn = {grid.rows, grid.cells->size(), grid.columns.size(), columns};
+    return grid;
+}
+
+std::string heading_text(const Grid& grid, std::uint32_t column) {
+    return column < grid.headings->size() ? printable((*grid.headings)[column]) : std::string();
+}
+
+// A column's width in characters: its width in pixels over eight, at
+// least one; unset, its widest drawn text within the automatic bounds.
+std::size_t characters_of(const Grid& grid, const Layout& layout, std::uint32_t column) {
+    int pixels = width_of(layout, column);
+    if (pixels > 0) return std::max<std::size_t>(1, static_cast<std::size_t>(pixels / kPixelsPerCharacter));
+    std::size_t widest = characters(heading_text(grid, column));
+    for (std::size_t r = 0; r < grid.rows && widest < kAutoMaxCharacters; ++r)
+        widest = std::max(widest, characters(cell_text((*grid.cells)[r], column)));
+    return std::clamp(widest, kAutoMinCharacters, kAutoMaxCharacters);
+}
+
+std::vector<std::size_t> column_characters(const Grid& grid, const Layout& layout) {
+    std::vector<std::size_t> out;
+    for (std::uint32_t column : grid.columns) out.push_back(characters_of(grid, layout, column));
+    return out;
+}
+
+void text_rest(std::string& out, const Drawn& drawn) {
+    if (drawn.rows_total > drawn.rows_shown)
+        out += kCutMark + std::string(" ") + plural(drawn.rows_total - drawn.rows_shown, "more row", "more rows") + "\n";
+    if (drawn.columns_total > drawn.columns_shown)
+        out += kCutMark + std::string(" ") +
+               plural(drawn.columns_total - drawn.columns_shown, "more column", "more columns") + " not shown\n";
+}
+
+std::string text_table(const Grid& grid, const Layout& layout) {
+    std::vector<std::size_t> widths = column_characters(grid, layout);
+    std::string head, rule, out;
+    for (std::size_t i = 0; i < grid.columns.size(); ++i) {
+        std::string gap = i ? "  " : "";
+        head += gap + fit(heading_text(grid, grid.columns[i]), widths[i], alignment_of(layout, grid.columns[i]));
+        rule += gap + std::string(widths[i], '-');
+    }
+    if (!grid.columns.empty()) out += trim_right(head) + "\n" + rule + "\n";
+    for (std::size_t r = 0; r < grid.rows; ++r) {
+        std::string line;
+        for (std::size_t i = 0; i < grid.columns.size(); ++i)
+            line += (i ? "  " : "") + fit(cell_text((*grid.cells)[r], grid.columns[i]), widths[i],
+                                          alignment_of(layout, grid.columns[i]));
+        out += trim_right(line) + "\n";
+    }
+    text_rest(out, grid.drawn);
+    return out;
+}
+
+const char* align_class(RPL_TABLE::ALIGNMENT alignment) { return alignment == RPL_TABLE::RIGHT ? "r" : "l"; }
+
+// A cell cut short on the page keeps its whole text as a tooltip.
+void html_cell(std::string& out, const char* tag, const std::string& text, std::size_t width, const char* align) {
+    out += std::string("<") + tag + " class=\"" + align + "\"";
+    if (characters(text) > width) out += " title=\"" + html_escape(text) + "\"";
+    out += ">" + html_escape(text) + "</" + tag + ">";
+}
+
+void html_rest(std::string& out, const Drawn& drawn) {
+    if (drawn.rows_total > drawn.rows_shown)
+        out += "<p class=\"rpl-more\">" + plural(drawn.rows_shown, "row", "rows") + " of " +
+               with_separators(static_cast<std::size_t>(drawn.rows_total)) + " shown; " +
+               plural(drawn.rows_total - drawn.rows_shown, "more row", "more rows") + " not shown.</p>\n";
+    if (drawn.columns_total > drawn.columns_shown)
+        out += "<p class=\"rpl-more\">" + plural(drawn.columns_total - drawn.columns_shown, "more column", "more columns") +
+               " not shown.</p>\n";
+}
+
+// Fixed layout, so each column is as wide as its width says and a longer
+// cell is cut with an ellipsis rather than widening the table.
+std::string html_table(const Grid& grid, const Layout& layout) {
+    std::vector<std::size_t> widths = column_characters(grid, layout);
+    std::size_t total = 0;
+    std::string cols, head;
+    for (std::size_t i = 0; i < grid.columns.size(); ++i) {
+        int pixels = width_of(layout, grid.columns[i]);
+        std::size_t px = pixels > 0 ? static_cast<std::size_t>(pixels) : widths[i] * kPixelsPerCharacter + 16;
+        total += px;
+        cols += "<col style=\"width:" + std::to_string(px) + "px\">";
+        html_cell(head, "th", heading_text(grid, grid.columns[i]), widths[i], align_class(alignment_of(layout, grid.columns[i])));
+    }
+    std::string out = "<div class=\"rpl-table-wrap\"><table class=\"rpl-table\" style=\"width:" + std::to_string(total) +
+                      "px\"><colgroup>" + cols + "</colgroup>\n<thead><tr>" + head + "</tr></thead>\n<tbody>\n";
+    for (std::size_t r = 0; r < grid.rows; ++r) {
+        out += "<tr>";
+        for (std::size_t i = 0; i < grid.columns.size(); ++i)
+            html_cell(out, "td", cell_text((*grid.cells)[r], grid.columns[i]), widths[i],
+                      align_class(alignment_of(layout, grid.columns[i])));
+        out += "</tr>\n";
+    }
+    out += "</tbody></table></div>\n";
+    html_rest(out, grid.drawn);
+    return out;
+}
+
+// ---- Charts ---------------------------------------------------------------------------
+
+// The first column labels the rows; every other column that holds a
+// number is a series, and a cell of it that is not a number is a gap.
+ChartData chart_data(const Grid& grid, std::uint32_t columns) {
+    ChartData data;
+    std::size_t series_columns = std::min<std::size_t>(columns, grid.columns.size() + 1);
+    for (std::size_t r = 0; r < grid.rows; ++r) data.labels.push_back(cell_text((*grid.cells)[r], 0));
+    for (std::uint32_t c = 1; c < series_columns; ++c) {
+        ChartSeries series;
+        series.name = heading_text(grid, c);
+        if (series.name.empty()) series.name = "Column " + std::to_string(c);
+        bool numeric = false;
+        for (std::size_t r = 0; r < grid.rows; ++r) {
+            const std::vector<RDB_CELL>& row = (*grid.cells)[r];
+            bool number = c < row.size() && row[c].kind == RDB_CELL::NUMBER;
+            series.values.push_back(number ? std::optional<double>(row[c].number) : std::nullopt);
+            numeric = numeric || number;
+        }
+        if (numeric) data.series.push_back(std::move(series));
+    }
+    return data;
+}
+
+bool drawable_chart(int type) { return type == 1 || type == 2; }
+
+std::string unknown_chart_note(int type) {
+    return "Chart type " + std::to_string(type) + " is not one this writer draws (1 bar, 2 line); its data:";
+}
+
+// Bars of block characters, one line per label and series, scaled to the
+// largest magnitude.
+std::string text_bar_chart(const ChartData& data, std::size_t width) {
+    double largest = 0;
+    std::size_t label_width = 1;
+    for (const ChartSeries& s : data.series)
+        for (const auto& v : s.values)
+            if (v) largest = std::max(largest, std::fabs(*v));
+    for (const std::string& label : data.labels) label_width = std::max(label_width, std::min<std::size_t>(characters(label), 20));
+    std::size_t bar_room = width > label_width + 16 ? width - label_width - 16 : 10;
+    std::string out;
+    for (std::size_t i = 0; i < data.labels.size(); ++i)
+        for (std::size_t s = 0; s < data.series.size(); ++s) {
+            std::string label = s == 0 ? data.labels[i] : std::string();
+            std::string line = fit(label, label_width, RPL_TABLE::LEFT) + "  ";
+            const auto& v = data.series[s].values[i];
+            if (v) {
+                auto blocks = largest > 0 ? static_cast<std::size_t>(std::lround(std::fabs(*v) / largest * bar_room)) : 0;
+                std::string bar;
+                for (std::size_t b = 0; b < blocks; ++b) bar += "\xE2\x96\x88";  // "█"
+                line += bar + (*v < 0 ? " -" : " ") + number_text(std::fabs(*v));
+            }
+            if (data.series.size() > 1) line += "  (" + data.series[s].name + ")";
+            out += trim_right(line) + "\n";
+        }
+    return out;
+}
+
+// A line chart in text: each series as a row of eighth-high blocks, one a
+// label, lowest to highest; a gap is a space.
+std::string text_line_chart(const ChartData& data) {
+    static const char* const kLevels[] = {"\xE2\x96\x81", "\xE2\x96\x82", "\xE2\x96\x83", "\xE2\x96\x84",
+                                          "\xE2\x96\x85", "\xE2\x96\x86", "\xE2\x96\x87", "\xE2\x96\x88"};
+    std::string out;
+    std::size_t name_width = 1;
+    for (const ChartSeries& s : data.series) name_width = std::max(name_width, std::min<std::size_t>(characters(s.name), 20));
+    for (const ChartSeries& s : data.series) {
+        double low = 0, high = 0;
+        bool any = false;
+        for (const auto& v : s.values)
+            if (v) low = any ? std::min(low, *v) : *v, high = any ? std::max(high, *v) : *v, any = true;
+        std::string line = fit(s.name, name_width, RPL_TABLE::LEFT) + "  ";
+        for (const auto& v : s.values) {
+            if (!v) {
+                line += ' ';
+                continue;
+            }
+            int level = high > low ? static_cast<int>(std::lround((*v - low) / (high - low) * 7)) : 3;
+            line += kLevels[level];
+        }
+        if (any) line += "  " + number_text(low) + " to " + number_text(high);
+        out += trim_right(line) + "\n";
+    }
+    if (!data.labels.empty())
+        out += std::string(name_width + 2, ' ') + "from " + data.labels.front() + " to " + data.labels.back() + "\n";
+    return out;
+}
+
+std::string text_chart(const Grid& grid, std::uint32_t columns, const Layout& layout, std::size_t width) {
+    ChartData data = chart_data(grid, columns);
+    std::string out;
+    if (!drawable_chart(layout.chart_type)) return unknown_chart_note(layout.chart_type) + "\n" + text_table(grid, layout);
+    if (data.series.empty() || data.labels.empty()) return "No numeric data to chart.\n";
+    out = layout.chart_type == 1 ? text_bar_chart(data, width) : text_line_chart(data);
+    if (grid.drawn.rows_total > grid.drawn.rows_shown)
+        out += kCutMark + std::string(" ") + plural(grid.drawn.rows_total - grid.drawn.rows_shown, "more row", "more rows") +
+               " not charted\n";
+    return out;
+}
+
+std::string html_chart(const RPL_REPORT_SECTION& section, const Grid& grid, std::uint32_t columns, const Layout& layout) {
+    if (!drawable_chart(layout.chart_type))
+        return "<p class=\"rpl-note\">" + html_escape(unknown_chart_note(layout.chart_type)) + "</p>\n" +
+               html_table(grid, layout);
+    ChartFrame frame;
+    frame.width = layout.orientation == 2 ? kLandscapeChartWidth : kPortraitChartWidth;
+    ChartKind kind = layout.chart_type == 1 ? ChartKind::bar : ChartKind::line;
+    std::string out = "<figure class=\"rpl-chart-figure\">" +
+                      chart_svg(chart_data(grid, columns), kind, printable(to_std(section.m_name)), frame) + "</figure>\n";
+    if (grid.drawn.rows_total > grid.drawn.rows_shown)
+        out += "<p class=\"rpl-more\">The first " + plural(grid.drawn.rows_shown, "row", "rows") + " of " +
+               with_separators(static_cast<std::size_t>(grid.drawn.rows_total)) + " charted.</p>\n";
+    return out;
+}
+
+// ---- Gauges and summaries ---------------------------------------------------------
+
+struct Reading {
+    std::string name;
+    std::optional<double> fraction;  // of the maximum, 0 to 1 when in range
+    std::string value;
+};
+
+// A gauge shown as a percentage reads its value against its maximum, or,
+// without one, as a percentage already.
+Reading reading_of(const RDB_GAUGE_DATA& gauge, std::size_t index) {
+    Reading out;
+    out.name = gauge.m_name.empty() ? "Gauge " + std::to_string(index + 1) : printable(gauge.m_name);
+    if (gauge.m_limit > 0) out.fraction = gauge.m_value / gauge.m_limit;
+    else if (gauge.is_percentage) out.fraction = gauge.m_value / 100.0;
+    if (gauge.is_percentage && out.fraction) out.value = number_text(*out.fraction * 100) + " %";
+    else out.value = number_text(gauge.m_value);
+    if (gauge.m_limit > 0) out.value += gauge.is_percentage ? " (" + number_text(gauge.m_value) + " of " + number_text(gauge.m_limit) + ")"
+                                                            : " of " + number_text(gauge.m_limit);
+    return out;
+}
+
+std::vector<Reading> readings(RDB_OBJECT* object) {
+    std::vector<Reading> out;
+    RDB_GAUGES_OBJECT* gauges = object ? object->dynamic_cast_to_RDB_GAUGES_OBJECT() : nullptr;
+    if (!gauges) return out;
+    for (unsigned int i = 0; RDB_GAUGE_DATA* gauge = gauges->get_data_at(i); ++i) out.push_back(reading_of(*gauge, i));
+    return out;
+}
+
+double clamped(double fraction) { return std::isfinite(fraction) ? std::clamp(fraction, 0.0, 1.0) : 0.0; }
+
+std::string text_gauges(RDB_OBJECT* object) {
+    constexpr std::size_t kBar = 20;
+    std::vector<Reading> all = readings(object);
+    std::size_t name_width = 1;
+    for (const Reading& r : all) name_width = std::max(name_width, std::min<std::size_t>(characters(r.name), 32));
+    std::string out;
+    for (const Reading& r : all) {
+        std::string line = fit(r.name, name_width, RPL_TABLE::LEFT) + "  ";
+        if (r.fraction) {
+            auto filled = static_cast<std::size_t>(std::lround(clamped(*r.fraction) * kBar));
+            line += "[" + std::string(filled, '#') + std::string(kBar - filled, '.') + "]  ";
+        }
+        out += trim_right(line + r.value) + "\n";
+    }
+    return out;
+}
+
+std::string html_gauges(RDB_OBJECT* object) {
+    std::string out = "<div class=\"rpl-gauges\">\n";
+    for (const Reading& r : readings(object)) {
+        out += "<div class=\"rpl-gauge\"><span class=\"rpl-gauge-name\">" + html_escape(r.name) + "</span>";
+        if (r.fraction)
+            out += "<span class=\"rpl-gauge-bar\" role=\"meter\" aria-valuemin=\"0\" aria-valuemax=\"100\" aria-valuenow=\"" +
+                   number_text(clamped(*r.fraction) * 100) + "\"><span style=\"width:" +
+                   number_text(clamped(*r.fraction) * 100) + "%\"></span></span>";
+        out += "<span class=\"rpl-gauge-value\">" + html_escape(r.value) + "</span></div>\n";
+    }
+    return out + "</div>\n";
+}
+
+const std::vector<std::pair<std::string, std::string>>& items_of(RDB_OBJECT* object) {
+    static const std::vector<std::pair<std::string, std::string>> none;
+    RDB_CMP_SUMMARY_OBJECT* summary = object ? object->dynamic_cast_to_RDB_CMP_SUMMARY_OBJECT() : nullptr;
+    return summary ? summary->get_items() : none;
+}
+
+std::string text_summary(RDB_OBJECT* object) {
+    std::size_t name_width = 1;
+    for (const auto& item : items_of(object)) name_width = std::max(name_width, std::min<std::size_t>(characters(printable(item.first)), 32));
+    std::string out;
+    for (const auto& item : items_of(object))
+        out += trim_right(fit(printable(item.first), name_width, RPL_TABLE::LEFT) + "  " + printable(item.second)) + "\n";
+    return out;
+}
+
+std::string html_summary(RDB_OBJECT* object) {
+    std::string out = "<table class=\"rpl-summary\"><tbody>\n";
+    for (const auto& item : items_of(object))
+        out += "<tr><th scope=\"row\">" + html_escape(printable(item.first)) + "</th><td>" +
+               html_escape(printable(item.second)) + "</td></tr>\n";
+    return out + "</tbody></table>\n";
+}
+
+// ---- Texts --------------------------------------------------------------------------------
+
+std::string text_of(RDB_OBJECT* object) {
+    RDB_TEXT_OBJECT* text = object ? object->dynamic_cast_to_RDB_TEXT_OBJECT() : nullptr;
+    return text ? text->get_text() : std::string();
+}
+
+// An HTML text in a text file: the sanitized markup without its tags, a
+// block's end as a line's end, the escapes read back.
+std::string plain_of_html(const std::string& html) {
+    std::string clean = sanitize_html(html), out;
+    for (std::size_t i = 0; i < clean.size(); ++i) {
+        if (clean[i] != '<') {
+            out += clean[i];
+            continue;
+        }
+        std::size_t end = clean.find('>', i);
+        std::string tag = clean.substr(i + 1, end == std::string::npos ? std::string::npos : end - i - 1);
+        for (const char* block : {"/p", "br", "/li", "/div", "/tr", "/h1", "/h2", "/h3", "/h4", "/h5", "/h6", "/pre", "hr", "/dd", "/dt"})
+            if (tag.rfind(block, 0) == 0) out += '\n';
+        if (tag.rfind("li", 0) == 0) out += "- ";
+        if (tag.rfind("/td", 0) == 0 || tag.rfind("/th", 0) == 0) out += "  ";
+        if (end == std::string::npos) break;
+        i = end;
+    }
+    for (auto [from, to] : {std::pair<const char*, const char*>{"&lt;", "<"}, {"&gt;", ">"}, {"&quot;", "\""}, {"&#39;", "'"}, {"&amp;", "&"}}) {
+        for (std::size_t at = out.find(from); at != std::string::npos; at = out.find(from, at + 1)) out.replace(at, std::string(from).size(), to);
+    }
+    while (!out.empty() && out.back() == '\n') out.pop_back();
+    return out;
+}
+
+std::string text_paragraphs(const std::string& text, std::size_t width) {
+    std::string out;
+    for (const std::string& line : lines_of(text))
+        for (const std::string& part : wrapped(line, width)) out += part + "\n";
+    return out;
+}
+
+std::string html_plain_text(const std::string& text) {
+    std::string out = "<div class=\"rpl-plain\">";
+    std::vector<std::string> lines = lines_of(text);
+    for (std::size_t i = 0; i < lines.size(); ++i) out += (i ? "\n" : "") + html_escape(lines[i]);
+    return out + "</div>\n";
+}
+
+// ---- Kinds ------------------------------------------------------------------------------
+
+RDB_TABLE_OBJECT* table_object(RDB_OBJECT* object) {
+    return object ? object->dynamic_cast_to_RDB_TABLE_OBJECT() : nullptr;
+}
+
+std::uint32_t chart_columns(RDB_OBJECT* object) {
+    RDB_TABLE_OBJECT* table = table_object(object);
+    return table ? table->get_number_of_columns() : 0;
+}
+
+std::string embedded_line(const RPL_REPORT_SECTION& section) {
+    const RPL_EMBEDDED& e = *section.dynamic_cast_to_RPL_EMBEDDED();
+    std::string info = printable(to_std(e.m_info_str));
+    return "Embedded object, type " + std::to_string(e.m_embedded_type) + (info.empty() ? "" : ": " + info);
+}
+
+std::string text_body(const RPL_REPORT_SECTION& section, RDB_OBJECT* object, const Layout& layout, std::size_t width,
+                      const Extent& extent, Drawn* drawn) {
+    if (const RPL_TABLE* table = section.dynamic_cast_to_RPL_TABLE()) {
+        Grid grid = grid_of(table_object(object), table->m_num_columns, layout, extent);
+        if (drawn) *drawn = grid.drawn;
+        return text_table(grid, layout);
+    }
+    if (section.dynamic_cast_to_RPL_CHART()) {
+        std::uint32_t columns = chart_columns(object);
+        Grid grid = grid_of(table_object(object), columns, Layout{}, extent);
+        if (drawn) *drawn = grid.drawn;
+        return text_chart(grid, columns, layout, width);
+    }
+    if (const RPL_TEXT* text = section.dynamic_cast_to_RPL_TEXT())
+        return text_paragraphs(text->m_is_html ? plain_of_html(text_of(object)) : text_of(object), width);
+    if (section.dynamic_cast_to_RPL_GAUGES()) return text_gauges(object);
+    if (section.dynamic_cast_to_RPL_CMP_SUMMARY()) return text_summary(object);
+    if (section.dynamic_cast_to_RPL_EMBEDDED()) return text_paragraphs(embedded_line(section), width);
+    return std::string();
+}
+
+std::string html_body(const RPL_REPORT_SECTION& section, RDB_OBJECT* object, const Layout& layout, const Extent& extent,
+                      Drawn* drawn) {
+    if (const RPL_TABLE* table = section.dynamic_cast_to_RPL_TABLE()) {
+        Grid grid = grid_of(table_object(object), table->m_num_columns, layout, extent);
+        if (drawn) *drawn = grid.drawn;
+        return html_table(grid, layout);
+    }
+    if (section.dynamic_cast_to_RPL_CHART()) {
+        std::uint32_t columns = chart_columns(object);
+        Grid grid = grid_of(table_object(object), columns, Layout{}, extent);
+        if (drawn) *drawn = grid.drawn;
+        return html_chart(section, grid, columns, layout);
+    }
+    if (const RPL_TEXT* text = section.dynamic_cast_to_RPL_TEXT())
+        return text->m_is_html ? "<div class=\"rpl-html\">" + sanitize_html(text_of(object)) + "</div>\n"
+                               : html_plain_text(text_of(object));
+    if (section.dynamic_cast_to_RPL_GAUGES()) return html_gauges(object);
+    if (section.dynamic_cast_to_RPL_CMP_SUMMARY()) return html_summary(object);
+    if (section.dynamic_cast_to_RPL_EMBEDDED()) return "<p class=\"rpl-embedded\">" + html_escape(embedded_line(section)) + "</p>\n";
+    return std::string();
+}
+
+bool has_contents(const RPL_REPORT_SECTION& section) { return !section.dynamic_cast_to_RPL_FOLDER(); }
+
+}  // namespace
+
+Layout layout_of(const RPL_REPORT_SECTION& section) {
+    Layout out;
+    out.orientation = section.m_page_orientation;
+    if (const RPL_CHART* chart = section.dynamic_cast_to_RPL_CHART()) out.chart_type = chart->m_chart_type;
+    if (const RPL_TABLE* table = section.dynamic_cast_to_RPL_TABLE()) {
+        out.widths.assign(table->m_column_width.begin(), table->m_column_width.end());
+        out.order.assign(table->m_display_column.begin(), table->m_display_column.end());
+        out.alignments.assign(table->m_column_alignment.begin(), table->m_column_alignment.end());
+    }
+    return out;
+}
+
+// As the library's setters do: a list grows to reach the column it is given.
+template <class List, class Value>
+void put(List& list, std::uint32_t column, Value value, Value fill) {
+    if (column >= list.size()) list.resize(static_cast<std::size_t>(column) + 1, fill);
+    list[column] = value;
+}
+
+Layout with_change(Layout layout, const SettingsChange& change) {
+    if (change.orientation) layout.orientation = *change.orientation;
+    if (change.chart_type) layout.chart_type = *change.chart_type;
+    for (const ColumnValue& w : change.widths) put(layout.widths, w.column, w.value, 0);
+    for (const ColumnAlignment& a : change.alignments) put(layout.alignments, a.column, a.alignment, RPL_TABLE::LEFT);
+    for (const ColumnValue& o : change.order) put(layout.order, o.column, o.value, 0);
+    return layout;
+}
+
+std::vector<std::uint32_t> display_order(std::uint32_t columns, const std::vector<int>& order, std::size_t max_columns) {
+    // Beyond the stored list every column has display column 0 and keeps
+    // its index order, so only the first `max_columns` of them can be among
+    // the first `max_columns` drawn.
+    std::uint64_t candidates = std::min<std::uint64_t>(columns, order.size() + static_cast<std::uint64_t>(max_columns));
+    std::vector<std::uint32_t> out(static_cast<std::size_t>(candidates));
+    std::iota(out.begin(), out.end(), 0u);
+    auto place = [&](std::uint32_t c) { return c < order.size() ? order[c] : 0; };
+    std::stable_sort(out.begin(), out.end(), [&](std::uint32_t a, std::uint32_t b) { return place(a) < place(b); });
+    if (out.size() > max_columns) out.resize(max_columns);
+    return out;
+}
+
+std::size_t page_width(int orientation) { return orientation == 2 ? 132 : 80; }
+
+std::string render_text(const RPL_REPORT_SECTION& section, RDB_OBJECT* object, const Layout& layout, std::size_t width,
+                        const Extent& extent, Drawn* drawn) {
+    std::string out;
+    if (!section.m_header.empty()) out += text_paragraphs(to_std(section.m_header), width);
+    if (has_contents(section) && !object) out += "(The report holds no contents for this section.)\n";
+    else out += text_body(section, object, layout, width, extent, drawn);
+    if (!section.m_footer.empty()) out += text_paragraphs(to_std(section.m_footer), width);
+    return out;
+}
+
+std::string render_html(const RPL_REPORT_SECTION& section, RDB_OBJECT* object, const Layout& layout,
+                        const Extent& extent, Drawn* drawn) {
+    std::string out = std::string("<div class=\"rpl-page ") + (layout.orientation == 2 ? "rpl-landscape" : "rpl-portrait") + "\">\n";
+    if (!section.m_header.empty()) out += "<p class=\"rpl-header\">" + html_escape(printable(to_std(section.m_header))) + "</p>\n";
+    if (has_contents(section) && !object) out += "<p class=\"rpl-note\">The report holds no contents for this section.</p>\n";
+    else out += html_body(section, object, layout, extent, drawn);
+    if (!section.m_footer.empty()) out += "<p class=\"rpl-footer\">" + html_escape(printable(to_std(section.m_footer))) + "</p>\n";
+    return out + "</div>\n";
+}
+
+}  // namespace rpl_toc
