@@ -502,7 +502,7 @@ std::string bars(const Geometry& at, const DrawnData& data) {
             if (!data.values[s][i]) continue;
             double x = at.centre(i) - at.slot() * 0.4 + bar_width * static_cast<double>(s);
             double y = at.y(*data.values[s][i]);
-            out += rect_element(x, std::min(y, zero), bar_width, std::fabs(zero - y));
+            out += rect_element(x, y, bar_width, std::fabs(zero - y));
         }
         out += "</g>\n";
     }

@@ -290,7 +290,9 @@ private:
 
     static void* allocate(void* userdata, std::size_t size) {
         auto& arena = *static_cast<ParseArena*>(userdata);
-        void* memory = size <= arena.budget_ - arena.used_ ? std::malloc(sizeof(Block) + size) : nullptr;
+        // Zeroed: in tables gumbo reads a field it never wrote, and it
+        // should read the same thing every time.
+        void* memory = size <= arena.budget_ - arena.used_ ? std::calloc(1, sizeof(Block) + size) : nullptr;
         if (!memory) std::longjmp(arena.refused, 1);
         auto* block = new (memory) Block{arena.newest_, nullptr, size};
         if (arena.newest_) arena.newest_->newer = block;

@@ -9,6 +9,7 @@
 #include "host/host_strings.h"
 #include "tools/core/chart_svg.h"
 #include "tools/core/html_sanitizer.h"
+#include "tools/core/section_contents.h"
 #include "tools/core/section_info.h"
 
 namespace rpl_toc {
@@ -94,9 +95,10 @@ std::vector<std::string> lines_of(const std::string& text) {
     }
 }
 
-std::string number_text(double value) {
+// At most `decimals` places, trailing zeros dropped: 0.25, 12, 48.4.
+std::string number_text(double value, int decimals = 3) {
     char buffer[64];
-    std::snprintf(buffer, sizeof buffer, "%.3f", value);
+    std::snprintf(buffer, sizeof buffer, "%.*f", decimals, value);
     std::string out = buffer;
     if (out.find('.') != std::string::npos) {
         while (out.back() == '0') out.pop_back();
@@ -115,13 +117,9 @@ std::string plural(std::uint64_t n, const char* one, const char* many) {
 
 // ---- Tables ---------------------------------------------------------------------------
 
-int width_of(const Layout& layout, std::uint32_t column) {
-    return column < layout.widths.size() ? layout.widths[column] : 0;
-}
+int width_of(const Layout& layout, std::uint32_t column) { return layout.widths.at(column); }
 
-RPL_TABLE::ALIGNMENT alignment_of(const Layout& layout, std::uint32_t column) {
-    return column < layout.alignments.size() ? layout.alignments[column] : RPL_TABLE::LEFT;
-}
+RPL_TABLE::ALIGNMENT alignment_of(const Layout& layout, std::uint32_t column) { return layout.alignments.at(column); }
 
 // What a table or chart holds, and the part of it that is drawn.
 struct Grid {
@@ -370,7 +368,7 @@ Reading reading_of(const RDB_GAUGE_DATA& gauge, std::size_t index) {
     out.name = gauge.m_name.empty() ? "Gauge " + std::to_string(index + 1) : printable(gauge.m_name);
     if (gauge.m_limit > 0) out.fraction = gauge.m_value / gauge.m_limit;
     else if (gauge.is_percentage) out.fraction = gauge.m_value / 100.0;
-    if (gauge.is_percentage && out.fraction) out.value = number_text(*out.fraction * 100) + " %";
+    if (gauge.is_percentage && out.fraction) out.value = number_text(*out.fraction * 100, 1) + " %";
     else out.value = number_text(gauge.m_value);
     if (gauge.m_limit > 0) out.value += gauge.is_percentage ? " (" + number_text(gauge.m_value) + " of " + number_text(gauge.m_limit) + ")"
                                                             : " of " + number_text(gauge.m_limit);
@@ -410,8 +408,8 @@ std::string html_gauges(RDB_OBJECT* object) {
         out += "<div class=\"rpl-gauge\"><span class=\"rpl-gauge-name\">" + html_escape(r.name) + "</span>";
         if (r.fraction)
             out += "<span class=\"rpl-gauge-bar\" role=\"meter\" aria-valuemin=\"0\" aria-valuemax=\"100\" aria-valuenow=\"" +
-                   number_text(clamped(*r.fraction) * 100) + "\"><span style=\"width:" +
-                   number_text(clamped(*r.fraction) * 100) + "%\"></span></span>";
+                   number_text(clamped(*r.fraction) * 100, 1) + "\"><span style=\"width:" +
+                   number_text(clamped(*r.fraction) * 100, 1) + "%\"></span></span>";
         out += "<span class=\"rpl-gauge-value\">" + html_escape(r.value) + "</span></div>\n";
     }
     return out + "</div>\n";
@@ -555,38 +553,36 @@ Layout layout_of(const RPL_REPORT_SECTION& section) {
     out.orientation = section.m_page_orientation;
     if (const RPL_CHART* chart = section.dynamic_cast_to_RPL_CHART()) out.chart_type = chart->m_chart_type;
     if (const RPL_TABLE* table = section.dynamic_cast_to_RPL_TABLE()) {
-        out.widths.assign(table->m_column_width.begin(), table->m_column_width.end());
-        out.order.assign(table->m_display_column.begin(), table->m_display_column.end());
-        out.alignments.assign(table->m_column_alignment.begin(), table->m_column_alignment.end());
+        out.widths.stored.assign(table->m_column_width.begin(), table->m_column_width.end());
+        out.order.stored.assign(table->m_display_column.begin(), table->m_display_column.end());
+        out.alignments.stored.assign(table->m_column_alignment.begin(), table->m_column_alignment.end());
     }
     return out;
-}
-
-// As the library's setters do: a list grows to reach the column it is given.
-template <class List, class Value>
-void put(List& list, std::uint32_t column, Value value, Value fill) {
-    if (column >= list.size()) list.resize(static_cast<std::size_t>(column) + 1, fill);
-    list[column] = value;
 }
 
 Layout with_change(Layout layout, const SettingsChange& change) {
     if (change.orientation) layout.orientation = *change.orientation;
     if (change.chart_type) layout.chart_type = *change.chart_type;
-    for (const ColumnValue& w : change.widths) put(layout.widths, w.column, w.value, 0);
-    for (const ColumnAlignment& a : change.alignments) put(layout.alignments, a.column, a.alignment, RPL_TABLE::LEFT);
-    for (const ColumnValue& o : change.order) put(layout.order, o.column, o.value, 0);
+    for (const ColumnValue& w : change.widths) layout.widths.typed[w.column] = w.value;
+    for (const ColumnAlignment& a : change.alignments) layout.alignments.typed[a.column] = a.alignment;
+    for (const ColumnValue& o : change.order) layout.order.typed[o.column] = o.value;
     return layout;
 }
 
-std::vector<std::uint32_t> display_order(std::uint32_t columns, const std::vector<int>& order, std::size_t max_columns) {
-    // Beyond the stored list every column has display column 0 and keeps
-    // its index order, so only the first `max_columns` of them can be among
-    // the first `max_columns` drawn.
-    std::uint64_t candidates = std::min<std::uint64_t>(columns, order.size() + static_cast<std::uint64_t>(max_columns));
-    std::vector<std::uint32_t> out(static_cast<std::size_t>(candidates));
+// Every column that neither list reaches has display column 0 and keeps
+// its index order, so only the first `max_columns` of those can be drawn:
+// they lie below the stored list's end plus the typed columns plus
+// `max_columns`.
+std::vector<std::uint32_t> display_order(std::uint32_t columns, const ColumnList<int>& order, std::size_t max_columns) {
+    std::uint64_t reach = order.stored.size() + order.typed.size() + static_cast<std::uint64_t>(max_columns);
+    std::vector<std::uint32_t> out(static_cast<std::size_t>(std::min<std::uint64_t>(columns, reach)));
     std::iota(out.begin(), out.end(), 0u);
-    auto place = [&](std::uint32_t c) { return c < order.size() ? order[c] : 0; };
-    std::stable_sort(out.begin(), out.end(), [&](std::uint32_t a, std::uint32_t b) { return place(a) < place(b); });
+    for (const auto& typed : order.typed)
+        if (typed.first < columns && typed.first >= out.size()) out.push_back(typed.first);
+    std::stable_sort(out.begin(), out.end(), [&](std::uint32_t a, std::uint32_t b) {
+        int pa = order.at(a), pb = order.at(b);
+        return pa != pb ? pa < pb : a < b;
+    });
     if (out.size() > max_columns) out.resize(max_columns);
     return out;
 }
@@ -611,6 +607,20 @@ std::string render_html(const RPL_REPORT_SECTION& section, RDB_OBJECT* object, c
     else out += html_body(section, object, layout, extent, drawn);
     if (!section.m_footer.empty()) out += "<p class=\"rpl-footer\">" + html_escape(printable(to_std(section.m_footer))) + "</p>\n";
     return out + "</div>\n";
+}
+
+Outcome<Preview> preview_section(Session& session, const std::string& path, const SettingsChange& typed,
+                                 std::size_t max_rows) {
+    Outcome<RPL_REPORT_SECTION*> found = find_section(session, path);
+    if (!found.ok()) return found.refusal();
+    RPL_REPORT_SECTION& section = *found.result();
+    Preview out;
+    out.section = &section;
+    Extent extent;
+    extent.max_rows = max_rows;
+    BorrowedReport report(section);
+    out.html = render_html(section, report.object_of(section), with_change(layout_of(section), typed), extent, &out.drawn);
+    return out;
 }
 
 }  // namespace rpl_toc

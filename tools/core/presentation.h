@@ -10,6 +10,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <limits>
+#include <map>
 #include <string>
 #include <vector>
 
@@ -19,15 +20,29 @@
 
 namespace rpl_toc {
 
-// A section's layout: what it holds, or what a person has typed and not
-// yet applied. Lists read as the library's getters read them: a column a
-// list does not reach has width 0, display column 0 and alignment left.
+// One of a table's column lists as the section stores it, with the
+// columns a person has typed and not applied put over it. A column that
+// neither reaches reads as the library's getters read it: `fill`.
+template <class T>
+struct ColumnList {
+    std::vector<T> stored;
+    std::map<std::uint32_t, T> typed;  // sparse: a column may be any index
+    T fill{};
+
+    T at(std::uint32_t column) const {
+        auto it = typed.find(column);
+        if (it != typed.end()) return it->second;
+        return column < stored.size() ? stored[column] : fill;
+    }
+};
+
+// A section's layout: what it holds, or that and what a person has typed.
 struct Layout {
     int orientation = 1;  // 1 portrait, 2 landscape
     int chart_type = 0;   // charts: 1 bar, 2 line
-    std::vector<int> widths;
-    std::vector<int> order;
-    std::vector<RPL_TABLE::ALIGNMENT> alignments;
+    ColumnList<int> widths;
+    ColumnList<int> order;
+    ColumnList<RPL_TABLE::ALIGNMENT> alignments{{}, {}, RPL_TABLE::LEFT};
 };
 
 Layout layout_of(const RPL_REPORT_SECTION& section);
@@ -51,9 +66,10 @@ struct Drawn {
 };
 
 // The columns of a table in display order: display column ascending, ties
-// by column index, the first `max_columns` of them. Only those columns'
-// places are looked at, whatever column count the table declares.
-std::vector<std::uint32_t> display_order(std::uint32_t columns, const std::vector<int>& order, std::size_t max_columns);
+// by column index, the first `max_columns` of them. Only the columns that
+// can be among those are looked at, whatever column count the table
+// declares.
+std::vector<std::uint32_t> display_order(std::uint32_t columns, const ColumnList<int>& order, std::size_t max_columns);
 
 // Characters a text line may hold: 80 on a portrait page, 132 on a
 // landscape one.
@@ -69,6 +85,22 @@ std::string render_text(const RPL_REPORT_SECTION& section, RDB_OBJECT* object, c
 // texts sanitized, charts as inline SVG; no script, nothing loaded.
 std::string render_html(const RPL_REPORT_SECTION& section, RDB_OBJECT* object, const Layout& layout,
                         const Extent& extent = Extent(), Drawn* drawn = nullptr);
+
+// What the viewer's preview shows of one section.
+struct Preview {
+    const RPL_REPORT_SECTION* section = nullptr;
+    std::string html;  // render_html's fragment
+    Drawn drawn;
+};
+
+// The section at `path` as the export draws it, with `typed` put over its
+// settings (what a person has typed and not applied) and at most
+// `max_rows` rows of a table or chart. Nothing is checked against the
+// library's rules and nothing is saved: Apply does that. The report is
+// borrowed through the section and given back before this returns.
+// Refused: unknown_path.
+Outcome<Preview> preview_section(Session& session, const std::string& path, const SettingsChange& typed,
+                                 std::size_t max_rows);
 
 }  // namespace rpl_toc
 

@@ -8,9 +8,11 @@
 #include <cerrno>
 #include <cstring>
 #include <filesystem>
+#include <set>
 
 #include "host/host.h"
 #include "host/host_strings.h"
+#include "tools/core/settings_probe.h"
 
 namespace rpl_toc {
 namespace {
@@ -93,38 +95,72 @@ std::string database_directory(const std::string& report_file, const std::string
     return db_dir;
 }
 
-Session::FileStamp stamp_of(const std::string& path) {
+std::uint64_t nanoseconds(const struct timespec& t) {
+    return static_cast<std::uint64_t>(t.tv_sec) * 1000000000u + static_cast<std::uint64_t>(t.tv_nsec);
+}
+
+Session::FileStamp stat_identity(const struct stat& st) {
     Session::FileStamp out;
-    int fd = ::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK);
-    struct stat st {};
-    if (fd < 0) {
-        if (::stat(path.c_str(), &st) != 0) return out;  // no file: nothing else to compare
-        out.exists = true;
-        out.device = st.st_dev;
-        out.inode = st.st_ino;
-        out.mtime_ns = static_cast<std::uint64_t>(st.st_mtim.tv_sec) * 1000000000u + st.st_mtim.tv_nsec;
-        return out;
-    }
     out.exists = true;
+    out.device = st.st_dev;
+    out.inode = st.st_ino;
+    out.size = static_cast<std::uint64_t>(st.st_size);
+    out.mtime_ns = nanoseconds(st.st_mtim);
+    return out;
+}
+
+// FNV-1a over the bytes `fd` gives, at most `limit` of them.
+std::uint64_t hash_of_bytes(int fd, std::size_t limit) {
+    std::uint64_t hash = 14695981039346656037ull;
+    char buffer[65536];
+    for (std::size_t used = 0; used < limit;) {
+        ssize_t n = ::read(fd, buffer, std::min(sizeof buffer, limit - used));
+        if (n < 0 && errno == EINTR) continue;
+        if (n <= 0) break;
+        for (ssize_t i = 0; i < n; ++i) hash = (hash ^ static_cast<unsigned char>(buffer[i])) * 1099511628211ull;
+        used += static_cast<std::size_t>(n);
+    }
+    return hash;
+}
+
+// The identity of the bytes as read through one descriptor, so that the
+// size and time belong to the bytes hashed. Opening never blocks (a pipe
+// in the file's place), and no more is read than the library would read:
+// a larger file, like anything but a regular file, is known by its stat.
+Session::FileStamp stamp_of(const std::string& path) {
+    struct stat st {};
+    int fd = ::open(path.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
+    if (fd < 0) return ::stat(path.c_str(), &st) == 0 ? stat_identity(st) : Session::FileStamp();
+    Session::FileStamp out;
     if (::fstat(fd, &st) == 0) {
-        out.device = st.st_dev;
-        out.inode = st.st_ino;
-        out.size = static_cast<std::uint64_t>(st.st_size);
-        out.mtime_ns = static_cast<std::uint64_t>(st.st_mtim.tv_sec) * 1000000000u + st.st_mtim.tv_nsec;
+        out = stat_identity(st);
+        if (S_ISREG(st.st_mode) && out.size <= kMaxSettingsFileBytes) out.hash = hash_of_bytes(fd, kMaxSettingsFileBytes);
+    } else {
+        out.exists = true;
     }
-    std::uint64_t hash = 14695981039346656037ull;  // FNV-1a over the bytes
-    if (S_ISREG(st.st_mode)) {
-        char buffer[65536];
-        for (;;) {
-            ssize_t n = ::read(fd, buffer, sizeof buffer);
-            if (n < 0 && errno == EINTR) continue;
-            if (n <= 0) break;
-            for (ssize_t i = 0; i < n; ++i) hash = (hash ^ static_cast<unsigned char>(buffer[i])) * 1099511628211ull;
-        }
-    }
-    out.hash = hash;
     ::close(fd);
     return out;
+}
+
+// The whole file as the library loads it, without its identity.
+Session::SettingsRead library_read(const std::string& path) {
+    Session::SettingsRead out;
+    RPL_REPORT_SETTINGS_FILE file;
+    file.m_filename = to_rpl(path);
+    out.loaded = file.read_from_disk();
+    for (const auto& block : file.m_sections) {
+        std::map<std::string, std::string>& keys = out.blocks[to_std(block.first)];
+        for (const auto& key : *block.second) keys[to_std(key.first)] = to_std(key.second);
+    }
+    return out;
+}
+
+// The header line the library gives the block of the section at `path`,
+// asked of the library so that there is one rule for it.
+std::string header_of(const string& path) {
+    RPL_REPORT_SETTINGS_FILE probe;
+    probe.set_value_str(path, string("K"), string());
+    return to_std(probe.m_sections.begin()->first);
 }
 
 // Every entry the build walks: the main folder, and every entry of every
@@ -159,10 +195,28 @@ RPL_REPORT_SECTION* Session::section(const std::string& path) { return m_toc->se
 
 std::string Session::settings_file() { return to_std(m_toc->get_settings_filename()); }
 
-void Session::rebuild() {
-    m_toc->generate_toc(true);
+bool Session::rebuild() {
+    bool saved_outside = false;
+    for (int attempt = 1; attempt <= kRebuildAttempts; ++attempt) {
+        if (build_once()) break;
+        saved_outside = true;
+    }
     m_left_out = m_entries - static_cast<int>(m_toc->m_section_index.size());
-    note_settings_file();
+    return saved_outside;
+}
+
+bool Session::build_once() {
+    FileStamp before = stamp_of(m_settings_path);
+    record_stamp(before);
+    m_toc->generate_toc(true);
+    SettingsRead read = library_read(m_settings_path);
+    read.stamp = before;
+    if (stamp_of(m_settings_path) != before) {
+        m_last_read.reset();  // sections read from two files: nothing to compare a change with
+        return false;
+    }
+    m_last_read = std::move(read);
+    return true;
 }
 
 bool Session::FileStamp::operator==(const FileStamp& o) const {
@@ -170,10 +224,38 @@ bool Session::FileStamp::operator==(const FileStamp& o) const {
            hash == o.hash;
 }
 
-void Session::note_settings_file() {
-    FileStamp now = stamp_of(m_settings_path);
+void Session::record_stamp(const FileStamp& stamp) {
     std::lock_guard<std::mutex> lock(m_stamp_lock);
-    m_stamp = now;
+    m_stamp = stamp;
+}
+
+Session::FileStamp Session::settings_file_stamp() const { return stamp_of(m_settings_path); }
+
+std::optional<Session::SettingsRead> Session::read_settings() const {
+    for (int attempt = 0; attempt < kRebuildAttempts; ++attempt) {
+        FileStamp before = stamp_of(m_settings_path);
+        SettingsRead read = library_read(m_settings_path);
+        read.stamp = before;
+        if (stamp_of(m_settings_path) == before) return read;
+    }
+    return std::nullopt;
+}
+
+void Session::note_read(const SettingsRead& read) {
+    m_last_read = read;
+    record_stamp(read.stamp);
+}
+
+bool Session::others_as_last_read(const SettingsRead& now, const std::vector<const RPL_REPORT_SECTION*>& written) const {
+    if (!m_last_read || !m_last_read->loaded || !now.loaded) return false;
+    std::set<std::string> rewritten;
+    for (const RPL_REPORT_SECTION* section : written) rewritten.insert(header_of(section->m_rdb_path));
+    Blocks before = m_last_read->blocks, after = now.blocks;
+    for (const std::string& header : rewritten) {
+        before.erase(header);
+        after.erase(header);
+    }
+    return before == after;
 }
 
 bool Session::settings_file_changed_outside() const {

@@ -85,4 +85,14 @@ std::string dump_json(const Json& value) {
     return value.dump(2, ' ', false, Json::error_handler_t::replace) + "\n";
 }
 
+Json preview_document(const Preview& preview) {
+    return json_document({{"path", to_std(preview.section->m_rdb_path)},
+                          {"kind", section_kind(*preview.section)},
+                          {"html", preview.html},
+                          {"rows_shown", preview.drawn.rows_shown},
+                          {"rows_total", preview.drawn.rows_total},
+                          {"columns_shown", preview.drawn.columns_shown},
+                          {"columns_total", preview.drawn.columns_total}});
+}
+
 }  // namespace rpl_toc

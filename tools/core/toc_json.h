@@ -12,6 +12,7 @@
 
 #include "rpl/rpl.h"
 #include "tools/core/operations.h"
+#include "tools/core/presentation.h"
 
 namespace rpl_toc {
 
@@ -54,6 +55,11 @@ Json settings_file_document(const SettingsFileRead& read);
 // {"format", "file", "as", "sections", "left_out"}: where an export went,
 // "text" or "html", the sections written and those left out.
 Json export_document(const std::string& file, ReportFormat format, const ReportWritten& written);
+
+// {"format", "path", "kind", "html", "rows_shown", "rows_total",
+// "columns_shown", "columns_total"}: a section as the viewer's preview
+// shows it (/api/preview). The counts are 0 for kinds without rows.
+Json preview_document(const Preview& preview);
 
 // One JSON text with a final line feed. Bytes that are not UTF-8 (a
 // database directory may hold such) are replaced, never a failure.

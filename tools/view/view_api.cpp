@@ -7,6 +7,8 @@
 #include <vector>
 
 #include "tools/core/operations.h"
+#include "tools/core/save_check.h"
+#include "tools/core/presentation.h"
 #include "tools/core/section_info.h"
 #include "tools/core/toc_json.h"
 #include "tools/view/view_refusals.h"
@@ -34,17 +36,88 @@ bool reload_if_changed_outside(Session& session) {
     return true;
 }
 
-// What a change touched (every section when the TOC was built again
-// first), with why the change did not reach the file when it did not: the
-// change stays in memory, as the library keeps it.
-HttpResponse change_response(Session& session, const Outcome<Change>& change, bool reloaded) {
-    session.note_settings_file();  // the file as this change left it
+enum class ChangeKind { mark, set };
+
+void add_subtree(const RPL_REPORT_SECTION& section, std::vector<const RPL_REPORT_SECTION*>& out) {
+    out.push_back(&section);
+    if (section.m_children)
+        for (const RPL_REPORT_SECTION* child : *section.m_children)
+            if (child) add_subtree(*child, out);
+}
+
+// The sections whose blocks a change saved: a set saves its section; a
+// mark each named section's subtree, then each of its ancestors.
+std::vector<const RPL_REPORT_SECTION*> saved_by(const Change& change, ChangeKind kind) {
+    std::vector<const RPL_REPORT_SECTION*> out(change.sections.begin(), change.sections.end());
+    if (kind == ChangeKind::set) return out;
+    out.clear();
+    for (const RPL_REPORT_SECTION* named : change.sections) {
+        add_subtree(*named, out);
+        for (const RPL_REPORT_SECTION* p = named->m_parent; p; p = p->m_parent) out.push_back(p);
+    }
+    return out;
+}
+
+// The settings file after a change: whether it holds each section the
+// change saved, as the library reads them back, and its blocks, both
+// taken from the same bytes; nullopt when other saves kept landing.
+struct FileAfterChange {
+    SaveCheck save;
+    Session::SettingsRead read;
+};
+
+std::optional<FileAfterChange> read_after_change(Session& session, const std::vector<const RPL_REPORT_SECTION*>& saved) {
+    for (int attempt = 0; attempt < Session::kRebuildAttempts; ++attempt) {
+        Session::FileStamp before = session.settings_file_stamp();
+        SaveCheck save = check_saved(session, saved);
+        std::optional<Session::SettingsRead> read = session.read_settings();
+        if (read && read->stamp == before) return FileAfterChange{save, std::move(*read)};
+    }
+    return std::nullopt;
+}
+
+// What the settings file tells of a change just made.
+struct ChangeInFile {
+    bool saved_outside = false;  // another program saved the file while the change ran
+    SaveCheck save;              // whether the file holds the change
+};
+
+// The file may differ from what this session last read only in the blocks
+// the change saved, and those must hold what the session holds. A save
+// that failed (the library never saves over a file it cannot load, nor
+// where it may not write) leaves the file as it was: anything else that
+// differs is another program's save, which this session must not take as
+// its own. When nothing else differs, the file as the change left it is
+// what this session last read.
+ChangeInFile look_at_file_after(Session& session, const std::vector<const RPL_REPORT_SECTION*>& saved,
+                                const SaveCheck& save_during_change) {
+    std::optional<FileAfterChange> after = read_after_change(session, saved);
+    const Session::SettingsRead* last = session.last_read();
+    if (!after || !last) return {true, save_during_change};
+    const Session::SettingsRead& now = after->read;
+    bool file_unchanged = now.stamp == last->stamp;
+    if (!now.loaded) return {!file_unchanged, after->save};
+    if (!session.others_as_last_read(now, saved)) return {true, after->save};
+    if (!after->save.saved()) return {!file_unchanged, after->save};
+    session.note_read(now);
+    return {false, after->save};
+}
+
+// What a change touched (every section when the TOC was built again,
+// before the change or after it because another program saved meanwhile),
+// with why the change did not reach the file when it did not: the change
+// stays in memory, as the library keeps it.
+HttpResponse change_response(Session& session, const Outcome<Change>& change, ChangeKind kind, bool reloaded) {
     if (!change.ok()) {
         if (!reloaded) return refusal_response(change.refusal());
         HttpResponse refused = refusal_response(change.refusal());
         refused.headers.emplace_back("X-RPL-Reloaded", "1");
         return refused;
     }
+    ChangeInFile in_file = look_at_file_after(session, saved_by(change.result(), kind), change.result().save);
+    // Built again, the TOC holds what the file holds: nothing is unsaved.
+    if (in_file.saved_outside) session.rebuild();
+    reloaded = reloaded || in_file.saved_outside;
     std::vector<const RPL_REPORT_SECTION*> touched;
     if (reloaded) {
         touched.assign(session.toc().m_section_index.begin(), session.toc().m_section_index.end());
@@ -56,8 +129,8 @@ HttpResponse change_response(Session& session, const Outcome<Change>& change, bo
             if (seen.insert(s).second) touched.push_back(s);
     }
     HttpResponse response = json_response(200, change_document(touched, reloaded));
-    const SaveCheck& save = change.result().save;
-    if (!save.saved())
+    const SaveCheck& save = in_file.save;
+    if (!save.saved() && !in_file.saved_outside)
         response.headers.emplace_back("X-RPL-Unsaved", header_text(save.settings_file + ": " + save.unsaved));
     return response;
 }
@@ -184,9 +257,16 @@ void Activity::begin(const std::string& what, std::size_t expected_saves) {
 }
 
 void Activity::advance(std::size_t written, std::size_t total) {
-    std::lock_guard<std::mutex> lock(m_lock);
-    m_done = written;
-    m_expected = total;
+    {
+        std::lock_guard<std::mutex> lock(m_lock);
+        m_done = written;
+        m_expected = total;
+    }
+    if (m_on_advance) m_on_advance(written, total);
+}
+
+void Activity::on_advance(std::function<void(std::size_t written, std::size_t total)> hook) {
+    m_on_advance = std::move(hook);
 }
 
 std::pair<bool, std::uint64_t> Activity::state() const {
@@ -260,7 +340,7 @@ HttpResponse api_mark(Session& session, const std::string& body, Activity& activ
         return as_activity(activity, what, saves_of_mark(session, named), [&] {
             bool reloaded = reload_if_changed_outside(session);
             MarkProgress progress = [&](std::size_t written, std::size_t total) { activity.advance(written, total); };
-            return change_response(session, mark_sections(session, named, marked, progress), reloaded);
+            return change_response(session, mark_sections(session, named, marked, progress), ChangeKind::mark, reloaded);
         });
     });
 }
@@ -274,7 +354,7 @@ HttpResponse api_set(Session& session, const std::string& body, Activity& activi
         std::string path = request["path"].get<std::string>();
         return as_activity(activity, "changing the settings of " + path, 1, [&] {
             bool reloaded = reload_if_changed_outside(session);
-            return change_response(session, change_settings(session, path, change), reloaded);
+            return change_response(session, change_settings(session, path, change), ChangeKind::set, reloaded);
         });
     });
 }
@@ -310,6 +390,24 @@ HttpResponse api_export(Session& session, ReportFormat format) {
     response.headers.emplace_back("Content-Security-Policy",
                                   "sandbox; default-src 'none'; style-src 'unsafe-inline'; img-src data:");
     return response;
+}
+
+HttpResponse api_preview(Session& session, const std::string& body) {
+    return answered([&] {
+        InJson request = body_object(body, {"path", "orientation", "chart_type", "widths", "aligns", "orders", "rows"});
+        if (!request.contains("path") || !request["path"].is_string())
+            throw BadRequest{400, "\"path\" must be the section's rdb path, as a string."};
+        std::size_t rows = kPreviewRows;
+        if (request.contains("rows")) {
+            const InJson& asked = request["rows"];
+            if (!asked.is_number_unsigned() || asked.get<std::uint64_t>() > kMaxPreviewRows)
+                throw BadRequest{400, "\"rows\" must be a whole number from 0 to " + std::to_string(kMaxPreviewRows) + "."};
+            rows = static_cast<std::size_t>(asked.get<std::uint64_t>());
+        }
+        Outcome<Preview> preview = preview_section(session, request["path"].get<std::string>(), settings_change(request), rows);
+        if (!preview.ok()) return refusal_response(preview.refusal());
+        return json_response(200, preview_document(preview.result()));
+    });
 }
 
 }  // namespace rpl_toc

@@ -8,6 +8,7 @@
 
 #include <chrono>
 #include <cstdint>
+#include <functional>
 #include <utility>
 #include <mutex>
 #include <string>
@@ -33,6 +34,10 @@ public:
     void begin(const std::string& what, std::size_t expected_saves);
     // Saves made so far, of how many (a mark's progress callback).
     void advance(std::size_t written, std::size_t total);
+    // Runs `hook` at the end of each advance, on the thread of the change:
+    // a test's way to act at a known point of a change. Set it while no
+    // change runs.
+    void on_advance(std::function<void(std::size_t written, std::size_t total)> hook);
     void end();
     // {"format", "busy": false} or {"format", "busy": true, "what",
     // "expected_saves", "saves_done", "elapsed_ms"}.
@@ -51,6 +56,7 @@ private:
     std::size_t m_done = 0;
     std::uint64_t m_begun = 0;
     std::chrono::steady_clock::time_point m_start;
+    std::function<void(std::size_t, std::size_t)> m_on_advance;
 };
 
 HttpResponse api_toc(Session& session);
@@ -75,6 +81,17 @@ HttpResponse api_reload(Session& session);
 HttpResponse api_progress(const Session& session, const Activity& activity);
 // The marked sections as `rpl-toc export` writes them.
 HttpResponse api_export(Session& session, ReportFormat format);
+
+// Rows a preview draws unless it asks for another number, and the most it
+// may ask for: a table of any length shows its start at once.
+constexpr std::size_t kPreviewRows = 200;
+constexpr std::size_t kMaxPreviewRows = 5000;
+
+// {"path", "orientation", "chart_type", "widths", "aligns", "orders",
+// "rows"}: the section as the export draws it, with the values of /api/set
+// that are given put over its settings, and at most "rows" rows. Nothing
+// is checked against the library's rules and nothing is saved.
+HttpResponse api_preview(Session& session, const std::string& body);
 
 }  // namespace rpl_toc
 

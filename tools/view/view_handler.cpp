@@ -8,15 +8,18 @@
 
 #include "tools/view/view_api.h"
 #include "tools/view/view_web.h"
+#include "tools/core/style_files.h"
 
 namespace rpl_toc {
 namespace {
 
 // The page may load its own files and talk to its own server, and nothing
-// else: no inline script, no other origin, no framing.
+// else: no inline script, no other origin, no framing. A preview's columns
+// and gauges take their widths from style attributes, which carry no
+// script; style elements stay forbidden.
 const char* const kPagePolicy =
-    "default-src 'none'; script-src 'self'; style-src 'self'; img-src 'self' data:; connect-src 'self'; "
-    "base-uri 'none'; form-action 'none'; frame-ancestors 'none'";
+    "default-src 'none'; script-src 'self'; style-src 'self'; style-src-attr 'unsafe-inline'; img-src 'self' data:; "
+    "connect-src 'self'; base-uri 'none'; form-action 'none'; frame-ancestors 'none'";
 
 struct Endpoint {
     const char* path;
@@ -36,6 +39,7 @@ const Endpoint kEndpoints[] = {
     {"/api/reload", "POST", [](Session& s, const HttpRequest&, Activity&) { return api_reload(s); }},
     {"/api/export.html", "GET", [](Session& s, const HttpRequest&, Activity&) { return api_export(s, ReportFormat::html); }},
     {"/api/export.txt", "GET", [](Session& s, const HttpRequest&, Activity&) { return api_export(s, ReportFormat::text); }},
+    {"/api/preview", "POST", [](Session& s, const HttpRequest& r, Activity&) { return api_preview(s, r.body); }},
 };
 
 const Endpoint* find_endpoint(const std::string& path) {
@@ -79,9 +83,22 @@ HttpResponse web_file(const WebFile& file) {
     return response;
 }
 
+// The presented sections' style sheet is the report writer's own, so the
+// preview looks as the export does.
+const char* const kPresentationStyle = "presentation.css";
+
 HttpResponse method_not_allowed(const char* allowed) {
     HttpResponse response = error_response(405, std::string("This address answers ") + allowed + " only.");
     response.headers.emplace_back("Allow", std::string(allowed) == "GET" ? "GET, HEAD" : allowed);
+    return response;
+}
+
+HttpResponse presentation_style(const HttpRequest& request) {
+    if (!is_get(request.method)) return method_not_allowed("GET");
+    HttpResponse response;
+    response.body = style_text(kPresentationStyle);
+    response.headers.emplace_back("Content-Type", media_type(kPresentationStyle));
+    response.headers.emplace_back("Content-Security-Policy", kPagePolicy);
     return response;
 }
 
@@ -119,6 +136,7 @@ HttpResponse ViewHandler::route(const HttpRequest& request) {
 
 HttpResponse ViewHandler::page(const HttpRequest& request) {
     std::string name = request.path == "/" ? "index.html" : request.path.substr(request.path.empty() ? 0 : 1);
+    if (name == kPresentationStyle) return presentation_style(request);
     const WebFile* file = request.path.size() > 1 && name == "index.html" ? nullptr : find_web_file(name);
     if (!file) return error_response(404, "There is nothing at this address.");
     if (!is_get(request.method)) return method_not_allowed("GET");

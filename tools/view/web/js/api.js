@@ -66,6 +66,7 @@ export const api = {
   mark: (paths, marked) => call('POST', '/api/mark', { paths, marked }),
   set: (change) => call('POST', '/api/set', change),
   settings: () => call('GET', '/api/settings'),
+  preview: (request) => call('POST', '/api/preview', request),
   reload: () => call('POST', '/api/reload', {}),
   // Never counted as busy: the page asks it while a change runs and now and then.
   progress: () => call('GET', '/api/progress', undefined, true),

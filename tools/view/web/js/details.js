@@ -2,6 +2,8 @@
 // settings a person may change (page orientation, a chart's type, a table's
 // columns). Every change goes to the server as one /api/set.
 
+import { api } from './api.js';
+import { FIRST_ROWS, Latest, moreRows, previewRequest, previewStatus } from './preview.js';
 import { badge } from './tree.js';
 
 const MARKING_WORDS = ['none of it', 'partly', 'all of it'];
@@ -103,10 +105,51 @@ function numberInput(name, value, label) {
   return input;
 }
 
+const latestPreview = new Latest();
+
+// The section as the export draws it. `update(fields)` draws it again
+// with typed, unapplied fields put over its settings; nothing is saved.
+function previewPanel(section) {
+  const body = element('div', { className: 'preview-body' });
+  const status = element('p', { className: 'preview-status muted' });
+  status.setAttribute('aria-live', 'polite');
+  const more = element('button', { type: 'button', hidden: true }, 'Show more rows');
+  const heading = element('h3', { id: 'preview-title' }, 'Preview');
+  const panel = element('section', { className: 'preview' }, heading, body, element('div', { className: 'preview-foot' }, status, more));
+  panel.setAttribute('aria-labelledby', 'preview-title');
+  let rows = FIRST_ROWS;
+  let fields = {};
+  const show = async () => {
+    const ticket = latestPreview.next();
+    try {
+      const { data } = await api.preview(previewRequest(section.path, fields, rows));
+      if (!latestPreview.isLatest(ticket)) return;
+      // The server's renderer has escaped every text of the report and
+      // sanitized its HTML; the page's policy runs no inline script besides.
+      body.innerHTML = data.html;
+      status.textContent = previewStatus(data);
+      const next = moreRows(data, rows);
+      more.hidden = next === null;
+      more.onclick = () => {
+        rows = next;
+        show();
+      };
+      panel.dataset.shown = String(ticket);
+    } catch (failure) {
+      if (latestPreview.isLatest(ticket)) status.textContent = failure.message;
+    }
+  };
+  panel.update = (typed) => {
+    fields = typed || {};
+    return show();
+  };
+  return panel;
+}
+
 // One row per column: width, alignment and display column. Only the lists
 // a person touched are sent, each for every column, since the library
 // stores a list only when it covers the whole table.
-function columnsForm(section, onSet) {
+function columnsForm(section, onSet, onTyped = () => {}) {
   const body = element('tbody');
   const touched = { widths: false, aligns: false, orders: false };
   const draft = drafts.get(section.path) || {};
@@ -173,6 +216,7 @@ function columnsForm(section, onSet) {
     apply.disabled = false;
     pending.hidden = false;
     drafts.set(section.path, { ...(drafts.get(section.path) || {}), [event.target.name]: event.target.value });
+    onTyped(drafts.get(section.path));
   };
   body.addEventListener('input', touch);
   body.addEventListener('change', touch);
@@ -204,6 +248,11 @@ export function renderDetails(container, node, onSet, { hidden = false } = {}) {
     note.setAttribute('role', 'status');
     parts.push(note);
   }
+  const preview = section.kind === 'folder' ? null : previewPanel(section);
+  if (preview) parts.push(preview);
+  parts.push(orientationForm(section, onSet));
+  if (section.kind === 'chart') parts.push(chartForm(section, onSet));
+  if (section.kind === 'table' && section.columns > 0) parts.push(columnsForm(section, onSet, (typed) => preview.update(typed)));
   parts.push(
     facts([
       ['Path', element('span', { className: 'path' }, section.path)],
@@ -215,9 +264,7 @@ export function renderDetails(container, node, onSet, { hidden = false } = {}) {
       ...kindFacts(section),
       ['Settings', section.settings_changed ? 'changed: written with every save' : 'as read from the file'],
     ]),
-    orientationForm(section, onSet),
   );
-  if (section.kind === 'chart') parts.push(chartForm(section, onSet));
-  if (section.kind === 'table' && section.columns > 0) parts.push(columnsForm(section, onSet));
   container.replaceChildren(...parts);
+  if (preview) preview.update(drafts.get(section.path));
 }
