@@ -45,6 +45,9 @@ FAULTY_REPORTS = {
     "negative columns": {"root": {"type": 4, "columns": -1}},
     "a type beyond 32 bits": {"type": 4294967296},
     "a line feed in a name": {"root": {"type": 1, "name": "A\n[||B"}},
+    "a cell that is an object": {"root": {"type": 1, "children": [{"type": 4, "cells": [[{"x": 1}]]}]}},
+    "an unknown member of a gauge": {"root": {"type": 1, "children": [{"type": 9, "gauges": [{"colour": "red"}]}]}},
+    "contents on a folder": {"root": {"type": 1, "text": "hello"}},
 }
 
 
@@ -131,6 +134,9 @@ def check_viewer_answers(rpl_toc, source, scratch):
             ("viewer_change", ask("/api/mark", {"paths": ["||Design Flow||Timing"], "marked": False})),
             ("viewer_change", ask("/api/set", {"path": "||Design Flow||Timing||Slack Histogram", "chart_type": 2})),
             ("viewer_progress", ask("/api/progress")),
+            ("viewer_preview", ask("/api/preview", {"path": "||Design Flow||Timing||Clock Summary",
+                                                    "widths": [[0, 120]], "orders": [[0, 1], [1, 0]], "rows": 2})),
+            ("viewer_preview", ask("/api/preview", {"path": "||Design Flow||Timing||Slack Histogram"})),
         ]
         for definition, document in answers:
             check(list(document)[:1] == ["format"], f"{definition}: \"format\" is not first")

@@ -1,9 +1,14 @@
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <cctype>
 #include <cmath>
 #include <limits>
 #include <map>
+#include <optional>
 #include <set>
+#include <string>
+#include <vector>
 
 #include "tools/core/chart_svg.h"
 
@@ -32,54 +37,79 @@ bool entities_valid(const std::string& text) {
     return true;
 }
 
-// The elements of `svg`, read as the XML subset the renderer writes: one
-// root, balanced tags, double-quoted attributes, only the five entities.
-// Anything else is a test failure.
-std::vector<Element> parse(const std::string& svg) {
-    std::vector<Element> elements;
-    std::vector<std::size_t> open;
-    std::size_t i = 0, roots = 0;
-    auto fail = [&](const char* why) { ADD_FAILURE() << why << " at " << i << ": " << svg.substr(i, 40); };
-    auto name_at = [&]() { std::size_t start = i; while (i < svg.size() && (std::isalnum(static_cast<unsigned char>(svg[i])) || svg[i] == '-' || svg[i] == ':')) ++i; return svg.substr(start, i - start); };
-    while (i < svg.size()) {
-        if (svg[i] != '<') {
-            std::size_t end = std::min(svg.find('<', i), svg.size());
-            std::string text = svg.substr(i, end - i);
-            if (!entities_valid(text) || text.find('>') != std::string::npos) fail("bad text");
-            if (open.empty() && text.find_first_not_of("\n ") != std::string::npos) fail("text outside the root");
-            if (!open.empty()) elements[open.back()].text += text;
-            i = end;
-        } else if (svg.compare(i, 2, "</") == 0) {
-            i += 2;
-            std::string name = name_at();
-            if (open.empty() || elements[open.back()].name != name || svg[i++] != '>') return fail("bad end tag"), elements;
-            open.pop_back();
-        } else {
-            ++i;
-            Element element{name_at(), {}, "", ""};
-            for (auto it = open.rbegin(); it != open.rend() && element.group.empty(); ++it) element.group = elements[*it].attributes["class"];
-            if (open.empty()) ++roots;
-            while (i < svg.size() && svg[i] == ' ') {
-                ++i;
-                std::string attribute = name_at();
-                std::size_t end = svg.find('"', i + 2);
-                if (svg.compare(i, 2, "=\"") || end == std::string::npos) return fail("bad attribute"), elements;
-                std::string value = svg.substr(i + 2, end - i - 2);
-                if (value.find('<') != std::string::npos || !entities_valid(value)) fail("bad attribute value");
-                if (!element.attributes.emplace(attribute, value).second) fail("repeated attribute");
-                i = end + 1;
-            }
-            bool empty = svg.compare(i, 2, "/>") == 0;
-            if (!empty && svg.compare(i, 1, ">")) return fail("bad start tag"), elements;
-            i += empty ? 2 : 1;
-            elements.push_back(element);
-            if (!empty) open.push_back(elements.size() - 1);
+// Reads `svg` as the XML subset the renderer writes (one root, balanced
+// tags, double-quoted attributes, only the five predefined entities) and
+// fails the test on anything else.
+class MiniXml {
+public:
+    explicit MiniXml(const std::string& svg) : svg_(svg) {
+        while (i_ < svg_.size() && ok_) {
+            if (svg_[i_] != '<')
+                text();
+            else if (svg_.compare(i_, 2, "</") == 0)
+                end_tag();
+            else
+                start_tag();
         }
+        check(open_.empty() && roots_ == 1, "not one closed root");
     }
-    EXPECT_TRUE(open.empty()) << "unclosed elements";
-    EXPECT_EQ(roots, 1u);
-    return elements;
-}
+    std::vector<Element> elements;
+
+private:
+    void check(bool good, const char* why) {
+        if (!good && ok_) ADD_FAILURE() << why << " at " << i_ << ": " << svg_.substr(i_, 40);
+        ok_ = ok_ && good;
+    }
+    std::string name() {
+        std::size_t start = i_;
+        while (i_ < svg_.size() && (std::isalnum(static_cast<unsigned char>(svg_[i_])) || svg_[i_] == '-')) ++i_;
+        return svg_.substr(start, i_ - start);
+    }
+    void text() {
+        std::size_t end = std::min(svg_.find('<', i_), svg_.size());
+        std::string text = svg_.substr(i_, end - i_);
+        check(entities_valid(text) && text.find('>') == std::string::npos, "bad text");
+        check(!open_.empty() || text.find_first_not_of('\n') == std::string::npos, "text outside the root");
+        if (!open_.empty()) elements[open_.back()].text += text;
+        i_ = end;
+    }
+    void end_tag() {
+        i_ += 2;
+        check(!open_.empty() && elements[open_.back()].name == name() && svg_[i_++] == '>', "bad end tag");
+        if (ok_) open_.pop_back();
+    }
+    void attribute(Element& element) {
+        ++i_;
+        std::string attribute = name();
+        std::size_t end = svg_.find('"', i_ + 2);
+        check(svg_.compare(i_, 2, "=\"") == 0 && end != std::string::npos, "bad attribute");
+        if (!ok_) return;
+        std::string value = svg_.substr(i_ + 2, end - i_ - 2);
+        check(value.find('<') == std::string::npos && entities_valid(value), "bad attribute value");
+        check(element.attributes.emplace(attribute, value).second, "repeated attribute");
+        i_ = end + 1;
+    }
+    void start_tag() {
+        ++i_;
+        Element element{name(), {}, "", ""};
+        for (auto it = open_.rbegin(); it != open_.rend() && element.group.empty(); ++it)
+            element.group = elements[*it].attributes["class"];
+        roots_ += open_.empty();
+        while (ok_ && i_ < svg_.size() && svg_[i_] == ' ') attribute(element);
+        bool empty = svg_.compare(i_, 2, "/>") == 0;
+        check(empty || svg_.compare(i_, 1, ">") == 0, "bad start tag");
+        i_ += empty ? 2 : 1;
+        elements.push_back(element);
+        if (!empty) open_.push_back(elements.size() - 1);
+    }
+
+    const std::string& svg_;
+    std::size_t i_ = 0, roots_ = 0;
+    bool ok_ = true;
+    std::vector<std::size_t> open_;  // indexes of the elements not yet closed
+};
+
+std::vector<Element> parse(const std::string& svg) { return MiniXml(svg).elements; }
 
 std::vector<Element> in_group(const std::vector<Element>& elements, const std::string& group, const std::string& name) {
     std::vector<Element> found;
@@ -105,7 +135,11 @@ std::size_t count(const std::string& text, const std::string& what) {
 bool valid_utf8(const std::string& text) {
     for (std::size_t i = 0; i < text.size();) {
         unsigned char c = static_cast<unsigned char>(text[i]);
-        std::size_t length = c < 0x80 ? 1 : c >= 0xC2 && c < 0xE0 ? 2 : c >= 0xE0 && c < 0xF0 ? 3 : c >= 0xF0 && c < 0xF5 ? 4 : 0;
+        std::size_t length = c < 0x80                ? 1
+                             : c >= 0xC2 && c < 0xE0 ? 2
+                             : c >= 0xE0 && c < 0xF0 ? 3
+                             : c >= 0xF0 && c < 0xF5 ? 4
+                                                     : 0;
         if (length == 0 || i + length > text.size()) return false;
         for (std::size_t k = 1; k < length; ++k)
             if ((static_cast<unsigned char>(text[i + k]) & 0xC0) != 0x80) return false;
@@ -199,7 +233,8 @@ TEST(ChartSvg, NegativeBarsGrowDownFromTheBaseline) {
 }
 
 TEST(ChartSvg, GapsBreakTheLine) {
-    std::vector<Element> elements = parse(chart_svg(one_series({1, 2, std::nullopt, 4, kNaN, 6, 7}), ChartKind::line, "t"));
+    std::vector<Element> elements =
+        parse(chart_svg(one_series({1, 2, std::nullopt, 4, kNaN, 6, 7}), ChartKind::line, "t"));
     std::vector<Element> paths = in_group(elements, "rpl-chart-series", "path");
     ASSERT_EQ(paths.size(), 1u);
     const std::string& d = paths[0].attributes.at("d");
@@ -244,8 +279,10 @@ TEST(ChartSvg, HostileTextIsEscaped) {
         for (char c : svg) EXPECT_TRUE((static_cast<unsigned char>(c) >= 0x20 && c != 0x7f) || c == '\n');
         ASSERT_FALSE(elements.empty());
         EXPECT_EQ(elements[0].attributes.size(), 8u);
-        EXPECT_EQ(elements[0].attributes.at("aria-label"), "&quot;&gt;&lt;script&gt;x&lt;/script&gt;&lt;svg onload=&quot;y");
-        for (const Element& element : elements) EXPECT_EQ(element.attributes.count("onload") + element.attributes.count("onclick"), 0u);
+        EXPECT_EQ(elements[0].attributes.at("aria-label"),
+                  "&quot;&gt;&lt;script&gt;x&lt;/script&gt;&lt;svg onload=&quot;y");
+        for (const Element& element : elements)
+            EXPECT_EQ(element.attributes.count("onload") + element.attributes.count("onclick"), 0u);
         std::vector<std::string> labels = texts(elements, "rpl-chart-labels");
         ASSERT_EQ(labels.size(), 3u);
         EXPECT_EQ(labels[1], "]]&gt;&amp;");
@@ -296,14 +333,15 @@ TEST(ChartSvg, NoDataDrawsTheFrameAndSaysSo) {
     const ChartData cases[] = {ChartData(), no_labels, no_series, one_series({std::nullopt, kNaN, -kInf})};
     for (const ChartData& data : cases) {
         std::string svg = chart_svg(data, ChartKind::line, "Empty", {300, 150});
-        EXPECT_EQ(svg,
-                  "<svg xmlns=\"http://www.w3.org/2000/svg\" viewBox=\"0 0 300 150\" role=\"img\" aria-label=\"Empty\" "
-                  "class=\"rpl-chart\" preserveAspectRatio=\"xMidYMid meet\" font-family=\"sans-serif\" font-size=\"11\">\n"
-                  "<title>Empty</title>\n"
-                  "<rect class=\"rpl-chart-frame\" x=\"0.5\" y=\"0.5\" width=\"299.0\" height=\"149.0\" fill=\"none\" "
-                  "stroke=\"#bbb\" stroke-width=\"1\"/>\n"
-                  "<text class=\"rpl-chart-empty\" x=\"150.0\" y=\"79.0\" text-anchor=\"middle\" fill=\"#555\">"
-                  "No numeric data to chart</text>\n</svg>\n");
+        EXPECT_EQ(
+            svg,
+            "<svg xmlns=\"http://www.w3.org/2000/svg\" viewBox=\"0 0 300 150\" role=\"img\" aria-label=\"Empty\" "
+            "class=\"rpl-chart\" preserveAspectRatio=\"xMidYMid meet\" font-family=\"sans-serif\" font-size=\"11\">\n"
+            "<title>Empty</title>\n"
+            "<rect class=\"rpl-chart-frame\" x=\"0.5\" y=\"0.5\" width=\"299.0\" height=\"149.0\" fill=\"none\" "
+            "stroke=\"#bbb\" stroke-width=\"1\"/>\n"
+            "<text class=\"rpl-chart-empty\" x=\"150.0\" y=\"79.0\" text-anchor=\"middle\" fill=\"#555\">"
+            "No numeric data to chart</text>\n</svg>\n");
     }
 }
 
@@ -315,4 +353,20 @@ TEST(ChartSvg, SameInputSameBytes) {
         chart_svg(one_series({7}), kind, "other");
         EXPECT_EQ(chart_svg(data, kind, "x", {500, 200}), first);
     }
+}
+
+TEST(ChartSvg, SmallChartsAreStable) {
+    ChartData data;
+    data.labels = {"a", "b"};
+    data.series.push_back({"s", {1, -0.5}});
+    std::string bar = chart_svg(data, ChartKind::bar, "T", {300, 150});
+    EXPECT_NE(bar.find("<g class=\"rpl-chart-series\" fill=\"#0072B2\">\n"
+                       "<rect x=\"52.6\" y=\"37.5\" width=\"100.8\" height=\"57.7\"/>\n"
+                       "<rect x=\"178.6\" y=\"95.2\" width=\"100.8\" height=\"28.8\"/>\n</g>\n"
+                       "<line class=\"rpl-chart-baseline\" x1=\"40.0\" y1=\"95.2\" x2=\"292.0\" y2=\"95.2\""),
+              std::string::npos)
+        << bar;
+    std::string line = chart_svg(data, ChartKind::line, "T", {300, 150});
+    EXPECT_NE(line.find("<path d=\"M 103.0 37.5 L 229.0 124.0\" fill=\"none\" stroke=\"#0072B2\""), std::string::npos)
+        << line;
 }

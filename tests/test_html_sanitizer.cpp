@@ -20,6 +20,7 @@ void expect_all(const std::vector<Case>& cases) {
     for (const Case& c : cases) {
         SCOPED_TRACE(c.input);
         EXPECT_EQ(sanitize_html(c.input), c.expected);
+        // What comes out is read back as the same markup: nothing more to take.
         EXPECT_EQ(sanitize_html(c.expected), c.expected);
     }
 }
@@ -95,8 +96,7 @@ TEST(HtmlSanitizer, OnlyAllowedAttributesStay) {
                  "<p title=\"t\">x</p>"},
                 {"<b ONMOUSEOVER=alert(1)>x</b>", "<b>x</b>"},
                 {"<span onfocus=x autofocus tabindex=1>x</span>", "<span>x</span>"},
-                {"<td colspan=0>x", "x"},
-                {"<table><tr><td colspan=\"1001\" rowspan=\" 2\">x</td><td rowspan=\"2x\">y</td></tr></table>",
+                {"<table><tr><td colspan=\"1001\" rowspan=\" 2\">x</td><td rowspan=\"2x\" colspan=0>y</td></tr></table>",
                  "<table><tbody><tr><td>x</td><td>y</td></tr></tbody></table>"},
                 {"<ol start=\"-1\"><li>x</li></ol><ol start=\"007\"></ol>", "<ol><li>x</li></ol><ol start=\"7\"></ol>"},
                 {"<p href=\"https://example.org/\" start=\"2\">x</p>", "<p>x</p>"},
@@ -167,8 +167,8 @@ TEST(HtmlSanitizer, DeepNestingFinishesAndIsCapped) {
 }
 
 TEST(HtmlSanitizer, MarkupTooCostlyToParseComesBackAsText) {
-    // More tags than the parser is given, and formatting elements that the
-    // parser would clone for every paragraph.
+    // More tags than the parser is given; then formatting elements that the
+    // parser would clone for every paragraph, past its memory budget.
     EXPECT_EQ(sanitize_html(repeated("<span>", 30000)), repeated("&lt;span&gt;", 30000));
     std::string tangled;
     for (int i = 0; i < 4000; ++i) tangled += "<b id=" + std::to_string(i) + "><p>";

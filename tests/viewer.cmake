@@ -21,3 +21,9 @@ if(TARGET rpl-toc)
   # One browser at a time keeps the two cores free for the other suites.
   set_tests_properties(viewer_browser PROPERTIES LABELS browser TIMEOUT 600 RUN_SERIAL ON)
 endif()
+
+# Saves of other programs during a reload or a change: the viewer's
+# functions called without a socket.
+if(TARGET test_outside_saves AND TARGET rpl_toc_view)
+  target_link_libraries(test_outside_saves PRIVATE rpl_toc_view)
+endif()

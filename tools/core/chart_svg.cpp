@@ -53,8 +53,7 @@ const char* const kNoData = "No numeric data to chart";
 // Okabe and Ito's palette, which stays distinct under the common colour
 // vision deficiencies; blue first because it also survives grey printing.
 // Yellow comes late since it is weak on white paper.
-const char* const kPalette[] = {"#0072B2", "#E69F00", "#009E73", "#D55E00",
-                                "#CC79A7", "#56B4E9", "#F0E442", "#000000"};
+const char* const kPalette[] = {"#0072B2", "#E69F00", "#009E73", "#D55E00", "#CC79A7", "#56B4E9", "#F0E442", "#000000"};
 constexpr std::size_t kPaletteSize = sizeof kPalette / sizeof kPalette[0];
 // Once the palette wraps, colours repeat: the dash pattern keeps series apart.
 const char* const kDashes[] = {"", "6 3", "2 2", "8 3 2 3"};
@@ -76,13 +75,13 @@ CodePoint decode_at(const std::string& text, std::size_t i) {
     };
     unsigned lead = byte(0);
     if (lead < 0x80) return {lead, 1};
+    if (lead < 0xC2 || lead > 0xF4) return {0, 0};  // a stray continuation byte or an overlong lead
     std::size_t length = lead >= 0xF0 ? 4 : lead >= 0xE0 ? 3 : 2;
-    // The first continuation byte's range is what rules out overlong forms,
-    // surrogates and code points past U+10FFFF.
+    // The first continuation byte's range is what rules out the remaining
+    // overlong forms, the surrogates and code points past U+10FFFF.
     unsigned low = lead == 0xE0 ? 0xA0 : lead == 0xF0 ? 0x90 : 0x80;
     unsigned high = lead == 0xED ? 0x9F : lead == 0xF4 ? 0x8F : 0xBF;
-    if (lead < 0xC2 || lead > 0xF4) return {0, 0};
-    char32_t value = lead & (0x7Fu >> length);
+    char32_t value = lead & (0x7Fu >> length);  // the lead's payload bits
     for (std::size_t k = 1; k < length; ++k) {
         unsigned next = byte(k);
         if (next < (k == 1 ? low : 0x80u) || next > (k == 1 ? high : 0xBFu)) return {0, 0};
@@ -92,7 +91,7 @@ CodePoint decode_at(const std::string& text, std::size_t i) {
 }
 
 // XML 1.0 forbids the C0 controls and U+FFFE/U+FFFF; DEL and the C1
-// controls are allowed but invisible and may steer a terminal, so they go too.
+// controls are allowed but print as nothing or as boxes, so they go too.
 bool worth_showing(char32_t c) { return (c >= 0x20 && c < 0x7F) || (c >= 0xA0 && c != 0xFFFE && c != 0xFFFF); }
 
 // `text` as well-formed UTF-8 on one line: malformed bytes become U+FFFD,
@@ -118,7 +117,8 @@ std::string clean_text(const std::string& text) {
 bool continuation_byte(char c) { return (static_cast<unsigned char>(c) & 0xC0) == 0x80; }
 
 std::size_t code_points(const std::string& clean) {
-    return static_cast<std::size_t>(std::count_if(clean.begin(), clean.end(), [](char c) { return !continuation_byte(c); }));
+    return static_cast<std::size_t>(
+        std::count_if(clean.begin(), clean.end(), [](char c) { return !continuation_byte(c); }));
 }
 
 // `clean` cut to at most `limit` code points, the last of them an ellipsis
@@ -311,8 +311,8 @@ std::string truncation_note(const DrawnData& data) {
 // ---- Layout ----------------------------------------------------------------
 
 struct LegendEntry {
-    double x;  // the swatch's left edge
-    double y;  // the text's baseline
+    double x;          // the swatch's left edge
+    double y;          // the text's baseline
     std::string name;  // escaped
 };
 
@@ -390,7 +390,8 @@ Layout chart_layout(const DrawnData& data, const ValueScale& scale, const ChartF
     layout.bottom = layout.height - below;
     layout.left = kMargin + tick_labels_width(scale) + 6;
     layout.right = layout.width - kMargin;
-    layout.label_every = label_every(data.labels, (layout.right - layout.left) / static_cast<double>(data.labels.size()));
+    layout.label_every =
+        label_every(data.labels, (layout.right - layout.left) / static_cast<double>(data.labels.size()));
     return layout;
 }
 
@@ -417,10 +418,10 @@ std::string text_element(double x, double y, const std::string& escaped) {
 
 std::string svg_start(double width, double height, const std::string& name) {
     return "<svg xmlns=\"http://www.w3.org/2000/svg\" viewBox=\"0 0 " + std::to_string(std::lround(width)) + " " +
-           std::to_string(std::lround(height)) +
-           "\" role=\"img\" aria-label=\"" + name +
+           std::to_string(std::lround(height)) + "\" role=\"img\" aria-label=\"" + name +
            "\" class=\"rpl-chart\" preserveAspectRatio=\"xMidYMid meet\" font-family=\"sans-serif\" font-size=\"11\">\n"
-           "<title>" + name + "</title>\n";
+           "<title>" +
+           name + "</title>\n";
 }
 
 std::string grid(const Geometry& at) {
@@ -465,7 +466,8 @@ std::string category_axis(const Geometry& at, const std::vector<std::string>& la
 
 // The group that gives series `index` its look; `role` is its class.
 std::string series_group(std::size_t index, ChartKind kind, const char* role = "rpl-chart-series") {
-    std::string out = "<g class=\"" + std::string(role) + "\" fill=\"" + std::string(kPalette[index % kPaletteSize]) + "\"";
+    std::string out =
+        "<g class=\"" + std::string(role) + "\" fill=\"" + std::string(kPalette[index % kPaletteSize]) + "\"";
     const char* dash = kDashes[(index / kPaletteSize) % kDashCount];
     // Bars of a repeated colour get a dashed outline in that series' pattern.
     if (kind == ChartKind::bar && *dash)
@@ -502,7 +504,7 @@ std::string bars(const Geometry& at, const DrawnData& data) {
             if (!data.values[s][i]) continue;
             double x = at.centre(i) - at.slot() * 0.4 + bar_width * static_cast<double>(s);
             double y = at.y(*data.values[s][i]);
-            out += rect_element(x, y, bar_width, std::fabs(zero - y));
+            out += rect_element(x, std::min(y, zero), bar_width, std::fabs(zero - y));
         }
         out += "</g>\n";
     }
@@ -553,10 +555,11 @@ const char* const kSwatchClass = "rpl-chart-swatch";
 std::string legend_swatch(const LegendEntry& entry, std::size_t index, ChartKind kind) {
     double middle = entry.y - 4;
     if (kind == ChartKind::bar)
-        return series_group(index, kind, kSwatchClass) + rect_element(entry.x + 3, middle - kSwatch / 2, kSwatch, kSwatch) + "</g>\n";
-    return series_group(index, kind, kSwatchClass) + "<line x1=\"" + coordinate(entry.x) + "\" y1=\"" + coordinate(middle) +
-           "\" x2=\"" + coordinate(entry.x + kSwatchLine) + "\" y2=\"" + coordinate(middle) + "\"" +
-           line_stroke(index) + "/>\n" + circle_element(entry.x + kSwatchLine / 2, middle) + "</g>\n";
+        return series_group(index, kind, kSwatchClass) +
+               rect_element(entry.x + 3, middle - kSwatch / 2, kSwatch, kSwatch) + "</g>\n";
+    return series_group(index, kind, kSwatchClass) + "<line x1=\"" + coordinate(entry.x) + "\" y1=\"" +
+           coordinate(middle) + "\" x2=\"" + coordinate(entry.x + kSwatchLine) + "\" y2=\"" + coordinate(middle) +
+           "\"" + line_stroke(index) + "/>\n" + circle_element(entry.x + kSwatchLine / 2, middle) + "</g>\n";
 }
 
 std::string legend(const Layout& layout, ChartKind kind) {
@@ -601,8 +604,8 @@ std::string chart_svg(const ChartData& data, ChartKind kind, const std::string& 
     ValueScale scale = nice_scale(drawn.low, drawn.high);
     Layout layout = chart_layout(drawn, scale, frame);
     Geometry at{layout, scale, drawn.labels.size()};
-    std::string out = svg_start(layout.width, layout.height, name) + grid(at) + value_axis(at) +
-                      category_axis(at, drawn.labels);
+    std::string out =
+        svg_start(layout.width, layout.height, name) + grid(at) + value_axis(at) + category_axis(at, drawn.labels);
     out += kind == ChartKind::bar ? bars(at, drawn) : lines(at, drawn);
     return out + zero_line(at) + legend(layout, kind) + note(layout) + "</svg>\n";
 }

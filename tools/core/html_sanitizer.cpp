@@ -14,6 +14,7 @@
 #include <iterator>
 #include <new>
 #include <optional>
+#include <string>
 #include <string_view>
 #include <utility>
 #include <vector>
@@ -27,30 +28,34 @@ constexpr int kMaxOutputDepth = 100;
 // gumbo's tree builder scans its stack of open elements for many tags, so
 // its time grows with tags times depth; past this many '<' the text is
 // shown as plain text instead.
-constexpr std::size_t kMaxTagOpenings = 20000;
+constexpr std::size_t kMaxTagOpenings = 10000;
 // Misnested formatting elements make gumbo clone them again and again (as
 // browsers do): memory grows with the square of the tags. A parse that
 // needs more than this is abandoned.
-constexpr std::size_t kFixedParseBudget = std::size_t{64} << 20;
-constexpr std::size_t kParseBudgetPerInputByte = 16;
+constexpr std::size_t kFixedParseBudget = std::size_t{16} << 20;
+constexpr std::size_t kParseBudgetPerInputByte = 8;
 // gumbo takes no more than 4 GiB, and the plain-text fallback may grow the
 // text fourfold.
 constexpr std::size_t kMaxInputBytes = std::size_t{256} << 20;
 
+// Kept with their allowed attributes: what a report's text needs to be
+// laid out, headings included.
 constexpr std::string_view kKeptElements[] = {
-    "p",     "br",    "hr",    "b",  "strong", "i",     "em",    "u",     "s",     "small",   "sub",
-    "sup",   "code",  "pre",   "kbd", "samp",  "span",  "div",   "blockquote", "ul", "ol",    "li",
-    "dl",    "dt",    "dd",    "h1", "h2",     "h3",    "h4",    "h5",    "h6",    "table",   "thead",
-    "tbody", "tfoot", "tr",    "th", "td",     "caption", "a",   "abbr"};
+    "p", "br", "hr", "b", "strong", "i", "em", "u", "s", "small", "sub", "sup", "code", "pre",
+    "kbd", "samp", "span", "div", "blockquote", "abbr", "a",
+    "ul", "ol", "li", "dl", "dt", "dd", "h1", "h2", "h3", "h4", "h5", "h6",
+    "table", "thead", "tbody", "tfoot", "tr", "th", "td", "caption"};
 
 // Dropped with everything inside: their content is code, styles, another
 // document, something loaded from elsewhere, or a form that posts.
 constexpr std::string_view kDroppedElements[] = {
-    "script",  "style",    "template", "iframe", "frame",  "frameset", "object", "embed",  "applet",
-    "noscript", "noembed", "noframes", "svg",    "math",   "textarea", "select", "title",  "head",
-    "meta",    "link",     "base",     "img",    "image",  "video",    "audio",  "source", "track",
-    "picture", "canvas",   "form",     "input",  "button", "xmp",      "plaintext"};
+    "script", "style", "template", "noscript", "noembed", "noframes", "xmp", "plaintext",
+    "iframe", "frame", "frameset", "object", "embed", "applet", "svg", "math",
+    "img", "image", "picture", "video", "audio", "source", "track", "canvas",
+    "form", "input", "button", "textarea", "select",
+    "head", "title", "meta", "link", "base"};
 
+// Kept elements that have no end tag.
 constexpr std::string_view kVoidElements[] = {"br", "hr"};
 
 template <std::size_t N>
@@ -168,15 +173,15 @@ class AllowedWriter {
 public:
     std::string write(const GumboNode& root) {
         push_children(root.v.element);
-        while (!pending_.empty()) {
-            const Step step = pending_.back();
-            pending_.pop_back();
+        while (!m_pending.empty()) {
+            const Step step = m_pending.back();
+            m_pending.pop_back();
             if (step.node)
                 take(*step.node);
             else
                 close(step.end_tag);
         }
-        return std::move(out_);
+        return std::move(m_out);
     }
 
 private:
@@ -188,14 +193,14 @@ private:
 
     void push_children(const GumboElement& element) {
         for (unsigned int i = element.children.length; i > 0; --i)
-            pending_.push_back({static_cast<const GumboNode*>(element.children.data[i - 1]), {}});
+            m_pending.push_back({static_cast<const GumboNode*>(element.children.data[i - 1]), {}});
     }
 
     void take(const GumboNode& node) {
         switch (node.type) {
             case GUMBO_NODE_TEXT:
             case GUMBO_NODE_WHITESPACE:
-            case GUMBO_NODE_CDATA: append_escaped(out_, node.v.text.text); break;
+            case GUMBO_NODE_CDATA: append_escaped(m_out, node.v.text.text); break;
             case GUMBO_NODE_ELEMENT:
             case GUMBO_NODE_TEMPLATE: take_element(node.v.element); break;
             default: break;  // comments show nothing
@@ -207,18 +212,18 @@ private:
         const std::string name = element_name(element);
         if (find_name(name, kDroppedElements)) return;
         const std::string_view* kept = find_name(name, kKeptElements);
-        if (kept && depth_ < kMaxOutputDepth) {
+        if (kept && m_depth < kMaxOutputDepth) {
             open(*kept, element);
             if (find_name(*kept, kVoidElements)) return;
-            ++depth_;
-            pending_.push_back({nullptr, *kept});
+            ++m_depth;
+            m_pending.push_back({nullptr, *kept});
         }
         push_children(element);
     }
 
     void open(std::string_view name, const GumboElement& element) {
-        out_ += '<';
-        out_ += name;
+        m_out += '<';
+        m_out += name;
         bool leaves_page = false;
         for (unsigned int i = 0; i < element.attributes.length; ++i) {
             const auto& attribute = *static_cast<const GumboAttribute*>(element.attributes.data[i]);
@@ -228,31 +233,31 @@ private:
             if (std::string_view(attribute.name) == "href" && value->front() != '#') leaves_page = true;
         }
         // The page opened must not reach back to the viewer's window.
-        if (leaves_page) out_ += " rel=\"noopener noreferrer\" target=\"_blank\"";
-        out_ += '>';
+        if (leaves_page) m_out += " rel=\"noopener noreferrer\" target=\"_blank\"";
+        m_out += '>';
         // A browser drops one newline right after <pre>: one more keeps the
         // text's own.
-        if (name == "pre" && starts_with_newline(element)) out_ += '\n';
+        if (name == "pre" && starts_with_newline(element)) m_out += '\n';
     }
 
     void write_attribute(std::string_view name, std::string_view value) {
-        out_ += ' ';
-        out_ += name;
-        out_ += "=\"";
-        append_escaped(out_, value);
-        out_ += '"';
+        m_out += ' ';
+        m_out += name;
+        m_out += "=\"";
+        append_escaped(m_out, value);
+        m_out += '"';
     }
 
     void close(std::string_view name) {
-        out_ += "</";
-        out_ += name;
-        out_ += '>';
-        --depth_;
+        m_out += "</";
+        m_out += name;
+        m_out += '>';
+        --m_depth;
     }
 
-    std::vector<Step> pending_;
-    std::string out_;
-    int depth_ = 0;
+    std::vector<Step> m_pending;
+    std::string m_out;
+    int m_depth = 0;
 };
 
 // ---- Parsing
@@ -263,11 +268,11 @@ private:
 // left at once (gumbo does not check for a failed allocation).
 class ParseArena {
 public:
-    explicit ParseArena(std::size_t budget) : budget_(budget) {}
+    explicit ParseArena(std::size_t budget) : m_budget(budget) {}
     ParseArena(const ParseArena&) = delete;
     ParseArena& operator=(const ParseArena&) = delete;
     ~ParseArena() {
-        while (newest_) std::free(unlink(newest_));
+        while (m_newest) std::free(unlink(m_newest));
     }
 
     GumboOptions options() {
@@ -292,12 +297,12 @@ private:
         auto& arena = *static_cast<ParseArena*>(userdata);
         // Zeroed: in tables gumbo reads a field it never wrote, and it
         // should read the same thing every time.
-        void* memory = size <= arena.budget_ - arena.used_ ? std::calloc(1, sizeof(Block) + size) : nullptr;
+        void* memory = size <= arena.m_budget - arena.m_used ? std::calloc(1, sizeof(Block) + size) : nullptr;
         if (!memory) std::longjmp(arena.refused, 1);
-        auto* block = new (memory) Block{arena.newest_, nullptr, size};
-        if (arena.newest_) arena.newest_->newer = block;
-        arena.newest_ = block;
-        arena.used_ += size;
+        auto* block = new (memory) Block{arena.m_newest, nullptr, size};
+        if (arena.m_newest) arena.m_newest->newer = block;
+        arena.m_newest = block;
+        arena.m_used += size;
         return block + 1;
     }
 
@@ -308,14 +313,14 @@ private:
     Block* unlink(Block* block) {
         if (block->newer) block->newer->older = block->older;
         if (block->older) block->older->newer = block->newer;
-        if (block == newest_) newest_ = block->older;
-        used_ -= block->size;
+        if (block == m_newest) m_newest = block->older;
+        m_used -= block->size;
         return block;
     }
 
-    std::size_t budget_;
-    std::size_t used_ = 0;
-    Block* newest_ = nullptr;
+    std::size_t m_budget;
+    std::size_t m_used = 0;
+    Block* m_newest = nullptr;
 };
 
 // The fragment's tree, or null when the arena refused a block. Nothing

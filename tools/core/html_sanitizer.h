@@ -15,7 +15,11 @@ namespace rpl_toc {
 
 // The HTML fragment `untrusted` (any bytes, any markup, well-formed or not)
 // as a fragment that holds only allowed elements and attributes, with every
-// text and attribute value escaped again. Never throws.
+// text and attribute value escaped again. Markup too costly to parse (more
+// than ten thousand '<', or tangled so that the parser's tree outgrows a
+// fixed memory budget) comes back as its text, escaped; more than 256 MiB
+// comes back empty. Elements nested more than 100 deep are reduced to their
+// content. Never throws.
 std::string sanitize_html(const std::string& untrusted);
 
 }  // namespace rpl_toc

@@ -445,29 +445,54 @@ std::string text_of(RDB_OBJECT* object) {
     return text ? text->get_text() : std::string();
 }
 
+// Runs of white space as one space, as a browser shows text; a line's
+// end only where a block ends, and at most one empty line in a row.
+std::string folded(const std::string& text) {
+    std::string out;
+    for (char c : text) {
+        bool space = c == ' ' || c == '\t' || c == '\r' || c == '\f';
+        if (c == '\n') {
+            if (!out.empty() && out.back() == ' ') out.pop_back();
+            std::size_t ends = 0;
+            for (std::size_t i = out.size(); i > 0 && out[i - 1] == '\n'; --i) ++ends;
+            if (!out.empty() && ends < 2) out += '\n';
+        } else if (space) {
+            if (!out.empty() && out.back() != ' ' && out.back() != '\n') out += ' ';
+        } else {
+            out += c;
+        }
+    }
+    while (!out.empty() && (out.back() == '\n' || out.back() == ' ')) out.pop_back();
+    return out;
+}
+
+const char* const kBlockEnds[] = {"/p", "br", "/li", "/div", "/tr", "/h1", "/h2", "/h3", "/h4", "/h5", "/h6",
+                                  "/pre", "hr", "/dd", "/dt", "/ul", "/ol", "/table", "/blockquote"};
+
 // An HTML text in a text file: the sanitized markup without its tags, a
-// block's end as a line's end, the escapes read back.
+// block's end as a line's end, a list item as "- ", the escapes read back.
 std::string plain_of_html(const std::string& html) {
     std::string clean = sanitize_html(html), out;
     for (std::size_t i = 0; i < clean.size(); ++i) {
         if (clean[i] != '<') {
-            out += clean[i];
+            out += clean[i] == '\n' ? ' ' : clean[i];
             continue;
         }
         std::size_t end = clean.find('>', i);
         std::string tag = clean.substr(i + 1, end == std::string::npos ? std::string::npos : end - i - 1);
-        for (const char* block : {"/p", "br", "/li", "/div", "/tr", "/h1", "/h2", "/h3", "/h4", "/h5", "/h6", "/pre", "hr", "/dd", "/dt"})
-            if (tag.rfind(block, 0) == 0) out += '\n';
-        if (tag.rfind("li", 0) == 0) out += "- ";
-        if (tag.rfind("/td", 0) == 0 || tag.rfind("/th", 0) == 0) out += "  ";
+        std::string name = tag.substr(0, tag.find(' '));
+        for (const char* block : kBlockEnds)
+            if (name == block) out += '\n';
+        if (name == "li") out += "\n- ";
+        if (name == "/td" || name == "/th") out += "  ";
         if (end == std::string::npos) break;
         i = end;
     }
     for (auto [from, to] : {std::pair<const char*, const char*>{"&lt;", "<"}, {"&gt;", ">"}, {"&quot;", "\""}, {"&#39;", "'"}, {"&amp;", "&"}}) {
-        for (std::size_t at = out.find(from); at != std::string::npos; at = out.find(from, at + 1)) out.replace(at, std::string(from).size(), to);
+        std::size_t length = std::string(from).size();
+        for (std::size_t at = out.find(from); at != std::string::npos; at = out.find(from, at + 1)) out.replace(at, length, to);
     }
-    while (!out.empty() && out.back() == '\n') out.pop_back();
-    return out;
+    return folded(out);
 }
 
 std::string text_paragraphs(const std::string& text, std::size_t width) {
