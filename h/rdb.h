@@ -63,7 +63,7 @@ class RDB_CMP_SUMMARY_OBJECT;
 // marked "contents" below, while they hold the report.
 
 // One cell of a table: empty, a text, or a number together with the text
-// it was written as (so "0.250" prints as it was given).
+// it is shown as.
 struct RDB_CELL {
     enum KIND : unsigned char { EMPTY, TEXT, NUMBER };
     KIND kind = EMPTY;

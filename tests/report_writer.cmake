@@ -2,6 +2,7 @@
 if(TARGET test_report_writer AND TARGET rpl_toc_core)
   target_link_libraries(test_report_writer PRIVATE rpl_toc_core)
   target_link_libraries(test_toc_operations PRIVATE rpl_toc_core)
+  target_link_libraries(test_presentation PRIVATE rpl_toc_core)
   target_compile_definitions(test_toc_operations PRIVATE RPL_EXAMPLES_DIR="${PROJECT_SOURCE_DIR}/examples")
 endif()
 

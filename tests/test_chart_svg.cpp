@@ -177,6 +177,7 @@ TEST(ChartSvg, EachKindIsWellFormedAndStyleFree) {
         EXPECT_EQ(svg.find("style"), std::string::npos);
         EXPECT_EQ(texts(elements, "rpl-chart-labels"), (std::vector<std::string>{"L0", "L1", "L2", "L3"}));
     }
+    EXPECT_NE(chart_svg(data, ChartKind::line, " ").find("aria-label=\"Line chart\""), std::string::npos);
 }
 
 TEST(ChartSvg, TickScales) {

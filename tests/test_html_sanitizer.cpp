@@ -57,7 +57,8 @@ TEST(HtmlSanitizer, TextComesBackEscaped) {
                 {"\"quoted\" 'single'", "&quot;quoted&quot; &#39;single&#39;"},
                 {"&#x41;&#66;&copy;", "AB\xC2\xA9"},
                 {"bad \xFF byte", "bad \xEF\xBF\xBD byte"},
-                {"cut \xE2\x82", "cut \xEF\xBF\xBD"}});
+                {"cut \xE2\x82", "cut \xEF\xBF\xBD"},
+                {"tab\tline\nbell&#7;&#x7F;\x01.", "tab\tline\nbell."}});
 }
 
 TEST(HtmlSanitizer, AllowedMarkupIsKeptByteForByte) {
@@ -65,7 +66,7 @@ TEST(HtmlSanitizer, AllowedMarkupIsKeptByteForByte) {
         "<p>one<br>two</p><hr>",
         "<b>b</b><strong>s</strong><i>i</i><em>e</em><u>u</u><s>s</s><small>m</small><sub>1</sub><sup>2</sup>",
         "<pre><code>x = 1;</code></pre><kbd>k</kbd><samp>s</samp>",
-        "<pre>\n\nstarts with an empty line</pre>",
+        "<pre>\n\nstarts with an empty line</pre><pre><b>b</b>\n</pre>",
         "<div><span title=\"a &amp; b\">x</span></div><blockquote>q</blockquote>",
         "<ul><li>a</li></ul><ol start=\"3\"><li>c</li></ol><dl><dt>t</dt><dd>d</dd></dl>",
         "<h1>1</h1><h2>2</h2><h3>3</h3><h4>4</h4><h5>5</h5><h6>6</h6>",

@@ -356,7 +356,7 @@ double tick_labels_width(const ValueScale& scale) {
 
 // Category labels stay horizontal, easiest to read on paper; when they do
 // not fit side by side, only every k-th is shown (the first always), k
-// chosen so each shown label has room for a useful part of its text. Turned
+// chosen so each shown label has room for a useful part of its text. Rotated
 // labels would take height from the plot and still collide past a few
 // hundred labels.
 std::size_t label_every(const std::vector<std::string>& labels, double slot) {
@@ -416,19 +416,22 @@ std::string text_element(double x, double y, const std::string& escaped) {
     return "<text x=\"" + coordinate(x) + "\" y=\"" + coordinate(y) + "\">" + escaped + "</text>\n";
 }
 
+// No width or height: the chart takes its container's width and keeps its
+// proportions, centred, in a page and on paper alike.
 std::string svg_start(double width, double height, const std::string& name) {
-    return "<svg xmlns=\"http://www.w3.org/2000/svg\" viewBox=\"0 0 " + std::to_string(std::lround(width)) + " " +
-           std::to_string(std::lround(height)) + "\" role=\"img\" aria-label=\"" + name +
-           "\" class=\"rpl-chart\" preserveAspectRatio=\"xMidYMid meet\" font-family=\"sans-serif\" font-size=\"11\">\n"
-           "<title>" +
-           name + "</title>\n";
+    std::string view_box = "0 0 " + std::to_string(std::lround(width)) + " " + std::to_string(std::lround(height));
+    return "<svg xmlns=\"http://www.w3.org/2000/svg\" viewBox=\"" + view_box + "\" role=\"img\" aria-label=\"" + name +
+           "\" class=\"rpl-chart\" preserveAspectRatio=\"xMidYMid meet\" font-family=\"sans-serif\" "
+           "font-size=\"11\">\n" +
+           "<title>" + name + "</title>\n";
 }
 
 std::string grid(const Geometry& at) {
     std::string out = "<g class=\"rpl-chart-grid\" stroke=\"#d9d9d9\" stroke-width=\"1\">\n";
     for (long i = at.scale.first; i <= at.scale.last; ++i) {
+        if (i == 0) continue;  // the zero line is drawn darker, over the data
         double y = at.y(static_cast<double>(i) * at.scale.step());
-        if (i != 0) out += line_element(at.layout.left, y, at.layout.right, y);
+        out += line_element(at.layout.left, y, at.layout.right, y);
     }
     return out + "</g>\n";
 }
@@ -556,7 +559,7 @@ std::string legend_swatch(const LegendEntry& entry, std::size_t index, ChartKind
     double middle = entry.y - 4;
     if (kind == ChartKind::bar)
         return series_group(index, kind, kSwatchClass) +
-               rect_element(entry.x + 3, middle - kSwatch / 2, kSwatch, kSwatch) + "</g>\n";
+               rect_element(entry.x + (kSwatchLine - kSwatch) / 2, middle - kSwatch / 2, kSwatch, kSwatch) + "</g>\n";
     return series_group(index, kind, kSwatchClass) + "<line x1=\"" + coordinate(entry.x) + "\" y1=\"" +
            coordinate(middle) + "\" x2=\"" + coordinate(entry.x + kSwatchLine) + "\" y2=\"" + coordinate(middle) +
            "\"" + line_stroke(index) + "/>\n" + circle_element(entry.x + kSwatchLine / 2, middle) + "</g>\n";

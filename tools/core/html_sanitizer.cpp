@@ -72,8 +72,16 @@ std::string ascii_lower(std::string_view text) {
     return out;
 }
 
+bool is_control(char c) { return static_cast<unsigned char>(c) < 0x20 || c == 0x7f; }
+bool is_space_or_control(char c) { return c == ' ' || is_control(c); }
+
+// Controls that are not line or tab breaks show nothing, and a browser
+// reading them back may make them U+FFFD: they are left out.
+bool is_stray_control(char c) { return is_control(c) && c != '\t' && c != '\n' && c != '\f' && c != '\r'; }
+
 void append_escaped(std::string& out, std::string_view text) {
     for (char c : text) {
+        if (is_stray_control(c)) continue;
         switch (c) {
             case '&': out += "&amp;"; break;
             case '<': out += "&lt;"; break;
@@ -86,9 +94,6 @@ void append_escaped(std::string& out, std::string_view text) {
 }
 
 // ---- Links
-
-bool is_control(char c) { return static_cast<unsigned char>(c) < 0x20 || c == 0x7f; }
-bool is_space_or_control(char c) { return c == ' ' || is_control(c); }
 
 // The address as a browser reads it before looking for a scheme: spaces and
 // controls around it cut, tabs and newlines inside ignored. Any other
@@ -160,13 +165,6 @@ std::string element_name(const GumboElement& element) {
     return ascii_lower(std::string_view(tag.data, tag.length));
 }
 
-bool starts_with_newline(const GumboElement& element) {
-    if (element.children.length == 0) return false;
-    const auto* first = static_cast<const GumboNode*>(element.children.data[0]);
-    if (first->type != GUMBO_NODE_TEXT && first->type != GUMBO_NODE_WHITESPACE) return false;
-    return first->v.text.text[0] == '\n';
-}
-
 // Writes the allowed part of a tree, depth first, with its own stack: gumbo
 // nests as deep as the markup does.
 class AllowedWriter {
@@ -200,7 +198,7 @@ private:
         switch (node.type) {
             case GUMBO_NODE_TEXT:
             case GUMBO_NODE_WHITESPACE:
-            case GUMBO_NODE_CDATA: append_escaped(m_out, node.v.text.text); break;
+            case GUMBO_NODE_CDATA: write_text(node.v.text.text); break;
             case GUMBO_NODE_ELEMENT:
             case GUMBO_NODE_TEMPLATE: take_element(node.v.element); break;
             default: break;  // comments show nothing
@@ -235,9 +233,14 @@ private:
         // The page opened must not reach back to the viewer's window.
         if (leaves_page) m_out += " rel=\"noopener noreferrer\" target=\"_blank\"";
         m_out += '>';
+        if (name == "pre") m_pre_content_at = m_out.size();
+    }
+
+    void write_text(std::string_view text) {
         // A browser drops one newline right after <pre>: one more keeps the
         // text's own.
-        if (name == "pre" && starts_with_newline(element)) m_out += '\n';
+        if (m_out.size() == m_pre_content_at && !text.empty() && text.front() == '\n') m_out += '\n';
+        append_escaped(m_out, text);
     }
 
     void write_attribute(std::string_view name, std::string_view value) {
@@ -258,6 +261,7 @@ private:
     std::vector<Step> m_pending;
     std::string m_out;
     int m_depth = 0;
+    std::size_t m_pre_content_at = std::string::npos;
 };
 
 // ---- Parsing

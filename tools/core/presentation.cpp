@@ -180,7 +180,8 @@ std::string text_table(const Grid& grid, const Layout& layout) {
         head += gap + fit(heading_text(grid, grid.columns[i]), widths[i], alignment_of(layout, grid.columns[i]));
         rule += gap + std::string(widths[i], '-');
     }
-    if (!grid.columns.empty()) out += trim_right(head) + "\n" + rule + "\n";
+    if (!grid.headings->empty() && !grid.columns.empty()) out += trim_right(head) + "\n" + rule + "\n";
+    if (grid.drawn.rows_total == 0) out += "(no rows)\n";
     for (std::size_t r = 0; r < grid.rows; ++r) {
         std::string line;
         for (std::size_t i = 0; i < grid.columns.size(); ++i)
@@ -225,7 +226,9 @@ std::string html_table(const Grid& grid, const Layout& layout) {
         html_cell(head, "th", heading_text(grid, grid.columns[i]), widths[i], align_class(alignment_of(layout, grid.columns[i])));
     }
     std::string out = "<div class=\"rpl-table-wrap\"><table class=\"rpl-table\" style=\"width:" + std::to_string(total) +
-                      "px\"><colgroup>" + cols + "</colgroup>\n<thead><tr>" + head + "</tr></thead>\n<tbody>\n";
+                      "px\"><colgroup>" + cols + "</colgroup>\n";
+    if (!grid.headings->empty()) out += "<thead><tr>" + head + "</tr></thead>\n";
+    out += "<tbody>\n";
     for (std::size_t r = 0; r < grid.rows; ++r) {
         out += "<tr>";
         for (std::size_t i = 0; i < grid.columns.size(); ++i)
@@ -234,6 +237,7 @@ std::string html_table(const Grid& grid, const Layout& layout) {
         out += "</tr>\n";
     }
     out += "</tbody></table></div>\n";
+    if (grid.drawn.rows_total == 0) out += "<p class=\"rpl-note\">No rows.</p>\n";
     html_rest(out, grid.drawn);
     return out;
 }

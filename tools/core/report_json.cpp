@@ -279,8 +279,8 @@ std::vector<std::string> Builder::read_string_array(const json& object, const ch
     return out;
 }
 
-// A number keeps the text JSON wrote it as, so a cell shows "0.250" as the
-// report gave it rather than as the parser rounds it.
+// A number keeps its value for charts and its shortest exact text for
+// tables (0.250 reads as 0.25): the parser keeps no digits of its own.
 RDB_CELL Builder::read_cell(const json& value) {
     RDB_CELL cell;
     if (value.is_null()) return cell;
