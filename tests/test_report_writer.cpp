@@ -52,10 +52,10 @@ TEST_F(ReportWriter, TextNumbersTheMarkedSectionsEscapesHiddenCharactersAndLists
               "Report \"w\", type 3 (timing)\n"
               "6 sections marked for output, in reading order; 4 left out.\n"
               "\n1 Top  [folder]\n"
-              "\n  1.1 <b>&amp;  [text]\n      header: a \"quoted\" head\n      HTML: no\n"
+              "\n  1.1 <b>&amp;  [text]\n      a \"quoted\" head\n"
               "\n  1.2 Sub  [folder]\n      header: by block\n"
-              "\n    1.2.1 Chart  [chart]\n          chart type: 1\n"
-              "\n  1.3 Wide  [table]\n      orientation: landscape\n      columns: 2\n      row test failed: no\n"
+              "\n    1.2.1 Chart  [chart]\n          No numeric data to chart.\n"
+              "\n  1.3 Wide  [table]  (landscape page)\n      (no rows)\n"
               "\n  1.4 Bell\\x07 next\\u0085 txt.\\u202eexe \\u2068iso  [summary]\n"
               "\nLeft out of the output:\n"
               "  ||Top||Sub||Gone  [folder, and the 2 sections below it]\n"
@@ -70,8 +70,8 @@ TEST_F(ReportWriter, HtmlNamesOrientationsHeadsFoldersAndLinksOnlyWithinThePage)
         bool present;
     };
     const CASE cases[] = {
-        {"an orientation by its name", "<dt>orientation</dt><dd>landscape</dd>", true},
-        {"no bare orientation code", "<dt>orientation</dt><dd>2</dd>", false},
+        {"an orientation by its name", "<span class=\"page\">landscape</span>", true},
+        {"a landscape page's contents laid out for it", "<div class=\"rpl-page rpl-landscape\">", true},
         {"a landscape section marked for print", "class=\"card landscape\"", true},
         {"a folder as a heading, its header on one line", "<p>header: by block</p>", true},
         {"the first folder of a level below the root starts a printed page", "id=\"s-1-2\" class=\"folder top\"", true},
@@ -80,7 +80,7 @@ TEST_F(ReportWriter, HtmlNamesOrientationsHeadsFoldersAndLinksOnlyWithinThePage)
          "<li>Gone (folder, and the 2 sections below it), from <a href=\"#s-1-2\">1.2 Sub</a></li>", true},
         {"a left-out section linked to the root", "<li>Hidden (summary), from <a href=\"#s-1\">1 Top</a></li>", true},
         {"names escaped for HTML", "&lt;b&gt;&amp;amp;", true},
-        {"texts escaped for HTML", "a &quot;quoted&quot; head", true},
+        {"texts escaped for HTML", "<p class=\"rpl-header\">a &quot;quoted&quot; head</p>", true},
         {"a right-to-left override shown, not obeyed", "txt.\\u202eexe", true},
         {"raw markup of a name", "<b>", false},
         {"a left-out section among the cards", "id=\"s-1-5\"", false},
@@ -90,8 +90,8 @@ TEST_F(ReportWriter, HtmlNamesOrientationsHeadsFoldersAndLinksOnlyWithinThePage)
         {"a web address", "http", false},
     };
     for (const CASE& c : cases) EXPECT_EQ(page.find(c.text) != std::string::npos, c.present) << c.what;
-    EXPECT_EQ(page.find("<dl>", page.find("id=\"s-1-2\"")), page.find("<dl>", page.find("id=\"s-1-2-1\"")))
-        << "a folder has no card of values";
+    EXPECT_EQ(page.find("rpl-page", page.find("id=\"s-1-2\"")), page.find("rpl-page", page.find("id=\"s-1-2-1\"")))
+        << "a folder has no contents of its own";
     // Every link leads to a section of the page.
     std::regex link("href=\"#([^\"]+)\"");
     std::set<std::string> targets;

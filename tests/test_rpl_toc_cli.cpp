@@ -163,7 +163,7 @@ TEST_F(RplTocCli, BadReportFilesNameThePlaceOfTheFault) {
              {"{\"root\": {\"type\": 1, \"children\": {}}}", "/root/children: expected an array"},
              {"{\"root\": {\"type\": 1, \"name\": 5}}", "/root/name: expected a string"},
              {"{\"root\": {\"type\": \"1\"}}", "/root/type: expected an integer"},
-             {"{\"root\": {\"type\": 9, \"gauges\": [true, 0]}}", "/root/gauges/1: expected true or false"},
+             {"{\"root\": {\"type\": 9, \"gauges\": [true, 0]}}", "/root/gauges/1: expected true, false or a gauge object"},
              {"[]", "top level: expected a JSON object"},
              {"{\"name\": \"x\",\n \"type\": tru}", "invalid JSON at line 2, column 13: "},
              // The row test is asked about every row: the report's row-tested rows are bounded in all.

@@ -420,7 +420,7 @@ std::string text_element(double x, double y, const std::string& escaped) {
 // proportions, centred, in a page and on paper alike.
 std::string svg_start(double width, double height, const std::string& name) {
     std::string view_box = "0 0 " + std::to_string(std::lround(width)) + " " + std::to_string(std::lround(height));
-    return "<svg xmlns=\"http://www.w3.org/2000/svg\" viewBox=\"" + view_box + "\" role=\"img\" aria-label=\"" + name +
+    return "<svg viewBox=\"" + view_box + "\" role=\"img\" aria-label=\"" + name +
            "\" class=\"rpl-chart\" preserveAspectRatio=\"xMidYMid meet\" font-family=\"sans-serif\" "
            "font-size=\"11\">\n" +
            "<title>" + name + "</title>\n";

@@ -27,9 +27,11 @@ struct ChartFrame {
     int height = 320;
 };
 
-// The chart as one <svg> element (role="img", an aria-label made of
-// `title`), every text of the data escaped. A series value that is not
-// finite counts as a gap.
+// The chart as one <svg> element for inline use in an HTML page: HTML puts
+// it in the SVG namespace itself, so it names no namespace (and so holds no
+// address). It has role="img" and an aria-label made of `title`; every
+// text of the data is escaped. A series value that is not finite counts as
+// a gap.
 std::string chart_svg(const ChartData& data, ChartKind kind, const std::string& title, ChartFrame frame = ChartFrame());
 
 }  // namespace rpl_toc

@@ -165,7 +165,7 @@ std::string element_name(const GumboElement& element) {
     return ascii_lower(std::string_view(tag.data, tag.length));
 }
 
-// Writes the allowed part of a tree, depth first, with its own stack: gumbo
+// Writes what the allow-list keeps of a tree, depth first, with its own stack: gumbo
 // nests as deep as the markup does.
 class AllowedWriter {
 public:
@@ -337,7 +337,7 @@ const GumboOutput* parse_fragment(ParseArena& arena, const std::string& html) {
     return gumbo_parse_with_options(&options, html.data(), html.size());
 }
 
-std::optional<std::string> allowed_part(const std::string& html) {
+std::optional<std::string> allowed_markup(const std::string& html) {
     ParseArena arena(kFixedParseBudget + kParseBudgetPerInputByte * html.size());
     const GumboOutput* output = parse_fragment(arena, html);
     if (!output) return std::nullopt;
@@ -364,8 +364,8 @@ std::string sanitize_html(const std::string& untrusted) {
         if (untrusted.size() > kMaxInputBytes) return std::string();
         std::optional<std::string> kept;
         if (static_cast<std::size_t>(std::count(untrusted.begin(), untrusted.end(), '<')) <= kMaxTagOpenings)
-            kept = allowed_part(untrusted);
-        if (!kept) kept = allowed_part(as_plain_text(untrusted));
+            kept = allowed_markup(untrusted);
+        if (!kept) kept = allowed_markup(as_plain_text(untrusted));
         return kept.value_or(std::string());
     } catch (...) {
         return std::string();

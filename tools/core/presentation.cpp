@@ -501,6 +501,7 @@ std::string plain_of_html(const std::string& html) {
 
 std::string text_paragraphs(const std::string& text, std::size_t width) {
     std::string out;
+    if (text.empty()) return out;
     for (const std::string& line : lines_of(text))
         for (const std::string& part : wrapped(line, width)) out += part + "\n";
     return out;
