@@ -197,7 +197,7 @@ TEST_F(OutsideSaves, ASaveDuringEveryAttemptOfABuildStaysSeen) {
     trap_->arm([&] { save_outside("||R||Early", "PAGE_ORIENTATION", std::to_string(++saves % 2)); }, true);
     EXPECT_TRUE(session_->rebuild());
     trap_->arm(nullptr);
-    EXPECT_EQ(saves, Session::kRebuildAttempts);
+    EXPECT_EQ(saves, Session::kReadAttempts);
     EXPECT_TRUE(progress_says_outside_change());
     HttpResponse answer = api_set(*session_, R"({"path": "||R||Z", "orientation": 2})", activity_);
     EXPECT_EQ(json::parse(answer.body)["reloaded"], true);

@@ -198,6 +198,22 @@ class ViewerPage(unittest.TestCase):
         self.viewer = Viewer(write_report(os.path.join(files, 'large.json'), {'type': 1, 'name': 'Large', 'children': [
             {'type': 3, 'name': 'Text %04d' % i} for i in range(count)]}))
 
+    def preview_headings(self):
+        return self.driver.execute_script(
+            'return [...document.querySelectorAll("#details .preview-body th")].map((h) => h.textContent)')
+
+    def preview_ready(self):
+        return self.settled() and self.driver.execute_script(
+            'const p = document.querySelector("#details .preview"); return !!p && !!p.dataset.shown')
+
+    def type_into(self, name, value):
+        field = self.driver.find_element(By.CSS_SELECTOR, '#details [name="%s"]' % name)
+        if field.tag_name == 'select':
+            field.find_element(By.CSS_SELECTOR, 'option[value="%s"]' % value).click()
+        else:
+            field.clear()
+            field.send_keys(str(value))
+
     def assert_no_console_errors(self):
         errors = [entry for entry in self.driver.get_log('browser') if entry['level'] == 'SEVERE']
         self.assertEqual(errors, [])
@@ -463,6 +479,131 @@ class ViewerPage(unittest.TestCase):
         self.screenshot('working')
         self.wait(lambda: self.checked('||Large') == 'false' and self.settled(), 'the mark ends', 120)
         self.assertFalse(working.is_displayed())
+        self.assert_no_console_errors()
+
+    def test_the_preview_shows_the_section_and_follows_what_is_typed(self):
+        clock = TIMING + '||Clock Summary'
+        self.resize(1280, 900)
+        self.open_page()
+        self.open_folder(TIMING)
+        self.select(clock)
+        self.wait(lambda: self.preview_headings() == ['Clock', 'Period (ns)', 'Fmax (MHz)', 'Source'], 'the table shows')
+        self.screenshot('preview_1280')
+        # Typed and not applied: the preview follows at once, the file is not written.
+        for column, place in enumerate([0, 2, 1, 3]):
+            self.type_into('order-%d' % column, place)
+        self.type_into('width-0', 200)
+        self.type_into('align-2', 'R')
+        self.wait(lambda: self.preview_headings() == ['Clock', 'Fmax (MHz)', 'Period (ns)', 'Source'],
+                  'the preview shows the typed order')
+        self.wait(lambda: self.driver.execute_script(
+            'const c = document.querySelector("#details .preview-body col"); return c && c.style.width') == '200px',
+                  'the preview shows the typed width')
+        fmax = self.driver.find_element(By.CSS_SELECTOR, '#details .preview-body th:nth-child(2)')
+        self.assertEqual(fmax.get_attribute('class'), 'r')
+        self.assertIsNone(self.viewer.settings())
+        self.screenshot('preview_typed_1280')
+        self.resize(420, 860)
+        self.wait(lambda: self.driver.execute_script(
+            'return document.documentElement.scrollWidth <= window.innerWidth'), 'the page fits 420 pixels')
+        self.driver.execute_script('document.querySelector("#details .preview").scrollIntoView()')
+        self.screenshot('preview_420')
+        self.assert_no_console_errors()
+
+    def test_the_chart_type_changes_the_drawing(self):
+        chart = TIMING + '||Slack Histogram'
+        self.resize(1280, 900)
+        self.open_page()
+        self.open_folder(TIMING)
+        self.select(chart)
+        bars = lambda: self.driver.execute_script('return document.querySelectorAll("#details .preview-body svg rect").length')
+        lines = lambda: self.driver.execute_script('return document.querySelectorAll("#details .preview-body svg path").length')
+        self.wait(lambda: self.preview_ready() and bars() > 10, 'a bar chart')
+        self.screenshot('preview_bar_chart')
+        self.type_into('chart_type', 2)
+        self.wait(lambda: self.preview_ready() and lines() >= 1 and bars() < 10, 'a line chart')
+        self.assertIn('CHART_TYPE=1', section_block(self.viewer.settings(), chart))
+        self.screenshot('preview_line_chart')
+        self.assert_no_console_errors()
+
+    def test_hostile_report_text_runs_nothing_and_loads_nothing(self):
+        import http.server
+        import threading
+        asked = []
+
+        class Sink(http.server.BaseHTTPRequestHandler):
+            def do_GET(self):
+                asked.append(self.path)
+                self.send_response(204)
+                self.end_headers()
+
+            def log_message(self, *args):
+                pass
+
+        sink = http.server.ThreadingHTTPServer(('127.0.0.1', 0), Sink)
+        threading.Thread(target=sink.serve_forever, daemon=True).start()
+        self.addCleanup(sink.server_close)
+        self.addCleanup(sink.shutdown)
+        away = 'http://127.0.0.1:%d' % sink.server_address[1]
+        payloads = [
+            '<script>window.pwned = 1</script>',
+            '<img src="%s/img" onerror="window.pwned = 2">' % away,
+            '<svg onload="window.pwned = 3"><script>window.pwned = 4</script></svg>',
+            '<a href="javascript:window.pwned = 5">js</a> <a href=" JaVa&#115;cript:window.pwned=5">js2</a>',
+            '<iframe src="%s/frame" srcdoc="<script>parent.pwned = 6</script>"></iframe>' % away,
+            '<link rel="stylesheet" href="%s/css"><style>@import "%s/import";</style>' % (away, away),
+            '<div style="background: url(%s/bg)">bg</div>' % away,
+            '<meta http-equiv="refresh" content="0;url=%s/refresh">' % away,
+            '<a href="data:text/html,&lt;script&gt;alert(1)&lt;/script&gt;">data</a> <a href="vbscript:msgbox(1)">vb</a>',
+            '<scr<script>ipt>window.pwned = 7</script>',
+            '<math><mtext><table><mglyph><style><img src=x onerror="window.pwned = 8">',
+            '<object data="%s/object"></object><embed src="%s/embed">' % (away, away),
+            '<details open ontoggle="window.pwned = 9"><summary>s</summary></details>',
+            '<form action="%s/form"><button formaction="%s/b">b</button></form><base href="%s/">' % (away, away, away),
+            '<video poster="%s/poster"><source src="%s/video"></video><p title="a" onmouseover="window.pwned = 10">hover</p>' % (away, away),
+            '<!--<img src="--><img src=x onerror="window.pwned = 11">-->',
+        ]
+        hostile = '<img src="%s/name" onerror="window.pwned = 12">' % away
+        files = tempfile.mkdtemp(prefix='rpl-view-hostile-')
+        self.addCleanup(shutil.rmtree, files, True)
+        report = write_report(os.path.join(files, 'hostile.json'), {'type': 1, 'name': 'Hostile', 'children': [
+            {'type': 3, 'name': 'Markup', 'html': True, 'text': '\n'.join(payloads)},
+            {'type': 3, 'name': 'Plain', 'text': '\n'.join(payloads)},
+            {'type': 4, 'name': hostile, 'header': hostile, 'headings': [hostile, '"><script>window.pwned = 13</script>'],
+             'cells': [[hostile, '</td></tr></table><script>window.pwned = 14</script>']]},
+            {'type': 5, 'name': 'Chart', 'chart_type': 1, 'headings': ['x', hostile],
+             'cells': [['</text><script>window.pwned = 15</script>', 1], [hostile, 2]]},
+            {'type': 9, 'name': 'Gauges', 'gauges': [{'name': hostile, 'value': 1, 'maximum': 2, 'percentage': True}]},
+            {'type': 7, 'name': 'Summary', 'items': [{'name': hostile, 'value': '<script>window.pwned = 16</script>'}]},
+        ]})
+        self.assertEqual(self.viewer.stop(), 0)
+        self.viewer = Viewer(report)
+        self.resize(1280, 900)
+        self.open_page('||Hostile')
+        paths = self.driver.execute_script(
+            'return [...document.querySelectorAll(\'[role="treeitem"]\')].map((r) => r.dataset.path)')
+        for path in paths[1:]:
+            self.select(path)
+            self.wait(self.preview_ready, 'the preview of %r shows' % path)
+            self.assertIsNone(self.driver.execute_script('return window.pwned === undefined ? null : window.pwned'))
+        self.select('||Hostile||Markup')
+        self.wait(self.preview_ready, 'the HTML text shows')
+        self.screenshot('hostile_markup')
+        self.driver.get(self.viewer.url.split('?')[0] + 'api/export.html')
+        self.wait(lambda: 'Hostile' in self.driver.page_source, 'the export shows')
+        self.screenshot('hostile_export')
+        exported = os.path.join(files, 'hostile.html')
+        subprocess.run([ARGS.rpl_toc, '--db-dir', self.viewer.db, 'export', report, '--html', exported],
+                       check=True, capture_output=True)
+        self.driver.get('file://' + exported)
+        self.wait(lambda: self.driver.execute_script('return document.readyState') == 'complete', 'the file shows')
+        self.assertIsNone(self.driver.execute_script('return window.pwned === undefined ? null : window.pwned'))
+        try:
+            alert = self.driver.switch_to.alert
+            self.fail('an alert opened: %r' % alert.text)
+        except Exception as e:  # NoAlertPresentException
+            self.assertIn('NoAlertPresent', type(e).__name__)
+        self.assertEqual(asked, [])
         self.assert_no_console_errors()
 
     def test_dark_scheme_and_the_readme_picture(self):

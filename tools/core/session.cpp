@@ -197,7 +197,7 @@ std::string Session::settings_file() { return to_std(m_toc->get_settings_filenam
 
 bool Session::rebuild() {
     bool saved_outside = false;
-    for (int attempt = 1; attempt <= kRebuildAttempts; ++attempt) {
+    for (int attempt = 1; attempt <= kReadAttempts; ++attempt) {
         if (build_once()) break;
         saved_outside = true;
     }
@@ -232,7 +232,7 @@ void Session::record_stamp(const FileStamp& stamp) {
 Session::FileStamp Session::settings_file_stamp() const { return stamp_of(m_settings_path); }
 
 std::optional<Session::SettingsRead> Session::read_settings() const {
-    for (int attempt = 0; attempt < kRebuildAttempts; ++attempt) {
+    for (int attempt = 0; attempt < kReadAttempts; ++attempt) {
         FileStamp before = stamp_of(m_settings_path);
         SettingsRead read = library_read(m_settings_path);
         read.stamp = before;

@@ -37,7 +37,7 @@ public:
     // is, and records the file's identity taken before the library's first
     // read, so that a save landing during the build makes the file differ
     // from the record. When the file changed during the build it builds
-    // again, at most kRebuildAttempts times in all; after the last the
+    // again, at most kReadAttempts times in all; after the last the
     // record stays as taken before it, so the difference is still seen.
     // True when another program's save was seen during the build.
     bool rebuild();
@@ -45,7 +45,9 @@ public:
     // entries, types the library does not present).
     int objects_left_out() const { return m_left_out; }
 
-    static constexpr int kRebuildAttempts = 3;
+    // How many times a build, or a read of the settings file, is made
+    // while other saves keep landing during it.
+    static constexpr int kReadAttempts = 3;
 
     // The identity of the settings file's bytes, taken from the descriptor
     // they were read through: whether it is there, its device and inode

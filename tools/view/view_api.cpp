@@ -48,9 +48,8 @@ void add_subtree(const RPL_REPORT_SECTION& section, std::vector<const RPL_REPORT
 // The sections whose blocks a change saved: a set saves its section; a
 // mark each named section's subtree, then each of its ancestors.
 std::vector<const RPL_REPORT_SECTION*> saved_by(const Change& change, ChangeKind kind) {
-    std::vector<const RPL_REPORT_SECTION*> out(change.sections.begin(), change.sections.end());
-    if (kind == ChangeKind::set) return out;
-    out.clear();
+    if (kind == ChangeKind::set) return {change.sections.begin(), change.sections.end()};
+    std::vector<const RPL_REPORT_SECTION*> out;
     for (const RPL_REPORT_SECTION* named : change.sections) {
         add_subtree(*named, out);
         for (const RPL_REPORT_SECTION* p = named->m_parent; p; p = p->m_parent) out.push_back(p);
@@ -67,7 +66,7 @@ struct FileAfterChange {
 };
 
 std::optional<FileAfterChange> read_after_change(Session& session, const std::vector<const RPL_REPORT_SECTION*>& saved) {
-    for (int attempt = 0; attempt < Session::kRebuildAttempts; ++attempt) {
+    for (int attempt = 0; attempt < Session::kReadAttempts; ++attempt) {
         Session::FileStamp before = session.settings_file_stamp();
         SaveCheck save = check_saved(session, saved);
         std::optional<Session::SettingsRead> read = session.read_settings();
@@ -85,9 +84,10 @@ struct ChangeInFile {
 // The file may differ from what this session last read only in the blocks
 // the change saved, and those must hold what the session holds. A save
 // that failed (the library never saves over a file it cannot load, nor
-// where it may not write) leaves the file as it was: anything else that
-// differs is another program's save, which this session must not take as
-// its own. When nothing else differs, the file as the change left it is
+// where it may not write) leaves the file as it was. Anything else is
+// taken as another program's save (or a change saved only in part): the
+// caller builds the TOC again, so that the session never holds, unseen,
+// other values than the file. Otherwise the file as the change left it is
 // what this session last read.
 ChangeInFile look_at_file_after(Session& session, const std::vector<const RPL_REPORT_SECTION*>& saved,
                                 const SaveCheck& save_during_change) {

@@ -66,8 +66,9 @@ HttpResponse api_section(Session& session, const std::string& query);
 HttpResponse api_step(Session& session, const std::string& query, bool forward);
 // {"paths": [...], "marked": bool}: marks or unmarks each, in order.
 // Answers what the change touched (change_document); when another program
-// changed the settings file since this session last read or wrote it, the
-// TOC is built again from the file first, and the answer says so.
+// changed the settings file since this session last read it, the TOC is
+// built again from the file first, and when another program saved it while
+// the change ran, after; the answer says so.
 HttpResponse api_mark(Session& session, const std::string& body, Activity& activity);
 // {"path", "orientation", "chart_type", "widths", "aligns", "orders"}: the
 // change of `rpl-toc set`, refused in the page's words.
