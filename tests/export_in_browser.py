@@ -1,12 +1,14 @@
 #!/usr/bin/env python3
 """The HTML export of rpl-toc as a browser lays it out.
 
-Exports examples/design_flow.json (one folder unmarked, one table landscape),
-opens the page in headless Chromium at 1200 and at 420 pixels wide, saves a
-screenshot of each in OUT_DIR and checks the layout: nothing wider than the
-window, the contents beside the text on a wide screen and above it on a
-narrow one; printed, no contents, a new page for every top-level folder and
-landscape pages for landscape sections.
+Exports examples/design_flow.json (one folder unmarked, one table landscape
+with its columns laid out), opens the page in headless Chromium at 1280 and
+at 420 pixels wide and as printed, saves a screenshot of each in OUT_DIR and
+checks the layout: nothing wider than the window, the contents beside the
+text on a wide screen and above it on a narrow one; the sections' contents
+drawn (tables with their widths and order, charts as SVG); printed, no
+contents, a new page for every top-level folder and landscape pages for
+landscape sections.
 
     export_in_browser.py RPL_TOC EXAMPLES_DIR OUT_DIR
 """
@@ -24,6 +26,9 @@ CHROMEDRIVER = "/usr/bin/chromedriver"
 REPORT = "design_flow.json"
 TOP_FOLDERS = ["s-1-2", "s-1-3", "s-1-5"]  # Timing, Messages, Power: Resources is left out
 LANDSCAPE = "s-1-2-1"                      # Setup Slack
+CLOCKS = "s-1-2-3"                         # Clock Summary, laid out below
+WIDTHS = [120, 100, 100, 160]
+ORDER = [0, 2, 1, 3]
 failures = []
 
 
@@ -37,6 +42,8 @@ def export(rpl_toc, examples, work):
     shutil.copy(examples / REPORT, report)
     for args in (["unmark", report, "||Design Flow||Resources"],
                  ["set", report, "||Design Flow||Timing||Setup Slack", "--orientation", "2"],
+                 ["set", report, "||Design Flow||Timing||Clock Summary", *[f"--width={i}={w}" for i, w in enumerate(WIDTHS)],
+                  *[f"--order={i}={o}" for i, o in enumerate(ORDER)], "--align=1=R", "--align=2=R"],
                  ["export", report, "--html", work / "design_flow.html"]):
         subprocess.run([rpl_toc, *map(str, args)], check=True, capture_output=True)
     return work / "design_flow.html"
@@ -81,6 +88,18 @@ def check_screen(driver, width):
         check(nav["bottom"] <= main["top"], f"{width} px: the contents are not above the text: {nav} {main}")
 
 
+def check_contents(driver):
+    headings = driver.execute_script(
+        "return [...document.querySelectorAll('#' + arguments[0] + ' th')].map((h) => h.textContent)", CLOCKS)
+    check(headings == ["Clock", "Fmax (MHz)", "Period (ns)", "Source"], f"the clock table's columns: {headings}")
+    widths = driver.execute_script(
+        "return [...document.querySelectorAll('#' + arguments[0] + ' th')].map((h) => Math.round(h.getBoundingClientRect().width))",
+        CLOCKS)
+    check(widths == [120, 100, 100, 160], f"the clock table's columns are {widths} px wide")
+    charts = driver.execute_script("return document.querySelectorAll('svg.rpl-chart').length")
+    check(charts == 2, f"{charts} charts drawn, not 2 (Resources is left out)")
+
+
 def check_print(driver):
     driver.execute_cdp_cmd("Emulation.setEmulatedMedia", {"media": "print"})
     display = driver.execute_script("return getComputedStyle(document.querySelector('nav')).display")
@@ -97,15 +116,24 @@ def main():
     out_dir.mkdir(parents=True, exist_ok=True)
     with tempfile.TemporaryDirectory() as scratch:
         page = export(rpl_toc, examples, pathlib.Path(scratch))
-        for width in (1200, 420):
+        for width in (1280, 420):
             driver = browser(width, pathlib.Path(scratch) / f"profile-{width}")
             try:
                 driver.get(page.as_uri())
                 screenshot = out_dir / f"export-{width}.png"
                 check(driver.save_screenshot(str(screenshot)), f"no screenshot at {width} px")
                 check_screen(driver, width)
-                if width == 1200:
+                driver.execute_script("document.getElementById(arguments[0]).scrollIntoView()", CLOCKS)
+                laid_out = out_dir / f"export-{width}-clocks.png"
+                check(driver.save_screenshot(str(laid_out)), f"no screenshot of the clock table at {width} px")
+                print(f"screenshot: {laid_out}")
+                driver.execute_script("window.scrollTo(0, 0)")
+                if width == 1280:
+                    check_contents(driver)
                     check_print(driver)
+                    printed = out_dir / "export-print.png"
+                    check(driver.save_screenshot(str(printed)), "no screenshot of the printed page")
+                    print(f"screenshot: {printed}")
             finally:
                 driver.quit()
             print(f"screenshot: {screenshot}")

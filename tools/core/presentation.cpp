@@ -21,6 +21,9 @@ constexpr int kPixelsPerCharacter = 8;
 // shown cell, within these bounds.
 constexpr std::size_t kAutoMinCharacters = 3;
 constexpr std::size_t kAutoMaxCharacters = 24;
+// In HTML an unset column also has room for its cell padding and a bold
+// heading, which run wider than eight pixels a character.
+constexpr std::size_t kAutoPadding = 24;
 constexpr const char* kCutMark = "\xE2\x80\xA6";  // "…"
 // Pixels of a chart's drawing on a portrait and a landscape page.
 constexpr int kPortraitChartWidth = 640;
@@ -220,7 +223,7 @@ std::string html_table(const Grid& grid, const Layout& layout) {
     std::string cols, head;
     for (std::size_t i = 0; i < grid.columns.size(); ++i) {
         int pixels = width_of(layout, grid.columns[i]);
-        std::size_t px = pixels > 0 ? static_cast<std::size_t>(pixels) : widths[i] * kPixelsPerCharacter + 16;
+        std::size_t px = pixels > 0 ? static_cast<std::size_t>(pixels) : widths[i] * kPixelsPerCharacter + kAutoPadding;
         total += px;
         cols += "<col style=\"width:" + std::to_string(px) + "px\">";
         html_cell(head, "th", heading_text(grid, grid.columns[i]), widths[i], align_class(alignment_of(layout, grid.columns[i])));
@@ -414,6 +417,8 @@ std::string html_gauges(RDB_OBJECT* object) {
             out += "<span class=\"rpl-gauge-bar\" role=\"meter\" aria-valuemin=\"0\" aria-valuemax=\"100\" aria-valuenow=\"" +
                    number_text(clamped(*r.fraction) * 100, 1) + "\"><span style=\"width:" +
                    number_text(clamped(*r.fraction) * 100, 1) + "%\"></span></span>";
+        else  // keeps the value in its column
+            out += "<span class=\"rpl-gauge-none\"></span>";
         out += "<span class=\"rpl-gauge-value\">" + html_escape(r.value) + "</span></div>\n";
     }
     return out + "</div>\n";

@@ -117,7 +117,7 @@ async function showSettings(rewritten = []) {
 async function changed(answer, drawn = () => {}) {
   state.unsaved = answer.unsaved;
   const data = answer.data;
-  if (data.reloaded) showNotice('The settings file changed outside this viewer; reloaded it before this change.');
+  if (data.reloaded) showNotice('The settings file changed outside this viewer; the sections now show what it holds.');
   const nodes = state.toc.merge(data.sections);
   tree.refresh(nodes);
   showDetails();
