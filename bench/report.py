@@ -2,7 +2,7 @@
 """Prints the medians of one benchmark run and the ratios the targets are
 stated in, from the JSON files Google Benchmark wrote (scripts/bench.sh).
 
-    bench/report.py SETTINGS_JSON TOC_JSON MEMORY_JSON
+    bench/report.py SETTINGS_JSON TOC_JSON MEMORY_JSON [PRESENTATION_JSON]
 
 Times are real (wall-clock) times; a benchmark run with repetitions gives
 its median, one run once gives that run.
@@ -172,6 +172,34 @@ def scale(rep):
             rep.failures.append(f"build of 10,000 sections: {big:.0f} ms (target <= 5000)")
 
 
+def presentation(rep):
+    print()
+    print("Presenting a large report: 4,041 sections holding 1,000,000 cells")
+    for arg, what in ((0, "text"), (1, "HTML")):
+        run = rep.get(f"export_report/{arg}")
+        floor = rep.ms(f"export_bytes_floor/{arg}")
+        if run is None or "error" in run or floor is None:
+            print(f"  export as {what}: not measured")
+            continue
+        print(f"  export as {what}: {run['ms'] / 1000:.2f} s for {run['bytes'] / 1e6:.1f} MB "
+              f"({int(run['cells']):,} cells); writing as many bytes {floor:.0f} ms")
+        held = run["ms"] <= 10000
+        print(f"  {'export as ' + what + ' (s)':<58} {run['ms'] / 1000:8.2f}  target: seconds (<= 10): "
+              f"{'holds' if held else 'DOES NOT HOLD'}")
+        if not held:
+            rep.failures.append(f"export as {what}: {run['ms'] / 1000:.1f} s (target <= 10)")
+        rep.ratio(f"export as {what} / writing its bytes", f"export_report/{arg}", f"export_bytes_floor/{arg}")
+    preview = rep.get("preview_long_table")
+    if preview is None or "error" in preview:
+        print("  preview of a 100,000-row table: not measured")
+        return
+    held = preview["ms"] <= 100
+    print(f"  {'preview of a 100,000-row table, first 200 rows (ms)':<58} {preview['ms']:8.2f}  target <= 100: "
+          f"{'holds' if held else 'DOES NOT HOLD'}")
+    if not held:
+        rep.failures.append(f"preview of a 100,000-row table: {preview['ms']:.0f} ms (target <= 100)")
+
+
 def memory(rep):
     run = rep.get("toc_memory/100000")
     print()
@@ -198,6 +226,7 @@ def main(argv):
     settings_file(rep)
     toc(rep)
     scale(rep)
+    presentation(rep)
     memory(rep)
     print()
     if rep.failures:

@@ -15,7 +15,7 @@ mkdir -p "$out"
 
 # Five repetitions, medians reported; a benchmark that pins its own count
 # (the slow builds, the memory run) keeps it.
-for name in bench_settings_file bench_toc bench_memory; do
+for name in bench_settings_file bench_toc bench_memory bench_presentation; do
     binary="$build/bench/$name"
     if [ ! -x "$binary" ]; then
         echo "missing $binary: configure with -DRPL_BUILD_BENCH=ON and build first" >&2
@@ -28,7 +28,8 @@ for name in bench_settings_file bench_toc bench_memory; do
 done
 
 echo
-python3 "$here/bench/report.py" "$out/bench_settings_file.json" "$out/bench_toc.json" "$out/bench_memory.json"
+python3 "$here/bench/report.py" "$out/bench_settings_file.json" "$out/bench_toc.json" "$out/bench_memory.json" \
+    "$out/bench_presentation.json"
 
 # The viewer: first paint and a leaf mark's round trip in headless Chromium
 # (bench/viewer_bench.py), skipped with a note when Chromium, its driver or
