@@ -499,8 +499,10 @@ class ViewerPage(unittest.TestCase):
         self.wait(lambda: self.driver.execute_script(
             'const c = document.querySelector("#details .preview-body col"); return c && c.style.width') == '200px',
                   'the preview shows the typed width')
-        fmax = self.driver.find_element(By.CSS_SELECTOR, '#details .preview-body th:nth-child(2)')
-        self.assertEqual(fmax.get_attribute('class'), 'r')
+        # Each keystroke draws the preview anew: ask the page, never hold an element.
+        self.wait(lambda: self.preview_ready() and self.driver.execute_script(
+            'const h = document.querySelector("#details .preview-body th:nth-child(2)"); return h && h.className') == 'r',
+                  'the preview shows the typed alignment')
         self.assertIsNone(self.viewer.settings())
         self.screenshot('preview_typed_1280')
         self.resize(420, 860)
