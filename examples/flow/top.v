@@ -1,40 +1,39 @@
-// A small design for the flow demo: a free-running counter shows its top
-// bits on the LEDs, a 16-bit LFSR makes a byte stream that a UART
-// transmitter sends at 115200 baud, and an SPI-style shift register in its
-// own clock domain (spi_sck) echoes what it receives. A few hundred cells
-// of an iCE40 HX1K; two clocks, so the timing report has two domains.
-module top (
-    input  wire       clk,       // 12 MHz oscillator
-    input  wire       spi_sck,   // an external clock
-    input  wire       spi_mosi,
-    output reg        spi_miso,
-    output wire       uart_tx,
-    output wire [4:0] led
+// A small design for the flow demo (scripts/demo.sh): a free-running
+// counter shows its top bits on the LEDs; LFSRs make bytes that a UART
+// transmitter sends at 115200 baud, a greeting from a ROM between them;
+// an SPI-style shift register in its own clock domain (spi_sck) echoes a
+// checksum of what it receives. Some 300 cells of an iCE40 HX1K, two
+// clocks. The modules keep their hierarchy, so that Yosys counts the cells
+// of each. CHANNELS scales the design (tests build a large one with it).
+(* keep_hierarchy *)
+module lfsr16 #(parameter [15:0] SEED = 16'hACE1) (
+    input  wire        clk,
+    input  wire        step,
+    output reg  [15:0] value = SEED
 );
-    // ---- Counter: the LEDs blink at visibly different rates.
-    reg [27:0] count = 0;
-    always @(posedge clk) count <= count + 1'b1;
-    assign led = count[27:23];
-
-    // ---- LFSR (x^16 + x^14 + x^13 + x^11 + 1): the bytes to send.
-    reg [15:0] lfsr = 16'hACE1;
-    wire lfsr_step;
+    // x^16 + x^14 + x^13 + x^11 + 1
     always @(posedge clk)
-        if (lfsr_step) lfsr <= {lfsr[14:0], lfsr[15] ^ lfsr[13] ^ lfsr[12] ^ lfsr[10]};
+        if (step) value <= {value[14:0], value[15] ^ value[13] ^ value[12] ^ value[10]};
+endmodule
 
-    // ---- UART transmitter, 8N1.
-    localparam integer BAUD_DIVIDER = 104;  // 12 MHz / 115200
+(* keep_hierarchy *)
+module uart_tx #(parameter integer DIVIDER = 104) (  // 12 MHz / 115200
+    input  wire       clk,
+    input  wire [7:0] data,
+    output wire       ready,  // takes `data` in this cycle
+    output wire       tx
+);
     reg [6:0] baud = 0;
     reg [3:0] bit_index = 0;
     reg [9:0] shift = 10'h3FF;
     reg       busy = 0;
-    wire      baud_tick = baud == BAUD_DIVIDER - 1;
-    assign lfsr_step = !busy;
-    assign uart_tx = shift[0];
+    wire      baud_tick = baud == DIVIDER - 1;
+    assign ready = !busy;
+    assign tx = shift[0];
     always @(posedge clk) begin
         baud <= baud_tick || !busy ? 7'd0 : baud + 1'b1;
         if (!busy) begin
-            shift <= {1'b1, lfsr[7:0] ^ count[7:0], 1'b0};
+            shift <= {1'b1, data, 1'b0};
             bit_index <= 0;
             busy <= 1;
         end else if (baud_tick) begin
@@ -43,13 +42,56 @@ module top (
             if (bit_index == 9) busy <= 0;
         end
     end
+endmodule
 
-    // ---- The spi_sck domain: a shift register and a checksum of what came in.
+(* keep_hierarchy *)
+module spi_echo (
+    input  wire spi_sck,
+    input  wire spi_mosi,
+    output reg  spi_miso = 0
+);
     reg [15:0] received = 0;
     reg [7:0]  checksum = 0;
     always @(posedge spi_sck) begin
         received <= {received[14:0], spi_mosi};
-        checksum <= checksum + received[15:8] ^ received[7:0];
+        checksum <= checksum + (received[15:8] ^ received[7:0]);
         spi_miso <= ^checksum ^ received[15];
     end
+endmodule
+
+module top #(parameter integer CHANNELS = 2) (
+    input  wire       clk,       // 12 MHz oscillator
+    input  wire       spi_sck,   // an external clock
+    input  wire       spi_mosi,
+    output wire       spi_miso,
+    output wire       uart_tx,
+    output wire [4:0] led
+);
+    reg [27:0] count = 0;
+    always @(posedge clk) count <= count + 1'b1;
+    assign led = count[27:23];
+
+    // The greeting, read asynchronously from a small ROM.
+    reg [7:0] greeting [0:15];
+    initial $readmemh("greeting.hex", greeting);
+    reg [3:0] letter = 0;
+
+    wire        ready;
+    wire [15:0] random [0:CHANNELS-1];
+    reg  [7:0]  mixed;
+    integer i;
+    always @* begin
+        mixed = count[7:0];
+        for (i = 0; i < CHANNELS; i = i + 1) mixed = mixed ^ random[i][7:0];
+    end
+    genvar c;
+    generate
+        for (c = 0; c < CHANNELS; c = c + 1) begin : channel
+            lfsr16 #(.SEED(16'hACE1 + c)) source (.clk(clk), .step(ready), .value(random[c]));
+        end
+    endgenerate
+    always @(posedge clk) if (ready) letter <= letter + 1'b1;
+
+    uart_tx transmitter (.clk(clk), .data(count[27] ? greeting[letter] : mixed), .ready(ready), .tx(uart_tx));
+    spi_echo echo (.spi_sck(spi_sck), .spi_mosi(spi_mosi), .spi_miso(spi_miso));
 endmodule
