@@ -31,7 +31,7 @@ bool entities_valid(const std::string& text) {
     for (std::size_t at = text.find('&'); at != std::string::npos; at = text.find('&', at + 1)) {
         std::string rest = text.substr(at, 6);
         if (rest.rfind("&amp;", 0) && rest.rfind("&lt;", 0) && rest.rfind("&gt;", 0) && rest.rfind("&quot;", 0) &&
-            rest.rfind("&apos;", 0))
+            rest.rfind("&#39;", 0))
             return false;
     }
     return true;
@@ -287,7 +287,7 @@ TEST(ChartSvg, HostileTextIsEscaped) {
         ASSERT_EQ(labels.size(), 3u);
         EXPECT_EQ(labels[1], "]]&gt;&amp;");
         EXPECT_EQ(labels[2], "bad \xEF\xBF\xBD\xEF\xBF\xBD( \xEF\xBF\xBD\xEF\xBF\xBD");
-        EXPECT_EQ(texts(elements, "rpl-chart-legend")[1], "x&apos; onclick=&apos;y");
+        EXPECT_EQ(texts(elements, "rpl-chart-legend")[1], "x&#39; onclick=&#39;y");
     }
 }
 

@@ -5,6 +5,8 @@
 #include <cstdio>
 #include <cstdlib>
 
+#include "tools/core/section_info.h"
+
 namespace rpl_toc {
 
 namespace {
@@ -133,21 +135,8 @@ std::string shortened(const std::string& clean, std::size_t limit) {
     return clean.substr(0, end) + kEllipsis;
 }
 
-std::string xml_escaped(const std::string& clean) {
-    std::string out;
-    out.reserve(clean.size());
-    for (char c : clean) {
-        switch (c) {
-            case '&': out += "&amp;"; break;
-            case '<': out += "&lt;"; break;
-            case '>': out += "&gt;"; break;
-            case '"': out += "&quot;"; break;
-            case '\'': out += "&apos;"; break;
-            default: out += c;
-        }
-    }
-    return out;
-}
+// The page's own escaping: &#39; for the quote reads the same in SVG.
+std::string xml_escaped(const std::string& clean) { return html_escape(clean); }
 
 // ---- Numbers ---------------------------------------------------------------
 

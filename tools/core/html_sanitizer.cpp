@@ -19,6 +19,8 @@
 #include <utility>
 #include <vector>
 
+#include "tools/core/section_info.h"
+
 namespace rpl_toc {
 namespace {
 
@@ -80,17 +82,11 @@ bool is_space_or_control(char c) { return c == ' ' || is_control(c); }
 bool is_stray_control(char c) { return is_control(c) && c != '\t' && c != '\n' && c != '\f' && c != '\r'; }
 
 void append_escaped(std::string& out, std::string_view text) {
-    for (char c : text) {
-        if (is_stray_control(c)) continue;
-        switch (c) {
-            case '&': out += "&amp;"; break;
-            case '<': out += "&lt;"; break;
-            case '>': out += "&gt;"; break;
-            case '"': out += "&quot;"; break;
-            case '\'': out += "&#39;"; break;
-            default: out += c;
-        }
-    }
+    std::string kept;
+    kept.reserve(text.size());
+    for (char c : text)
+        if (!is_stray_control(c)) kept += c;
+    out += html_escape(kept);
 }
 
 // ---- Links
