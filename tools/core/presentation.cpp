@@ -536,19 +536,36 @@ std::string embedded_line(const RPL_REPORT_SECTION& section) {
     return "Embedded object, type " + std::to_string(e.m_embedded_type) + (info.empty() ? "" : ": " + info);
 }
 
+// The grid a table or a chart draws, with what it leaves out noted in
+// `drawn`. A chart keeps its data's column order: only tables have column
+// settings.
+struct Shown {
+    Grid grid;
+    std::uint32_t columns = 0;
+    bool chart = false;
+};
+
+std::optional<Shown> shown_grid(const RPL_REPORT_SECTION& section, RDB_OBJECT* object, const Layout& layout,
+                                const Extent& extent, Drawn* drawn) {
+    Shown out;
+    if (const RPL_TABLE* table = section.dynamic_cast_to_RPL_TABLE()) {
+        out.columns = table->m_num_columns;
+        out.grid = grid_of(table_object(object), out.columns, layout, extent);
+    } else if (section.dynamic_cast_to_RPL_CHART()) {
+        out.columns = chart_columns(object);
+        out.grid = grid_of(table_object(object), out.columns, Layout{}, extent);
+        out.chart = true;
+    } else {
+        return std::nullopt;
+    }
+    if (drawn) *drawn = out.grid.drawn;
+    return out;
+}
+
 std::string text_body(const RPL_REPORT_SECTION& section, RDB_OBJECT* object, const Layout& layout, std::size_t width,
                       const Extent& extent, Drawn* drawn) {
-    if (const RPL_TABLE* table = section.dynamic_cast_to_RPL_TABLE()) {
-        Grid grid = grid_of(table_object(object), table->m_num_columns, layout, extent);
-        if (drawn) *drawn = grid.drawn;
-        return text_table(grid, layout);
-    }
-    if (section.dynamic_cast_to_RPL_CHART()) {
-        std::uint32_t columns = chart_columns(object);
-        Grid grid = grid_of(table_object(object), columns, Layout{}, extent);
-        if (drawn) *drawn = grid.drawn;
-        return text_chart(grid, columns, layout, width);
-    }
+    if (std::optional<Shown> shown = shown_grid(section, object, layout, extent, drawn))
+        return shown->chart ? text_chart(shown->grid, shown->columns, layout, width) : text_table(shown->grid, layout);
     if (const RPL_TEXT* text = section.dynamic_cast_to_RPL_TEXT())
         return text_paragraphs(text->m_is_html ? plain_of_html(text_of(object)) : text_of(object), width);
     if (section.dynamic_cast_to_RPL_GAUGES()) return text_gauges(object);
@@ -559,17 +576,8 @@ std::string text_body(const RPL_REPORT_SECTION& section, RDB_OBJECT* object, con
 
 std::string html_body(const RPL_REPORT_SECTION& section, RDB_OBJECT* object, const Layout& layout, const Extent& extent,
                       Drawn* drawn) {
-    if (const RPL_TABLE* table = section.dynamic_cast_to_RPL_TABLE()) {
-        Grid grid = grid_of(table_object(object), table->m_num_columns, layout, extent);
-        if (drawn) *drawn = grid.drawn;
-        return html_table(grid, layout);
-    }
-    if (section.dynamic_cast_to_RPL_CHART()) {
-        std::uint32_t columns = chart_columns(object);
-        Grid grid = grid_of(table_object(object), columns, Layout{}, extent);
-        if (drawn) *drawn = grid.drawn;
-        return html_chart(section, grid, columns, layout);
-    }
+    if (std::optional<Shown> shown = shown_grid(section, object, layout, extent, drawn))
+        return shown->chart ? html_chart(section, shown->grid, shown->columns, layout) : html_table(shown->grid, layout);
     if (const RPL_TEXT* text = section.dynamic_cast_to_RPL_TEXT())
         return text->m_is_html ? "<div class=\"rpl-html\">" + sanitize_html(text_of(object)) + "</div>\n"
                                : html_plain_text(text_of(object));
