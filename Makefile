@@ -1,5 +1,6 @@
 # make test   configure, build and run every test (the CI command)
-# make demo   build the library, the stand-in host and rpl-toc, and show them at work on an example
+# make demo   build the library, the stand-in host and rpl-toc, compile a small design with Yosys and
+#             nextpnr, and show rpl-toc at work on the report it imports of it
 BUILD      ?= build
 JOBS       ?= 2
 CMAKE_ARGS ?=
@@ -18,8 +19,9 @@ test: build
 	cd $(BUILD) && ctest --output-on-failure -j$(JOBS)
 
 # Only what the demo runs: the tests take minutes to build, these under one (48 s on 2 cores).
+# The demo compiles examples/flow with Yosys and nextpnr-ice40 (the flow set) and imports it.
 demo:
-	./scripts/install-deps.sh build
+	./scripts/install-deps.sh build flow
 	cmake -S . -B $(BUILD) -DRPL_WERROR=$(WERROR) $(CMAKE_ARGS)
 	cmake --build $(BUILD) -j$(JOBS) --target rpl-toc
 	./scripts/demo.sh $(BUILD)/tools/rpl-toc

@@ -1,14 +1,17 @@
 #!/bin/sh
 # Installs the Debian packages a make target needs. As root it runs apt-get;
 # otherwise it prints the exact apt-get line and fails.
-#   scripts/install-deps.sh build|test|bench|fuzz|valgrind|browser
-# (build: what configuring and building needs; test: that and what the tests run)
+#   scripts/install-deps.sh build|flow|test|bench|fuzz|valgrind|browser
+# (build: what configuring and building needs; flow: the open-source iCE40
+# flow that make demo runs and the import tests check against; test: all of
+# that and what the tests run)
 set -eu
 
 packages_for() {
     case "$1" in
         build) echo "cmake g++ make pkg-config libgtest-dev libgmock-dev nlohmann-json3-dev libcli11-dev libcpp-httplib-dev libgumbo-dev" ;;
-        test) echo "$(packages_for build) python3 python3-jsonschema chromium chromium-driver python3-selenium man-db nodejs" ;;
+        flow) echo "yosys nextpnr-ice40" ;;
+        test) echo "$(packages_for build) $(packages_for flow) python3 python3-jsonschema chromium chromium-driver python3-selenium man-db nodejs" ;;
         bench) echo "cmake g++ make libbenchmark-dev libsimpleini-dev libinih-dev pkg-config libcpp-httplib-dev libgumbo-dev" ;;
         fuzz) echo "cmake clang libclang-rt-14-dev nlohmann-json3-dev libcli11-dev pkg-config libcpp-httplib-dev libgumbo-dev" ;;
         valgrind) echo "valgrind" ;;

@@ -634,6 +634,10 @@ TEST_F(RplTocCli, ManPageCompletionAndHelpAgree) {
         EXPECT_NE(r.out.find(std::string("Usage: rpl-toc ") + command + " [OPTIONS] REPORT"), std::string::npos);
         help += r.out;
     }
+    Result import = raw({"import", "--help"});
+    EXPECT_EQ(import.code, 0);
+    EXPECT_NE(import.out.find("Usage: rpl-toc import [OPTIONS] INPUT..."), std::string::npos);
+    help += import.out;
     EXPECT_TRUE(std::regex_match(raw({"--version"}).out, std::regex("rpl-toc [0-9]+\\.[0-9]+\\.[0-9]+\n")));
     EXPECT_EQ(options(std::regex_replace(read_file(page), std::regex(R"(\\-)"), "-")), options(help));
 

@@ -6,10 +6,10 @@
 // clocks. The modules keep their hierarchy, so that Yosys counts the cells
 // of each. CHANNELS scales the design (tests build a large one with it).
 (* keep_hierarchy *)
-module lfsr16 #(parameter [15:0] SEED = 16'hACE1) (
+module lfsr16 (
     input  wire        clk,
     input  wire        step,
-    output reg  [15:0] value = SEED
+    output reg  [15:0] value = 16'hACE1
 );
     // x^16 + x^14 + x^13 + x^11 + 1
     always @(posedge clk)
@@ -87,7 +87,8 @@ module top #(parameter integer CHANNELS = 2) (
     genvar c;
     generate
         for (c = 0; c < CHANNELS; c = c + 1) begin : channel
-            lfsr16 #(.SEED(16'hACE1 + c)) source (.clk(clk), .step(ready), .value(random[c]));
+            // Each steps on its own beat, so that no two hold the same value.
+            lfsr16 source (.clk(clk), .step(ready ^ count[c]), .value(random[c]));
         end
     endgenerate
     always @(posedge clk) if (ready) letter <= letter + 1'b1;

@@ -512,6 +512,31 @@ class ViewerPage(unittest.TestCase):
         self.screenshot('preview_420')
         self.assert_no_console_errors()
 
+    def test_an_imported_flow_reads_well_at_its_first_view(self):
+        """The outputs of Yosys and nextpnr in tests/data/flow, imported: a
+        table shows with the widths and alignments the import saved."""
+        self.assertEqual(self.viewer.stop(), 0)
+        flow = os.path.join(ARGS.examples, os.pardir, 'tests', 'data', 'flow')
+        db = tempfile.mkdtemp(prefix='rpl-view-import-')
+        self.addCleanup(shutil.rmtree, db, True)
+        report = os.path.join(db, 'top.json')
+        done = subprocess.run([ARGS.rpl_toc, '--db-dir', db, 'import', '-o', report] +
+                              [os.path.join(flow, name) for name in ('stat.json', 'report.json', 'yosys.log', 'nextpnr.log')],
+                              capture_output=True, text=True)
+        self.assertEqual(done.returncode, 0, done.stderr)
+        self.viewer = Viewer(report, db=db)
+        self.open_page()
+        clocks = TIMING + '||Clocks'
+        self.open_folder(TIMING)
+        self.select(clocks)
+        self.wait(lambda: self.preview_ready() and self.preview_headings() ==
+                  ['Clock', 'Fmax (MHz)', 'Constraint', 'Slack (ns)', 'Timing'], 'the clocks table shows')
+        # The import's first layout: the numbers on the right.
+        self.assertEqual(self.driver.execute_script(
+            'return [...document.querySelectorAll("#details .preview-body th")].map((h) => h.className)'),
+            ['l', 'r', 'r', 'r', 'l'])
+        self.screenshot('imported_flow')
+
     def test_the_chart_type_changes_the_drawing(self):
         chart = TIMING + '||Slack Histogram'
         self.resize(1280, 900)

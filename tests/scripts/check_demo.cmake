@@ -32,3 +32,9 @@ endif()
 if(NOT out MATCHES "OUTPUT_SECTION=0")
   message(FATAL_ERROR "the demo did not end with the settings file of its unmark:\n${out}")
 endif()
+# With Yosys and nextpnr-ice40 the demo imports the flow it ran; without
+# them it says in one line that it shows the shipped example instead.
+if(NOT out MATCHES "\\$ rpl-toc import -o top.json flow/stat.json" AND
+   NOT out MATCHES "demo: Yosys and nextpnr-ice40 are not installed, so this shows the shipped example")
+  message(FATAL_ERROR "the demo neither imported a flow nor said why not:\n${out}")
+endif()

@@ -23,19 +23,19 @@ _rpl_toc() {
     local cur prev command="" i
     cur=${COMP_WORDS[COMP_CWORD]}
     prev=${COMP_WORDS[COMP_CWORD - 1]}
-    local commands="show list find next prev mark unmark set settings export view"
+    local commands="show list find next prev mark unmark set settings export view import"
     local global="--db-dir --json --ascii --debug --help --version"
 
     case $prev in
         --db-dir) COMPREPLY=($(compgen -d -- "$cur")); return ;;
-        --text|--html) COMPREPLY=($(compgen -f -- "$cur")); return ;;
+        --text|--html|-o|--output) COMPREPLY=($(compgen -f -- "$cur")); return ;;
         --orientation|--chart-type) COMPREPLY=($(compgen -W "1 2" -- "$cur")); return ;;
         --width|--align|--order|--port) return ;;
     esac
 
     for ((i = 1; i < COMP_CWORD; i++)); do
         case ${COMP_WORDS[i]} in
-            --db-dir|--text|--html|--orientation|--chart-type|--width|--align|--order|--port) ((i++)) ;;
+            --db-dir|--text|--html|--orientation|--chart-type|--width|--align|--order|--port|-o|--output) ((i++)) ;;
             -*) ;;
             *) command=${COMP_WORDS[i]}; break ;;
         esac
@@ -55,8 +55,15 @@ _rpl_toc() {
             settings) own="--raw" ;;
             export) own="--text --html" ;;
             view) own="--port --no-open" ;;
+            import) own="-o --output" ;;
         esac
         COMPREPLY=($(compgen -W "$own $global" -- "$cur"))
+        return
+    fi
+
+    if [[ $command == import ]]; then  # the flow's files and folders, any number
+        COMPREPLY=($(compgen -f -- "$cur"))
+        compopt -o filenames 2>/dev/null
         return
     fi
 

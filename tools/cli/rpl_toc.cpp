@@ -21,6 +21,7 @@
 
 #include "host/host.h"
 #include "tools/cli/commands.h"
+#include "tools/cli/import_command.h"
 #include "tools/cli/refusal_text.h"
 #include "tools/cli/status_line.h"
 #include "tools/view/view_server.h"
@@ -36,14 +37,16 @@ const char* const kDescription =
     "choices are kept in the report's settings file in the database directory: --db-dir DIR, by\n"
     "default the directory of the report file, or the current directory when REPORT is - or not\n"
     "a regular file. list, next and prev print paths as they are when standard output is not a\n"
-    "terminal, so that a script can give them back; on a terminal, control bytes are escaped.";
+    "terminal, so that a script can give them back; on a terminal, control bytes are escaped.\n"
+    "import makes a report file of what Yosys and nextpnr wrote, or of a folder of .csv, .txt,\n"
+    ".log and .html files (docs/import.md).";
 
 const char* const kFooter =
     "Exit codes: 0 success; 1 nothing found: no section with PATH (find), none after or before\n"
     "it (next, prev); 2 bad usage, an unreadable or invalid report file, an unknown PATH for\n"
     "next, prev, mark, unmark or set, a refused option of set, a change that was not saved to\n"
-    "the settings file, a report file that cannot be written; 3 an unexpected failure of the\n"
-    "tool.";
+    "the settings file, a report file that cannot be written, an input of import that cannot be\n"
+    "read or is not what it claims to be; 3 an unexpected failure of the tool.";
 
 const char* const kCommandFooter =
     "Global options, before or after the command: --db-dir DIR, --json, --ascii, --debug\n"
@@ -66,6 +69,8 @@ struct CommandLine {
     std::string html_file;
     int port = 0;
     bool no_open = false;
+    std::vector<std::string> inputs;
+    std::string import_output;
 };
 
 using Runner = std::function<int(Session&, const Output&)>;
@@ -183,6 +188,25 @@ void define_view(CLI::App& app, CommandLine& cl, Commands& commands) {
     commands[view_command] = [&cl](Session& s, const Output&) { return view(s, cl); };
 }
 
+// import reads no report: it makes one, so it is run apart from the others.
+CLI::App* define_import(CLI::App& app, CommandLine& cl) {
+    CLI::App* import = app.add_subcommand(
+        "import", "make a report file of a design flow's outputs (Yosys, nextpnr) or of a folder of report files");
+    import->footer(kCommandFooter);
+    import->add_option("-o,--output", cl.import_output,
+                       "the report file to write (default: standard output); its settings file gets the first\n"
+                       "layout of its tables when it has none yet")
+        ->type_name("REPORT");
+    import->add_option("INPUT", cl.inputs,
+                       "Yosys's stat -json file, nextpnr's --report file, their logs, or a folder of .csv,\n"
+                       ".txt, .log, .html and .json files")
+        ->required();
+    import->callback([&cl] {  // a usage error, found before anything is read
+        if (cl.json) throw CLI::ValidationError("import writes a report file, which is JSON already; leave out --json");
+    });
+    return import;
+}
+
 Commands define_commands(CLI::App& app, CommandLine& cl) {
     Commands commands;
     define_views(app, cl, commands);
@@ -250,11 +274,18 @@ Outcome<std::unique_ptr<Session>> open_with_progress(const CommandLine& cl, cons
     return open_session(cl.report, cl.db_dir);
 }
 
+int run_on_report(const CommandLine& cl, const Commands& commands, const CLI::App& app, const Output& output) {
+    Outcome<std::unique_ptr<Session>> session = open_with_progress(cl, output);
+    if (!session.ok()) refuse(session.refusal());
+    return commands.at(app.get_subcommands().front())(*session.result(), output);  // exactly one, as required
+}
+
 int run(int argc, char** argv) {
     CLI::App app(kDescription, "rpl-toc");
     CommandLine cl;
     define_global_options(app, cl);
     Commands commands = define_commands(app, cl);
+    CLI::App* import = define_import(app, cl);
     try {
         app.parse(argc, argv);
     } catch (const CLI::ParseError& e) {
@@ -269,9 +300,8 @@ int run(int argc, char** argv) {
     output.boxes = !cl.ascii && utf8_locale();
     output.debug = cl.debug;
     output.progress = !cl.debug && isatty(STDERR_FILENO);
-    Outcome<std::unique_ptr<Session>> session = open_with_progress(cl, output);
-    if (!session.ok()) refuse(session.refusal());
-    int code = commands.at(app.get_subcommands().front())(*session.result(), output);  // exactly one, as required
+    int code = app.get_subcommands().front() == import ? run_import(cl.inputs, cl.import_output, cl.db_dir, output)
+                                                       : run_on_report(cl, commands, app, output);
     std::cout.flush();
     if (!std::cout) throw CommandError(kExitError, "cannot write to standard output");
     return code;
