@@ -8,6 +8,7 @@
 
 #include <nlohmann/json.hpp>
 
+#include "tools/core/json_text.h"
 #include "tools/core/section_info.h"
 #include "tools/core/section_kinds.h"
 
@@ -25,66 +26,7 @@ bool is_common_field(const std::string& key) {
     return key == "type" || key == "name" || key == "header" || key == "footer";
 }
 
-std::string escape_pointer_token(const std::string& token) {
-    std::string out;
-    for (char c : token) {
-        if (c == '~')
-            out += "~0";
-        else if (c == '/')
-            out += "~1";
-        else
-            out += c;
-    }
-    return out;
-}
-
-// The offset of the first bracket, outside strings, that nests deeper than
-// `limit`; npos when there is none. Runs before the JSON parser so that no
-// later walk meets a deeper tree.
-std::size_t too_deep_at(const std::string& text, std::size_t limit) {
-    std::size_t depth = 0;
-    bool in_string = false;
-    for (std::size_t i = 0; i < text.size(); ++i) {
-        char c = text[i];
-        if (in_string) {
-            if (c == '\\')
-                ++i;
-            else if (c == '"')
-                in_string = false;
-        } else if (c == '"') {
-            in_string = true;
-        } else if (c == '[' || c == '{') {
-            if (++depth > limit) return i;
-        } else if ((c == ']' || c == '}') && depth > 0) {
-            --depth;
-        }
-    }
-    return std::string::npos;
-}
-
-std::string line_and_column(const std::string& text, std::size_t offset) {
-    std::size_t line = 1;
-    std::size_t line_start = 0;
-    for (std::size_t i = 0; i < offset && i < text.size(); ++i) {
-        if (text[i] == '\n') {
-            ++line;
-            line_start = i + 1;
-        }
-    }
-    return "line " + std::to_string(line) + ", column " + std::to_string(offset - line_start + 1);
-}
-
-// nlohmann's message, "[json.exception.parse_error.101] parse error at
-// line 1, column 5: ...", without its tag, on one line.
-std::string invalid_json_message(const json::parse_error& e) {
-    std::string what = e.what();
-    const std::string tag = "parse error at ";
-    std::size_t at = what.find(tag);
-    std::string rest = at == std::string::npos ? what : what.substr(at + tag.size());
-    for (char& c : rest)
-        if (c == '\n' || c == '\r') c = ' ';
-    return "invalid JSON at " + rest;
-}
+std::string invalid_json_message(const json::parse_error& e) { return "invalid JSON at " + parse_error_text(e.what()); }
 
 const json* field(const json& object, const char* key) {
     auto it = object.find(key);
@@ -103,7 +45,7 @@ private:
     class Step {
     public:
         Step(std::string& at, const std::string& token) : m_at(at), m_size(at.size()) {
-            m_at += "/" + escape_pointer_token(token);
+            m_at += "/" + json_pointer_token(token);
         }
         ~Step() { m_at.resize(m_size); }
         Step(const Step&) = delete;

@@ -3,51 +3,15 @@
 #include <cmath>
 #include <limits>
 
+#include "tools/core/json_text.h"
+
 namespace rpl_toc {
 namespace {
-
-// The offset of the first bracket, outside strings, that nests deeper than
-// `limit`; npos when there is none.
-std::size_t too_deep_at(const std::string& text, std::size_t limit) {
-    std::size_t depth = 0;
-    bool in_string = false;
-    for (std::size_t i = 0; i < text.size(); ++i) {
-        char c = text[i];
-        if (in_string) {
-            if (c == '\\')
-                ++i;
-            else if (c == '"')
-                in_string = false;
-        } else if (c == '"') {
-            in_string = true;
-        } else if (c == '[' || c == '{') {
-            if (++depth > limit) return i;
-        } else if ((c == ']' || c == '}') && depth > 0) {
-            --depth;
-        }
-    }
-    return std::string::npos;
-}
-
-std::string line_and_column(const std::string& text, std::size_t offset) {
-    std::size_t line = 1, line_start = 0;
-    for (std::size_t i = 0; i < offset && i < text.size(); ++i)
-        if (text[i] == '\n') {
-            ++line;
-            line_start = i + 1;
-        }
-    return "line " + std::to_string(line) + ", column " + std::to_string(offset - line_start + 1);
-}
 
 // nlohmann's message without its tag, on one line: "line 1, column 5:
 // syntax error while parsing value - ...".
 ImportError parse_failure(const ToolJson::parse_error& e) {
-    std::string what = e.what();
-    const std::string tag = "parse error at ";
-    std::size_t at = what.find(tag);
-    std::string rest = at == std::string::npos ? what : what.substr(at + tag.size());
-    for (char& c : rest)
-        if (c == '\n' || c == '\r') c = ' ';
+    std::string rest = parse_error_text(e.what());
     std::size_t colon = rest.find(": ");
     if (colon == std::string::npos) return ImportError{"", "invalid JSON: " + rest};
     return ImportError{rest.substr(0, colon), "invalid JSON: " + rest.substr(colon + 2)};
@@ -92,18 +56,7 @@ ToolJson parse_tool_json(const std::string& text) {
     }
 }
 
-std::string place_of(const std::string& place, const std::string& key) {
-    std::string out = place + "/";
-    for (char c : key) {
-        if (c == '~')
-            out += "~0";
-        else if (c == '/')
-            out += "~1";
-        else
-            out += c;
-    }
-    return out;
-}
+std::string place_of(const std::string& place, const std::string& key) { return place + "/" + json_pointer_token(key); }
 
 std::string place_of(const std::string& place, std::size_t index) { return place + "/" + std::to_string(index); }
 
