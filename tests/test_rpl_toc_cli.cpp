@@ -334,6 +334,22 @@ TEST_F(RplTocCli, ListPrintsEveryPathInIndexOrder) {
     }
 }
 
+// With -z (or -0) a path holding spaces, tabs or a carriage return comes
+// back whole through `xargs -0`, also from a terminal.
+TEST_F(RplTocCli, ListZeroEndsEachPathWithANulAndPrintsItAsItIs) {
+    const std::string odd = report("odd.json", R"({"root": {"type": 1, "name": "R", "children": [
+        {"type": 3, "name": "a b"}, {"type": 3, "name": "t\tu\rv"}]}})");
+    const std::string expected = std::string("||R||a b") + '\0' + "||R||t\tu\rv" + '\0';
+    Launch terminal;
+    terminal.terminal = true;
+    for (const char* flag : {"-z", "-0", "--null"}) {
+        EXPECT_EQ(toc({"list", flag, odd}).out, expected) << flag;
+        EXPECT_EQ(toc({"list", flag, odd}, terminal).out, expected) << flag << " on a terminal";
+    }
+    EXPECT_EQ(toc({"list", "-z", "--all", odd}).out.substr(0, 4), std::string("||R") + '\0');
+    expect_error(toc({"--json", "list", "-z", odd}), "rpl-toc: error: list -z prints paths, not JSON: give -z or --json");
+}
+
 // A mark says on a terminal what it is doing while it runs, as does the
 // build before it, and erases it after; never where stderr is not a
 // terminal. (Shown at once here; after half a second by default.)

@@ -178,7 +178,8 @@ int run_show(Session& session, const Output& output, bool paths) {
     return kExitOk;
 }
 
-int run_list(Session& session, const Output& output, bool all) {
+int run_list(Session& session, const Output& output, bool all, bool null) {
+    if (null && output.json) throw CommandError(kExitError, "list -z prints paths, not JSON: give -z or --json");
     warn_if_settings_unreadable(session);
     note_what_is_not_shown(session, output);
     std::vector<const RPL_REPORT_SECTION*> sections;
@@ -188,7 +189,12 @@ int run_list(Session& session, const Output& output, bool all) {
         print_json(sections_document(sections));
         return kExitOk;
     }
-    for (const RPL_REPORT_SECTION* s : sections) std::cout << script_path(to_std(s->m_rdb_path), output) << '\n';
+    for (const RPL_REPORT_SECTION* s : sections) {
+        if (null)
+            std::cout << to_std(s->m_rdb_path) << '\0';
+        else
+            std::cout << script_path(to_std(s->m_rdb_path), output) << '\n';
+    }
     return kExitOk;
 }
 

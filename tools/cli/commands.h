@@ -52,7 +52,9 @@ struct Output {
 };
 
 int run_show(Session& session, const Output& output, bool paths);
-int run_list(Session& session, const Output& output, bool all);
+// `null`: each path ends with a NUL byte and is printed as it is, even on a
+// terminal, so that `xargs -0` gives every path back whatever it holds.
+int run_list(Session& session, const Output& output, bool all, bool null = false);
 int run_find(Session& session, const Output& output, const std::string& path);
 int run_step(Session& session, const Output& output, const std::string& path, bool forward);
 int run_mark(Session& session, const Output& output, const std::vector<std::string>& paths, bool marked);

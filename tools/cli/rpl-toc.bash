@@ -50,7 +50,7 @@ _rpl_toc() {
         local own=""
         case $command in
             show) own="--paths" ;;
-            list) own="--all" ;;
+            list) own="--all -z -0 --null" ;;
             set) own="--orientation --chart-type --width --align --order" ;;
             settings) own="--raw" ;;
             export) own="--text --html" ;;

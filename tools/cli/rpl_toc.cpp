@@ -63,6 +63,7 @@ struct CommandLine {
     std::vector<std::string> paths;
     bool show_paths = false;
     bool list_all = false;
+    bool list_null = false;
     bool raw = false;
     SetOptions set;
     std::string text_file;
@@ -94,7 +95,9 @@ void define_views(CLI::App& app, CommandLine& cl, Commands& commands) {
 
     CLI::App* list = add_command(app, "list", "print every section's path in index order, one per line", cl);
     list->add_flag("--all", cl.list_all, "folders too");
-    commands[list] = [&cl](Session& s, const Output& o) { return run_list(s, o, cl.list_all); };
+    list->add_flag("-z,-0,--null", cl.list_null,
+                   "end each path with a NUL byte instead of a line feed, printed as it is (for xargs -0)");
+    commands[list] = [&cl](Session& s, const Output& o) { return run_list(s, o, cl.list_all, cl.list_null); };
 }
 
 void define_lookup(CLI::App& app, CommandLine& cl, Commands& commands) {
