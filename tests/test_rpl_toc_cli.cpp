@@ -433,6 +433,13 @@ TEST_F(RplTocCli, SettingsGoBesideARegularReportElseToTheCurrentDirectory) {
     writer.join();
     EXPECT_EQ(piped.out, "||R||T1\n||R||F||C1\n||R||X1\n");
 
+    // The path is printed absolute, as text and as JSON, wherever the
+    // database directory came from.
+    const std::string absolute = work.path() + "/small@timing.rplset";
+    EXPECT_EQ(raw({"settings", "-"}, from_small).out, "settings file: " + absolute + " does not exist yet\n");
+    EXPECT_EQ(json::parse(raw({"--json", "settings", "-"}, from_small).out).at("settings_file"), absolute);
+    EXPECT_EQ(json::parse(raw({"--json", "show", "-"}, from_small).out).at("settings_file"), absolute);
+
     Result out = raw({"export", "-", "--text", "-"}, from_small);
     EXPECT_EQ(out.code, 0);
     EXPECT_EQ(out.out.rfind("Report \"small\"", 0), 0u) << out.out;

@@ -193,7 +193,14 @@ Session::~Session() {
 
 RPL_REPORT_SECTION* Session::section(const std::string& path) { return m_toc->section_exists(to_rpl(path)); }
 
-std::string Session::settings_file() { return to_std(m_toc->get_settings_filename()); }
+std::string settings_file_of(RPL_REPORT_TOC& toc) {
+    std::string named = to_std(toc.get_settings_filename());
+    std::error_code ec;
+    fs::path absolute = fs::absolute(named, ec);
+    return ec ? named : absolute.lexically_normal().string();
+}
+
+std::string Session::settings_file() { return settings_file_of(*m_toc); }
 
 bool Session::rebuild() {
     bool saved_outside = false;

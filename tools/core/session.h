@@ -31,7 +31,7 @@ public:
     RPL_REPORT_TOC& toc() { return *m_toc; }
     // The section with that rdb path (the first in reading order), or null.
     RPL_REPORT_SECTION* section(const std::string& path);
-    // The path of the report's settings file, as the library computes it.
+    // settings_file_of(toc()).
     std::string settings_file();
     // Builds the TOC again from the report and the settings file as it now
     // is, and records the file's identity taken before the library's first
@@ -105,6 +105,12 @@ private:
     bool build_once();
     void record_stamp(const FileStamp& stamp);
 };
+
+// The path of `toc`'s settings file as the library computes it, made
+// absolute: the library names it as the database directory was given,
+// often "./NAME", and people and scripts are given a path that stays true
+// wherever they use it from.
+std::string settings_file_of(RPL_REPORT_TOC& toc);
 
 // Reads `report_file` ("-": standard input) and opens a session on it.
 // `db_dir` empty: the directory holding the report file, or the current

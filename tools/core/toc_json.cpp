@@ -35,7 +35,7 @@ Json toc_json(RPL_REPORT_TOC& toc) {
     Json out = json_document();
     out["report"] = to_std(toc.m_report_name);
     out["type"] = static_cast<int>(toc.m_report_type);
-    out["settings_file"] = to_std(toc.get_settings_filename());
+    out["settings_file"] = settings_file_of(toc);
     out["sections"] = sections;
     return out;
 }
