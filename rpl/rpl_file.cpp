@@ -1,7 +1,5 @@
 #include "rpl/rpl_file.h"
 
-#include "rpl/rpl_msg.h"
-
 #include <algorithm>
 #include <cerrno>
 #include <climits>
@@ -17,6 +15,8 @@
 #include <sys/stat.h>
 #include <sys/xattr.h>
 #include <unistd.h>
+
+#include "rpl/rpl_msg.h"
 
 namespace {
 
