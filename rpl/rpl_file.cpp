@@ -10,12 +10,32 @@
 #include <dirent.h>
 #include <fcntl.h>
 #include <signal.h>
+#include <sys/random.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
 #include <sys/xattr.h>
 #include <unistd.h>
 
+#include "rpl/rpl_msg.h"
+
 namespace {
+
+// ---- Opening ----------------------------------------------------------------------------
+
+// Opens `path` and keeps the descriptor only when it leads to a regular
+// file, whose status goes into `st`; -1 otherwise. O_NONBLOCK: a FIFO or a
+// device someone put in the file's place, also between a look at the name
+// and the open, can never hold the open (a FIFO without a reader fails it,
+// one with a reader is refused here), and a regular file reads and writes
+// as it would without it. A refused file leaves errno EINVAL.
+int open_regular(const char* path, int flags, mode_t mode, struct stat& st) {
+    int fd = ::open(path, flags | O_NONBLOCK | O_CLOEXEC, mode);
+    if (fd < 0) return -1;
+    if (::fstat(fd, &st) == 0 && S_ISREG(st.st_mode)) return fd;
+    ::close(fd);
+    errno = EINVAL;
+    return -1;
+}
 
 // ---- Reading ----------------------------------------------------------------------------
 
@@ -91,23 +111,14 @@ bool overwrite(int fd, const string& text) {
     return write_all(fd, text) && ::ftruncate(fd, static_cast<off_t>(text.size())) == 0;
 }
 
-// Writes `text` into the open file: a regular file is overwritten, anything
-// else (a device) takes the bytes.
-void write_in_place(int fd, const string& text) {
-    struct stat st;
-    if (::fstat(fd, &st) == 0 && S_ISREG(st.st_mode))
-        overwrite(fd, text);
-    else
-        write_all(fd, text);
-}
-
-// Opens (creating it if need be) and writes the file at `path` in place.
-// True when it could be opened.
+// Opens (creating it if need be) and writes the regular file at `path` in
+// place. True when it could be opened.
 bool create_in_place(const string& path, const string& text) {
     // A link made in the name's place since it was looked at is not followed.
-    int fd = ::open(path.c_str(), O_WRONLY | O_CREAT | O_NOFOLLOW | O_CLOEXEC, 0666);
+    struct stat st;
+    int fd = open_regular(path.c_str(), O_WRONLY | O_CREAT | O_NOFOLLOW, 0666, st);
     if (fd < 0) return false;
-    write_in_place(fd, text);
+    overwrite(fd, text);
     ::close(fd);
     return true;
 }
@@ -147,7 +158,7 @@ bool link_destination(const string& path, string& destination) {
 
 // The start of the names of `target`'s temporary files: "." and the start
 // of its name. Only the start: a long name must still leave room for the
-// rest (".PID.N.tmp").
+// rest (".PID.RANDOM.tmp").
 string temporary_prefix(const string& target) {
     string::size_type slash = target.rfind('/');
     string prefix(1, '.');
@@ -155,18 +166,35 @@ string temporary_prefix(const string& target) {
     return prefix;
 }
 
+// 64 bits from the kernel's random source, as 16 hexadecimal digits. False
+// when the kernel gives none.
+bool random_part(char (&digits)[17]) {
+    unsigned long long bits = 0;
+    ssize_t n;
+    do n = ::getrandom(&bits, sizeof bits, 0);
+    while (n < 0 && errno == EINTR);
+    if (n != static_cast<ssize_t>(sizeof bits)) return false;
+    std::snprintf(digits, sizeof digits, "%016llx", bits);
+    return true;
+}
+
 // Creates a new, empty file beside `target` under a name nobody else uses,
 // with `mode` as open(2) takes it, so a new settings file gets the umask's
-// bits as a plain create would.
+// bits as a plain create would. The name is ".NAME.PID.RANDOM.tmp": the PID
+// lets a later save tell a killed save's leftover, and the random part
+// means nobody can plant the name beforehand (a FIFO, a link, a file of
+// theirs), while O_EXCL makes the name ours alone or fails the open.
 int create_temporary(const string& target, mode_t mode, string& temp) {
     string::size_type slash = target.rfind('/');
     string prefix = target.substr(0, slash == string::npos ? 0 : slash + 1) + temporary_prefix(target);
-    static unsigned long counter = 0;
-    for (int attempt = 0; attempt < 64; ++attempt) {
+    for (int attempt = 0; attempt < 8; ++attempt) {
+        char digits[17];
+        if (!random_part(digits)) return -1;
         char suffix[64];
-        std::snprintf(suffix, sizeof suffix, ".%ld.%lu.tmp", static_cast<long>(::getpid()), ++counter);
+        std::snprintf(suffix, sizeof suffix, ".%ld.%s.tmp", static_cast<long>(::getpid()), digits);
         temp = prefix + suffix;
-        int fd = ::open(temp.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, mode);
+        struct stat st;
+        int fd = open_regular(temp.c_str(), O_WRONLY | O_CREAT | O_EXCL, mode, st);
         if (fd >= 0 || errno != EEXIST) return fd;
     }
     return -1;
@@ -264,13 +292,22 @@ bool read_number(const char* name, std::size_t& at, long& number) {
     return at > start && !(name[at] >= '0' && name[at] <= '9') && number <= INT_MAX;
 }
 
+// Moves `at` past the random part of a temporary file's name: 1 to 16
+// lower-case hexadecimal digits (a decimal counter, as older saves named
+// them, is one too). False when there is none.
+bool skip_random_part(const char* name, std::size_t& at) {
+    std::size_t start = at;
+    while (at - start < 16 && ((name[at] >= '0' && name[at] <= '9') || (name[at] >= 'a' && name[at] <= 'f'))) ++at;
+    return at > start;
+}
+
 // The id of the process that made the temporary file `name`, when `name`
-// is exactly PREFIX.PID.N.tmp for `prefix`; otherwise 0.
+// is exactly PREFIX.PID.RANDOM.tmp for `prefix`; otherwise 0.
 pid_t maker_of(const char* name, const string& prefix) {
     if (std::strncmp(name, prefix.c_str(), prefix.size()) != 0) return 0;
     std::size_t at = prefix.size();
-    long pid = 0, n = 0;
-    if (name[at++] != '.' || !read_number(name, at, pid) || name[at++] != '.' || !read_number(name, at, n))
+    long pid = 0;
+    if (name[at++] != '.' || !read_number(name, at, pid) || name[at++] != '.' || !skip_random_part(name, at))
         return 0;
     return std::strcmp(name + at, ".tmp") == 0 ? static_cast<pid_t>(pid) : 0;
 }
@@ -338,24 +375,29 @@ bool rpl_save_target(const string& path, string& target) {
 }
 
 bool rpl_save_file(const string& path, const string& text) {
+    // The one cap of the settings file: a text no load would read is never
+    // written, so the old file stays whole and stays readable.
+    if (text.size() > RPL_MAX_FILE_SIZE) {
+        rpl_msg_debug("Settings file %s not saved: %zu bytes, larger than %zu MiB.", path.c_str(), text.size(),
+                      RPL_MAX_FILE_SIZE >> 20);
+        return false;
+    }
     string target;
     if (!rpl_save_target(path, target)) return false;
     // Opening the file for writing is also the check that its user may
     // write it: a file that may not be written is never replaced. The
     // target is no link, and one that took its place since is not followed.
-    int fd = ::open(target.c_str(), O_WRONLY | O_NONBLOCK | O_NOFOLLOW | O_CLOEXEC);
+    struct stat st;
+    int fd = open_regular(target.c_str(), O_WRONLY | O_NOFOLLOW, 0, st);
     if (fd < 0) {
+        // Only a name with nothing there gets a new file; anything but a
+        // regular file in its place (a FIFO, a device) is not written.
         if (errno != ENOENT || !save_new(target, text)) return false;
         remove_stale_temporaries(target);
         return true;
     }
-    struct stat st;
-    bool opened = ::fstat(fd, &st) == 0;
-    if (opened && S_ISREG(st.st_mode))
-        replace_existing(fd, st, target, text);
-    else if (opened)
-        write_all(fd, text);  // a device or a pipe takes the text
+    replace_existing(fd, st, target, text);
     ::close(fd);
-    if (opened && S_ISREG(st.st_mode)) remove_stale_temporaries(target);
-    return opened;
+    remove_stale_temporaries(target);
+    return true;
 }

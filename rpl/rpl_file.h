@@ -15,9 +15,20 @@
 // nothing and creates nothing, also when the link dangles. A dangling link
 // that is followed gets its target created.
 //
+// Every open of the file, and of a new one, never waits (O_NONBLOCK) and
+// goes on only when it reached a regular file: a FIFO or a device in the
+// file's place, put there before the save or during it, fails the save
+// with nothing written.
+//
+// A text larger than RPL_MAX_FILE_SIZE is never saved: the save fails
+// before a byte is written (with a debug trace saying so), and the old file
+// stays whole, so every file a save writes is one a load reads.
+//
 // A save replaces the file through a rename whenever that changes nothing
 // a user sees: the text goes to a new file beside the old one (named
-// ".NAME.PID.N.tmp"), which takes the old file's owner, group, permission
+// ".NAME.PID.RANDOM.tmp", RANDOM 16 hexadecimal digits from getrandom(2),
+// created only where no file of that name is: nobody can plant the name
+// beforehand to push the save off this road), which takes the old file's owner, group, permission
 // bits and extended attributes (its ACL among them) and is then renamed
 // over it. On this path
 //   - a kill at any moment leaves the old file or the new one, whole; at
@@ -88,8 +99,9 @@ bool rpl_save_target(const string& path, string& target);
 
 // Puts `text` in the place of the file at `path`, creating it when there is
 // none, as described above. False when neither the file nor a new one
-// could be opened for writing, or a link in its place is not followed:
-// then nothing has changed. True otherwise, also when the text could not
+// could be opened for writing, something other than a regular file is in
+// its place, a link in its place is not followed, or `text` is larger than
+// RPL_MAX_FILE_SIZE: then nothing has changed. True otherwise, also when the text could not
 // be written and the old file was kept.
 bool rpl_save_file(const string& path, const string& text);
 

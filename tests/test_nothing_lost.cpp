@@ -212,3 +212,34 @@ TEST_F(NothingLost, BlocksWrittenByAnotherTocOfTheSameReportSurvive) {
               "[||R||F||X]\nOUTPUT_SECTION=0\nPAGE_ORIENTATION=0\n"
               "[||R||Z]\nOUTPUT_SECTION=0\nPAGE_ORIENTATION=0\n");
 }
+
+// A save whose text would pass the limit is refused before a byte is
+// written: the file just under the limit keeps its bytes, so it still
+// loads, and the library says why in a trace. (A save that changes nothing,
+// such as a table's columns it has none of, still rewrites the same bytes.)
+// Both ways of saving a section are refused (the block alone, and the
+// whole store), and so is the first save of a file, whatever it holds.
+TEST_F(NothingLost, SaveThatWouldPassTheLimitWritesNothing) {
+    const std::string head = "[||R||F||X]\nOUTPUT_SECTION=1\nV=";
+    const std::string text = head + std::string(RPL_MAX_FILE_SIZE - head.size() - 10, 'v') + "\n";
+    ASSERT_LE(text.size(), RPL_MAX_FILE_SIZE);
+    write_file(path_, text);
+    for (const auto& op : kOperations) {
+        SCOPED_TRACE(op.what);
+        RPL_REPORT_TOC toc(RDB_REPORT_TIMING, "r");
+        toc.generate_toc(true);
+        host_clear_messages();
+        op.run(toc);
+        EXPECT_TRUE(read_file(path_) == text) << "the file changed";
+        EXPECT_EQ(entries_of(db_->path()).size(), 1u);
+        if (std::strcmp(op.what, "generate_toc") == 0) continue;  // no save
+        ASSERT_FALSE(debug_texts().empty());
+        EXPECT_NE(debug_texts().back().find("larger than 16 MiB"), std::string::npos) << debug_texts().back();
+    }
+    // Straight through the file object: a store that formats past the limit.
+    RPL_REPORT_SETTINGS_FILE file;
+    file.m_filename = to_rpl(db_->file("new.rplset"));
+    file.set_value_str("||R", "V", to_rpl(std::string(RPL_MAX_FILE_SIZE, 'v')));
+    EXPECT_FALSE(file.write_to_disk());
+    EXPECT_FALSE(file_exists(db_->file("new.rplset")));
+}

@@ -1,15 +1,21 @@
 // The report-file writer of rpl-toc: what goes into the text and the HTML
 // export of a TOC, where it goes, and what the caller is told.
+#include <filesystem>
 #include <regex>
 #include <set>
 #include <string>
 #include <vector>
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
 
 #include "support/test_support.h"
 #include "tools/core/session.h"
 #include "tools/core/report_writer.h"
 
 using namespace rpltest;
+namespace fs = std::filesystem;
 using rpl_toc::ReportFormat;
 using rpl_toc::Session;
 
@@ -135,6 +141,78 @@ TEST_F(ReportWriter, WritingSaysWhereAndHowManyOrWhyNot) {
             EXPECT_EQ(messages[0].formatted, c.message + c.path) << c.what;
         }
     }
+}
+
+// The export replaces its file as a save replaces the settings file: a new
+// file and a rename (the inode changes, the permission bits stay, an own
+// link stays and its target is replaced), and it refuses, in one line and
+// without waiting, a FIFO (with or without a reader), a device and a link
+// of another user, leaving each as it was and nothing beside it.
+TEST_F(ReportWriter, WritingReplacesTheFileAndRefusesWhatIsNoFileOfTheUsers) {
+    const std::string text = rpl_toc::format_report(session_->toc(), ReportFormat::text);
+    TempDir dir;
+    auto inode = [](const std::string& path) {
+        struct stat st = {};
+        return ::lstat(path.c_str(), &st) == 0 ? st.st_ino : ino_t(0);
+    };
+    const std::string file = dir.file("r.txt");
+    write_file(file, "old");
+    ASSERT_EQ(::chmod(file.c_str(), 0640), 0);
+    ino_t before = inode(file);
+    EXPECT_EQ(rpl_toc::write_report_file(session_->toc(), file, ReportFormat::text).error, "");
+    EXPECT_EQ(read_file(file), text);
+    EXPECT_NE(inode(file), before) << "written in place";
+    struct stat st = {};
+    ASSERT_EQ(::stat(file.c_str(), &st), 0);
+    EXPECT_EQ(st.st_mode & 0777, 0640u);
+    const std::string link = dir.file("link.txt");
+    ASSERT_EQ(::symlink("r.txt", link.c_str()), 0);
+    write_file(file, "old");
+    EXPECT_EQ(rpl_toc::write_report_file(session_->toc(), link, ReportFormat::text).error, "");
+    EXPECT_EQ(read_file(file), text);
+    EXPECT_EQ(fs::read_symlink(link).string(), "r.txt");
+    EXPECT_EQ(entries_of(dir.path()), (std::vector<std::string>{"link.txt", "r.txt"}));
+
+    const std::string fifo = dir.file("fifo"), victim = dir.file("victim"), planted = dir.file("planted");
+    ASSERT_EQ(::mkfifo(fifo.c_str(), 0666), 0);
+    write_file(victim, "theirs");
+    const bool other_user = ::symlink("victim", planted.c_str()) == 0 && ::lchown(planted.c_str(), 4242, 4242) == 0;
+    const struct {
+        const char* what;
+        std::string path;
+        bool reader;
+        std::string reason;
+    } kRefused[] = {
+        {"a FIFO", fifo, false, "not a regular file"},
+        {"a FIFO someone reads", fifo, true, "not a regular file"},
+        {"a device", "/dev/null", false, "not a regular file"},
+        {"a link of another user", planted, false, "a link owned by another user"},
+    };
+    for (const auto& c : kRefused) {
+        SCOPED_TRACE(c.what);
+        if (c.path == planted && !other_user) continue;  // links keep their owner only for root
+        int reader = c.reader ? ::open(c.path.c_str(), O_RDONLY | O_NONBLOCK) : -1;
+        // In a child, so that an export that waits fails the test (after a
+        // minute) instead of hanging it.
+        const std::string expected = "cannot open report file '" + c.path + "' for writing: " + c.reason;
+        EXPECT_EQ(run_in_child([&] {
+                      host_clear_messages();
+                      rpl_toc::ReportWritten w = rpl_toc::write_report_file(session_->toc(), c.path, ReportFormat::text);
+                      const auto& messages = host_message_log().info_messages;
+                      return w.error == expected && messages.size() == 1 &&
+                             messages[0].formatted == "Can't open Text-Format or HTML-Format Report File " + c.path;
+                  }),
+                  0);
+        if (reader >= 0) {
+            char buffer[16];
+            EXPECT_LE(::read(reader, buffer, sizeof buffer), 0) << "the report went into the FIFO";
+            ::close(reader);
+        }
+    }
+    EXPECT_EQ(read_file(victim), "theirs");
+    std::vector<std::string> left = {"fifo", "link.txt", "r.txt", "victim"};
+    if (other_user) left.insert(left.begin() + 2, "planted");
+    EXPECT_EQ(entries_of(dir.path()), left);
 }
 
 }  // namespace

@@ -600,6 +600,48 @@ TEST_F(RplTocCli, ChangesThatWereNotSavedAreErrorsAndLeaveTheFileAsItWas) {
     }
 }
 
+// A change whose settings text would pass 16 MiB is refused before a byte
+// is written: the file just under the limit keeps its bytes and still
+// loads, and the tool says why in one line, exit 2. (Before, the save
+// wrote the file past the limit, and every later load read defaults.)
+TEST_F(RplTocCli, AChangePastTheSizeLimitIsRefusedAndTheFileKept) {
+    const std::string file = db_.file("small@timing.rplset");
+    const std::string head = std::string(kSmallAfterUnmarkF) + "[||R||Z]\nV=";
+    const std::string text = head + std::string((16 << 20) - head.size() - 10, 'v') + "\n";
+    write_file(file, text);
+    const std::string why = "rpl-toc: error: the change was not saved: " + file +
+                            ": the new text would be larger than 16 MiB, the most a settings file may be\n";
+    // Unmarking the root saves each section on its own: those whose block
+    // keeps its length (the root's mark) still fit, and are saved.
+    for (const auto& [args, kept] : std::vector<std::pair<Args, bool>>{
+             {{"unmark", small_, "||R||X1"}, true},
+             {{"set", small_, "||R||T1", "--orientation", "2"}, true},
+             {{"unmark", small_, "||R"}, false}}) {
+        SCOPED_TRACE(args[0] + " " + args[2]);
+        Result r = toc(args);
+        EXPECT_EQ(r.code, 2);
+        EXPECT_EQ(r.err, why);
+        EXPECT_TRUE(!kept || read_file(file) == text) << "the file changed";
+        EXPECT_LE(read_file(file).size(), std::size_t{16} << 20);
+        EXPECT_EQ(entries_of(db_.path()), std::vector<std::string>{"small@timing.rplset"});
+    }
+    EXPECT_EQ(toc({"show", small_}).err, "") << "the file still loads";
+}
+
+// set costs what it names: on a table that declares 2^32-1 columns a
+// short width list is refused at once, naming five missing columns and
+// counting the rest (it passed 8.2 GB before).
+TEST_F(RplTocCli, SetOnATableOfTwoToTheThirtyTwoColumnsIsRefusedByCount) {
+    const std::string huge = report("huge.json", R"({"name": "huge", "type": 3, "root": {"type": 1, "name": "R",)"
+                                                 R"( "children": [{"type": 4, "name": "T", "columns": 4294967295}]}})");
+    Result r = toc({"set", huge, "||R||T", "--width", "0=1"});
+    EXPECT_EQ(r.code, 2);
+    EXPECT_EQ(r.err,
+              "rpl-toc: error: --width '0=1': widths are stored only when every column has one; give --width for "
+              "columns 1, 2, 3, 4, 5 and 4,294,967,289 more too\n");
+    EXPECT_FALSE(file_exists(db_.file("huge@timing.rplset")));
+}
+
 // Objects the build leaves out are counted in a note; --debug says which.
 // A report without a main folder is noted too, where the output would not
 // say it (show's tree does).

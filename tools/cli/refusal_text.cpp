@@ -9,10 +9,21 @@ std::string source_name(const std::string& file) {
     return file == "-" ? "standard input" : "report file " + quoted(file);
 }
 
-// "column 3" or "columns 1, 2, 3".
-std::string column_list(const std::vector<std::uint32_t>& columns) {
-    std::string out = columns.size() == 1 ? "column " : "columns ";
+// 99995 as "99,995".
+std::string with_thousands(std::uint64_t n) {
+    std::string digits = std::to_string(n), out;
+    for (std::size_t i = 0; i < digits.size(); ++i) {
+        if (i > 0 && (digits.size() - i) % 3 == 0) out += ',';
+        out += digits[i];
+    }
+    return out;
+}
+
+// "column 3", "columns 1, 2, 3" or "columns 1, 2, 3, 4, 5 and 99,995 more".
+std::string column_list(const std::vector<std::uint32_t>& columns, std::uint64_t more) {
+    std::string out = columns.size() == 1 && more == 0 ? "column " : "columns ";
     for (std::size_t i = 0; i < columns.size(); ++i) out += (i ? ", " : "") + std::to_string(columns[i]);
+    if (more > 0) out += " and " + with_thousands(more) + " more";
     return out;
 }
 
@@ -24,7 +35,7 @@ std::string wrong_kind(const Refusal& r) {
 
 std::string columns_missing(const Refusal& r, const SetOptions& set) {
     std::string given = option_given(set, r.setting) + ": ";
-    std::string missing = column_list(r.missing) + " too";
+    std::string missing = column_list(r.missing, r.missing_more) + " too";
     switch (r.setting) {
         case Setting::alignments:
             return given + "alignments are stored with the widths, only when every column has a width; give --width for " +

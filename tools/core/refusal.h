@@ -6,6 +6,7 @@
 #ifndef TOOLS_CORE_REFUSAL_H
 #define TOOLS_CORE_REFUSAL_H
 
+#include <cstddef>
 #include <cstdint>
 #include <string>
 #include <utility>
@@ -24,9 +25,12 @@ enum class Refused {
     bad_value,              // `setting` and `value`: an orientation or chart type other than 1 and 2
     wrong_kind,             // `setting` applies to another kind; `value` the path, `kind` the section's kind
     no_such_column,         // `setting`, `column`; `columns` the table's count
-    columns_missing,        // `setting`'s list would leave out `missing`, so the library would not store it
+    columns_missing,        // `setting`'s list would leave out `missing` and `missing_more` others, so the library would not store it
     report_not_written,     // `value` the output file; `detail` the system's reason
 };
+
+// The most columns a columns_missing refusal names one by one.
+constexpr std::size_t kMissingNamed = 5;
 
 // The settings a change request names.
 enum class Setting { none, orientation, chart_type, widths, alignments, order };
@@ -41,7 +45,11 @@ struct Refusal {
     std::string kind;
     std::uint32_t column = 0;
     std::uint32_t columns = 0;
+    // columns_missing: the first few columns left out, in order (at most
+    // kMissingNamed), and how many more there are, so that a refusal costs
+    // what the change names, never what the table declares.
     std::vector<std::uint32_t> missing;
+    std::uint64_t missing_more = 0;
     std::string detail;
 };
 

@@ -1,14 +1,12 @@
 #include "tools/core/report_writer.h"
 
-#include <cerrno>
-#include <cstring>
-#include <fstream>
 #include <iostream>
 #include <map>
 #include <memory>
 #include <sstream>
 #include <vector>
 
+#include "tools/core/file_replace.h"
 #include "tools/core/presentation.h"
 #include "tools/core/section_contents.h"
 #include "tools/core/section_info.h"
@@ -254,22 +252,23 @@ std::string format(RPL_REPORT_TOC& toc, const Contents& c, ReportFormat format) 
 }
 
 // Writes `content` to standard output or to the file; the error, or empty.
+// The file is replaced through a new file and a rename, as a settings file
+// is saved (file_replace.h): a link of another user, a FIFO or a device in
+// its place is refused in one line, and nothing waits on it.
 std::string write_content(const std::string& path, const std::string& content) {
     if (path == "-") {  // no file to name: the report is the output
         std::cout.write(content.data(), static_cast<std::streamsize>(content.size()));
         std::cout.flush();
         return std::cout ? std::string() : "cannot write the report to standard output";
     }
-    std::ofstream out(path, std::ios::binary | std::ios::trunc);
-    if (!out) {
-        std::string reason = std::strerror(errno);
+    FileReplacement file(path);
+    if (!file.error().empty()) {
         issue(MSG_RPL::I::REPORT_FILE_NOT_OPENED(path.c_str()));
-        return "cannot open report file '" + printable(path) + "' for writing: " + reason;
+        return "cannot open report file '" + printable(path) + "' for writing: " + file.error();
     }
     issue(MSG_RPL::I::WRITE_REPORT_FILE(path.c_str()));
-    out.write(content.data(), static_cast<std::streamsize>(content.size()));
-    out.close();
-    if (!out) return "cannot write report file '" + printable(path) + "': " + std::strerror(errno);
+    std::string error = file.commit(content);
+    if (!error.empty()) return "cannot write report file '" + printable(path) + "': " + error;
     return std::string();
 }
 

@@ -4,8 +4,10 @@
 #include <memory>
 #include <string>
 
+#include "host/host.h"
 #include "host/host_strings.h"
 #include "tools/core/section_kinds.h"
+#include "tools/core/settings_probe.h"
 
 namespace rpl_toc {
 namespace {
@@ -48,6 +50,24 @@ bool held_by_file(RPL_REPORT_TOC& toc, const std::vector<const RPL_REPORT_SECTIO
     return false;
 }
 
+// Whether the library's last word on a save of `settings_file` is that it
+// refused the text for passing the size limit: the one refusal the file
+// system cannot show, since nothing of it reached the disk.
+bool refused_past_the_limit(const std::string& settings_file) {
+    const std::string refused = "Settings file " + settings_file + " not saved:";
+    const std::vector<HOST_DEBUG_TRACE>& traces = host_message_log().debug_traces;
+    for (auto it = traces.rbegin(); it != traces.rend(); ++it)
+        if (it->module == "RPL" && it->text.compare(0, refused.size(), refused) == 0) return true;
+    return false;
+}
+
+std::string unsaved_reason(const std::string& settings_file) {
+    if (refused_past_the_limit(settings_file))
+        return "the new text would be larger than " + std::to_string(kMaxSettingsFileBytes >> 20) +
+               " MiB, the most a settings file may be";
+    return unwritable_reason(settings_file);
+}
+
 }  // namespace
 
 SaveCheck check_saved(Session& session, const std::vector<const RPL_REPORT_SECTION*>& written) {
@@ -63,7 +83,7 @@ SaveCheck check_saved(Session& session, const std::vector<const RPL_REPORT_SECTI
         if (section->m_settings_changed) by_path[to_std(section->m_rdb_path)].push_back(section);
     for (const auto& entry : by_path) {
         if (held_by_file(session.toc(), entry.second)) continue;
-        check.unsaved = unwritable_reason(check.settings_file);
+        check.unsaved = unsaved_reason(check.settings_file);
         return check;
     }
     return check;

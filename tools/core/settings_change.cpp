@@ -2,6 +2,7 @@
 // against the section before anything is changed, so a refused change
 // leaves the section and the settings file as they were.
 #include <algorithm>
+#include <set>
 
 #include "host/host_strings.h"
 #include "tools/core/operations.h"
@@ -46,21 +47,35 @@ void check_columns_exist(const Items& items, Setting setting, std::uint32_t colu
     }
 }
 
-// The columns from `stored` on that `given` does not name.
+// The columns from `stored` on that `given` does not name: the first
+// kMissingNamed of them, and how many more. The cost is that of the named
+// columns, whatever count the table declares (up to 2^32-1).
+struct Missing {
+    std::vector<std::uint32_t> first;
+    std::uint64_t more = 0;
+    bool empty() const { return first.empty(); }
+};
+
 template <class Items>
-std::vector<std::uint32_t> missing_columns(std::size_t stored, const Items& given, std::uint32_t columns) {
-    std::vector<std::uint32_t> missing;
-    for (auto i = static_cast<std::uint32_t>(std::min<std::size_t>(stored, columns)); i < columns; ++i) {
-        bool named = std::any_of(given.begin(), given.end(), [i](const auto& g) { return g.column == i; });
-        if (!named) missing.push_back(i);
-    }
+Missing missing_columns(std::size_t stored, const Items& given, std::uint32_t columns) {
+    const auto start = static_cast<std::uint32_t>(std::min<std::size_t>(stored, columns));
+    std::set<std::uint32_t> named;
+    for (const auto& g : given)
+        if (g.column >= start && g.column < columns) named.insert(g.column);
+    Missing missing;
+    std::uint64_t left_out = std::uint64_t{columns} - start - named.size();
+    for (std::uint32_t i = start; i < columns && missing.first.size() < std::min<std::uint64_t>(left_out, kMissingNamed);
+         ++i)
+        if (named.count(i) == 0) missing.first.push_back(i);
+    missing.more = left_out - missing.first.size();
     return missing;
 }
 
-void check_complete(bool given, Setting setting, std::vector<std::uint32_t> missing) {
+void check_complete(bool given, Setting setting, const Missing& missing) {
     if (!given || missing.empty()) return;
     Refusal refusal = about(Refused::columns_missing, setting);
-    refusal.missing = std::move(missing);
+    refusal.missing = missing.first;
+    refusal.missing_more = missing.more;
     refuse(refusal);
 }
 
@@ -72,7 +87,7 @@ void check_columns(const RPL_TABLE& table, const SettingsChange& change) {
     check_columns_exist(change.widths, Setting::widths, n);
     check_columns_exist(change.alignments, Setting::alignments, n);
     check_columns_exist(change.order, Setting::order, n);
-    std::vector<std::uint32_t> widths = missing_columns(table.m_column_width.size(), change.widths, n);
+    Missing widths = missing_columns(table.m_column_width.size(), change.widths, n);
     check_complete(!change.widths.empty(), Setting::widths, widths);
     check_complete(!change.alignments.empty(), Setting::alignments, widths);
     check_complete(!change.order.empty(), Setting::order,

@@ -7,7 +7,6 @@
 #include <unistd.h>
 
 #include <cerrno>
-#include <cstdio>
 #include <cstring>
 
 #include "host/host_strings.h"
@@ -89,12 +88,14 @@ SettingsFileState settings_file_state(const std::string& path) {
     state.exists = stat(path.c_str(), &info) == 0 || (errno != ENOENT && errno != ENOTDIR);
     state.unreadable = unreadable_reason(path);
     if (!state.exists || !state.unreadable.empty()) return state;
-    std::FILE* file = std::fopen(path.c_str(), "rb");
-    char buffer[65536];
-    std::size_t n;
-    while (file && (n = std::fread(buffer, 1, sizeof buffer, file)) > 0) state.content.append(buffer, n);
-    if (!file || std::ferror(file)) state.unreadable = "cannot be read";
-    if (file) std::fclose(file);
+    // The bytes as the library reads them, not a second reading of ours: a
+    // file that grew since the checks above is read no further than the
+    // limit, and a FIFO that took its place is not waited on.
+    string text;
+    if (rpl_read_file(path.c_str(), text) == RPL_READ_DONE)
+        state.content = to_std(text);
+    else
+        state.unreadable = "cannot be read";
     return state;
 }
 
