@@ -29,6 +29,7 @@
 #include "tools/core/session.h"
 #include "tools/view/view_api.h"
 #include "tools/view/view_handler.h"
+#include "tools/view/view_refusals.h"
 
 #ifndef RPL_TOC_BINARY
 #define RPL_TOC_BINARY ""
@@ -625,4 +626,20 @@ TEST_F(ViewerServer, ARequestDuringALongChangeIsToldThatTheViewerIsBusy) {
     EXPECT_EQ(status_of(reader.Get("/api/toc", token)), 200);
     kill(server.pid, SIGTERM);
     EXPECT_EQ(wait_exit(server.pid), 0);
+}
+
+// A table of billions of columns: the page names the first few missing
+// columns and counts the rest, as the command line does.
+TEST(ViewerRefusals, AListShortOfAHugeTableNamesAFewColumnsAndCountsTheRest) {
+    rpl_toc::Refusal refusal{rpl_toc::Refused::columns_missing, "||R||T"};
+    refusal.setting = rpl_toc::Setting::widths;
+    refusal.missing = {1, 2, 3, 4, 5};
+    refusal.missing_more = 4294967289u;
+    rpl_toc::HttpResponse answer = rpl_toc::refusal_response(refusal);
+    EXPECT_EQ(answer.status, 400);
+    EXPECT_NE(answer.body.find("fill in the Width of columns 1, 2, 3, 4, 5 and 4,294,967,289 more too."), std::string::npos)
+        << answer.body;
+    refusal.missing = {1, 2};
+    refusal.missing_more = 0;
+    EXPECT_NE(rpl_toc::refusal_response(refusal).body.find("columns 1 and 2 too."), std::string::npos);
 }

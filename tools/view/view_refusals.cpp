@@ -6,10 +6,15 @@ namespace rpl_toc {
 namespace {
 
 // "column 3" or "columns 1, 2 and 3".
-std::string columns_named(const std::vector<std::uint32_t>& columns) {
-    std::string out = columns.size() == 1 ? "column " : "columns ";
-    for (std::size_t i = 0; i < columns.size(); ++i)
-        out += (i == 0 ? "" : i + 1 == columns.size() ? " and " : ", ") + std::to_string(columns[i]);
+// "columns 1, 2 and 3", or with the count of those not named: "columns 1,
+// 2, 3, 4, 5 and 4,294,967,289 more".
+std::string columns_named(const std::vector<std::uint32_t>& columns, std::uint64_t more) {
+    std::string out = columns.size() == 1 && more == 0 ? "column " : "columns ";
+    for (std::size_t i = 0; i < columns.size(); ++i) {
+        bool last = i + 1 == columns.size() && more == 0;
+        out += (i == 0 ? "" : last ? " and " : ", ") + std::to_string(columns[i]);
+    }
+    if (more > 0) out += " and " + with_separators(static_cast<std::size_t>(more)) + " more";
     return out;
 }
 
@@ -33,7 +38,7 @@ std::string wrong_kind(const Refusal& r) {
 }
 
 std::string columns_missing(const Refusal& r) {
-    std::string missing = columns_named(r.missing) + " too.";
+    std::string missing = columns_named(r.missing, r.missing_more) + " too.";
     if (r.setting == Setting::alignments)
         return "Alignments are stored with the widths, only when every column has a width; fill in the Width of " +
                missing;
