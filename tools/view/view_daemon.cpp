@@ -3,6 +3,7 @@
 #include <arpa/inet.h>
 #include <malloc.h>
 #include <netinet/in.h>
+#include <sys/resource.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
@@ -29,6 +30,10 @@ using Clock = std::chrono::steady_clock;
 // How many connections must have closed since the last time before the
 // heap is trimmed.
 constexpr std::size_t kLinksBeforeTrim = 256;
+
+// Descriptors beside the connections': the listening socket, libmicrohttpd's
+// epoll and wake-up, the settings file, the report, the standard streams.
+constexpr rlim_t kSpareDescriptors = 64;
 
 // Jobs run in order on a few threads. After close(), the jobs already
 // queued still run, and run() refuses new ones.
@@ -301,8 +306,24 @@ bool ViewDaemon::listen(int port) {
 
 int ViewDaemon::port() const { return m_state->port; }
 
+namespace {
+
+// A descriptor for every connection the bounds allow, and a few for the
+// settings file and the report, as far as the hard limit goes.
+void allow_descriptors(unsigned connections) {
+    rlimit limit = {};
+    if (getrlimit(RLIMIT_NOFILE, &limit) != 0) return;
+    const rlim_t wanted = connections + kSpareDescriptors;
+    if (limit.rlim_cur >= wanted) return;
+    limit.rlim_cur = limit.rlim_max == RLIM_INFINITY ? wanted : std::min(wanted, limit.rlim_max);
+    setrlimit(RLIMIT_NOFILE, &limit);
+}
+
+}  // namespace
+
 bool ViewDaemon::start(ViewHandler& handler, const ServerBounds& bounds) {
     State& s = *m_state;
+    allow_descriptors(bounds.connections);
     if (s.listener < 0 || ::listen(s.listener, static_cast<int>(bounds.backlog)) != 0) return false;
     s.handler = &handler;
     s.bounds = bounds;
