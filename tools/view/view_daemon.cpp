@@ -27,9 +27,9 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 
-// How many connections must have closed since the last time before the
-// heap is trimmed.
-constexpr std::size_t kLinksBeforeTrim = 256;
+// The heap is trimmed at most this often, and only when connections have
+// closed since.
+constexpr std::chrono::seconds kTrimEvery{1};
 
 // Descriptors beside the connections': the listening socket, libmicrohttpd's
 // epoll and wake-up, the settings file, the report, the standard streams.
@@ -147,6 +147,7 @@ struct ViewDaemon::State {
     std::unique_ptr<WorkQueue> workers;
     std::mutex links_lock;  // guards links and each Link
     std::map<MHD_Connection*, Link> links;
+    std::size_t closed_since_trim = 0;  // guarded by links_lock
     std::atomic<bool> reaping{false};
     std::thread reaper;
 
@@ -237,6 +238,7 @@ void ViewDaemon::State::on_connection(void* self, MHD_Connection* connection, vo
     std::lock_guard<std::mutex> lock(state.links_lock);
     if (code == MHD_CONNECTION_NOTIFY_CLOSED) {
         state.links.erase(connection);
+        ++state.closed_since_trim;
         return;
     }
     Link& link = state.links[connection];
@@ -251,7 +253,7 @@ void ViewDaemon::State::on_connection(void* self, MHD_Connection* connection, vo
 // the lock) before it closes the descriptor, so the descriptor is still
 // that connection's.
 void ViewDaemon::State::reap() {
-    std::size_t most_links = 0;  // since memory was last given back
+    Clock::time_point trimmed = Clock::now();
     while (reaping) {
         std::this_thread::sleep_for(bounds.reap_every);
         std::unique_lock<std::mutex> lock(links_lock);
@@ -262,15 +264,16 @@ void ViewDaemon::State::reap() {
             shutdown(link.fd, SHUT_RDWR);
             link.reaped = true;
         }
-        most_links = std::max(most_links, links.size());
-        const std::size_t held = links.size();
+        const bool closed = closed_since_trim > 0;
         lock.unlock();
-        // Each connection's memory is its own small block of the heap, which
-        // the allocator keeps when it is freed: after a flood of connections
-        // ends, the memory goes back to the system.
-        if (held + kLinksBeforeTrim < most_links) {
+        // Each connection's memory is a small block of the heap, which the
+        // allocator keeps when it is freed: after a flood of connections,
+        // the memory goes back to the system, within a second.
+        if (closed && now - trimmed >= kTrimEvery) {
             malloc_trim(0);
-            most_links = held;
+            trimmed = now;
+            lock.lock();
+            closed_since_trim = 0;
         }
     }
 }
