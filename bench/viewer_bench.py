@@ -84,7 +84,7 @@ class Viewer:
         self.ready = (time.perf_counter() - start) * 1000
         self.url = re.search(r'(http://\S+)', line).group(1)
         self.token = self.url.split('token=')[1]
-        self.base = self.url.split('/?')[0]
+        self.base = self.url.split('/#')[0]
 
     def post(self, path, body):
         request = urllib.request.Request(self.base + path, data=json.dumps(body).encode(), method='POST', headers={

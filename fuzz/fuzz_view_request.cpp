@@ -1,17 +1,20 @@
 // Any bytes as a request to the viewer's request handler, without sockets.
 // The input reads as an HTTP request: a line "METHOD TARGET", header lines
-// "Name: value", an empty line and the body. Every answer must have a
-// status the interface names, JSON documents must parse, and every refusal
-// must be {"format": 1, "error": ONE LINE}; the handler must never fail.
+// "Name: value" (a name may repeat), an empty line and the body. Every
+// answer must have a status the interface names, JSON documents must
+// parse, every refusal must be {"format": 1, "error": ONE LINE} and close
+// its connection, no answer sets a cookie; the handler must never fail.
 // Each input starts from the same state: no settings file, a fresh TOC.
 #include <unistd.h>
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
 #include <memory>
+#include <optional>
 #include <set>
 #include <string>
 
@@ -54,6 +57,14 @@ std::string line_at(const std::string& text, std::size_t* position) {
     return line;
 }
 
+// A piece of the target decoded as the server decodes it.
+std::string decoded(std::string text) {
+    text.resize(rpl_toc::form_decode(text.data()));
+    return text;
+}
+
+// The request as the server hands it over: the target split into a
+// decoded path and decoded parameters, every header line kept, repeats too.
 rpl_toc::HttpRequest parse_request(const std::string& text) {
     rpl_toc::HttpRequest request;
     std::size_t position = 0;
@@ -62,8 +73,15 @@ rpl_toc::HttpRequest parse_request(const std::string& text) {
     request.method = first.substr(0, space);
     std::string target = space == std::string::npos ? "/" : first.substr(space + 1);
     std::size_t question = target.find('?');
-    request.path = target.substr(0, question);
-    if (question != std::string::npos) request.query = target.substr(question + 1);
+    request.path = decoded(target.substr(0, question));
+    std::string query = question == std::string::npos ? "" : target.substr(question + 1);
+    for (std::size_t start = 0; start < query.size();) {
+        std::size_t end = std::min(query.find('&', start), query.size());
+        std::string pair = query.substr(start, end - start);
+        std::size_t eq = pair.find('=');
+        request.arguments.emplace_back(decoded(pair.substr(0, eq)), eq == std::string::npos ? "" : decoded(pair.substr(eq + 1)));
+        start = end + 1;
+    }
     while (position < text.size()) {
         std::string line = line_at(text, &position);
         if (line.empty()) break;
@@ -76,8 +94,11 @@ rpl_toc::HttpRequest parse_request(const std::string& text) {
 }
 
 void check(const rpl_toc::HttpResponse& response) {
-    static const std::set<int> statuses = {200, 303, 400, 401, 403, 404, 405, 413};
+    static const std::set<int> statuses = {200, 400, 401, 403, 404, 405, 413, 431};
     if (!statuses.count(response.status)) fail("a status outside the interface", response);
+    bool closes = rpl_toc::header_value(response.headers, "Connection") == std::optional<std::string>("close");
+    if (closes != (response.status >= 400)) fail("a refusal that keeps its connection, or an answer that closes it", response);
+    if (rpl_toc::header_value(response.headers, "Set-Cookie")) fail("an answer that sets a cookie", response);
     auto type = rpl_toc::header_value(response.headers, "Content-Type");
     bool is_json = type && type->rfind("application/json", 0) == 0;
     if (response.status >= 400) {

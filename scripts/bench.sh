@@ -45,3 +45,15 @@ elif ! /usr/bin/python3 -c 'import selenium' >/dev/null 2>&1; then
 else
     /usr/bin/python3 "$here/bench/viewer_bench.py" "$build/tools/rpl-toc" --runs "${VIEWER_BENCH_RUNS:-3}"
 fi
+
+# The viewer's server under bad clients (bench/viewer_bounds.py): a good
+# client among 1,000 tokenless keep-alive and 1,000 slow clients, a burst of
+# 200, a flood of header lines. Plain Python, no browser.
+echo
+echo "== viewer under bad clients (bench/viewer_bounds.py)"
+if [ ! -x "$build/tools/rpl-toc" ]; then
+    echo "skipped: $build/tools/rpl-toc is not built"
+else
+    python3 "$here/bench/viewer_bounds.py" "$build/tools/rpl-toc" --report "$here/examples/small.json" ||
+        echo "a target of the viewer's bounds was missed (see above)"
+fi

@@ -119,7 +119,7 @@ def check_viewer_answers(rpl_toc, source, scratch):
                             stdout=subprocess.PIPE, text=True)
     try:
         url = re.search(r"(http://\S+)", view.stdout.readline()).group(1)
-        base, token = url.split("/?token=")
+        base, token = url.split("/#token=")
 
         def ask(path, body=None):
             headers = {"X-RPL-Token": token}

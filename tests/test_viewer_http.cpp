@@ -1,7 +1,8 @@
 // The viewer's HTTP interface. Most tests hand requests straight to the
 // request handler, as the server does; the last ones start `rpl-toc view`
-// and talk to it over a socket, for what only the real server does: listen,
-// refuse at the transport, and stop on a signal.
+// and talk to it over sockets, for what only the real server does: listen,
+// refuse and close at the transport, hold its bounds under bad clients, and
+// stop on a signal.
 #include <errno.h>
 #include <fcntl.h>
 #include <netinet/in.h>
@@ -14,6 +15,10 @@
 #include <algorithm>
 #include <atomic>
 #include <chrono>
+#include <condition_variable>
+#include <iostream>
+#include <memory>
+#include <mutex>
 #include <regex>
 #include <string>
 #include <thread>
@@ -53,6 +58,29 @@ std::string header(const HttpResponse& response, const std::string& name) {
     return rpl_toc::header_value(response.headers, name).value_or("");
 }
 
+// A piece of a query decoded as the server decodes it.
+std::string decoded(std::string text) {
+    text.resize(rpl_toc::form_decode(text.data()));
+    return text;
+}
+
+// The method, path and query parameters of a request for `target`.
+HttpRequest target_request(const std::string& method, const std::string& target) {
+    HttpRequest request;
+    request.method = method;
+    std::size_t question = target.find('?');
+    request.path = decoded(target.substr(0, question));
+    std::string query = question == std::string::npos ? "" : target.substr(question + 1);
+    for (std::size_t start = 0; start < query.size();) {
+        std::size_t end = std::min(query.find('&', start), query.size());
+        std::string pair = query.substr(start, end - start);
+        std::size_t eq = pair.find('=');
+        request.arguments.emplace_back(decoded(pair.substr(0, eq)), eq == std::string::npos ? "" : decoded(pair.substr(eq + 1)));
+        start = end + 1;
+    }
+    return request;
+}
+
 class ViewerHttp : public ::testing::Test {
 protected:
     void SetUp() override {
@@ -65,11 +93,7 @@ protected:
     // the page's own (an empty value leaves a header out).
     HttpResponse call(const std::string& method, const std::string& target, const std::string& body = "",
                       const HttpHeaders& headers = {}) {
-        HttpRequest request;
-        request.method = method;
-        std::size_t question = target.find('?');
-        request.path = target.substr(0, question);
-        if (question != std::string::npos) request.query = target.substr(question + 1);
+        HttpRequest request = target_request(method, target);
         request.body = body;
         HttpHeaders all = {{"Host", kHost}, {"X-RPL-Token", kToken}};
         if (method == "POST") all.insert(all.end(), {{"Content-Type", "application/json"}, {"Origin", kOrigin}});
@@ -119,14 +143,14 @@ TEST_F(ViewerHttp, RefusesWhatDoesNotComeFromItsOwnPage) {
         {"no token", "GET", "/api/toc", "", {{"X-RPL-Token", ""}}, 401},
         {"wrong token", "GET", "/api/toc", "", {{"X-RPL-Token", "00112233445566778899aabbccddeefe"}}, 401},
         {"short token", "GET", "/api/toc", "", {{"X-RPL-Token", "0011"}}, 401},
-        {"token of no cookie of this port", "GET", "/api/toc", "",
-         {{"X-RPL-Token", ""}, {"Cookie", "rpl_token_1=" + kToken}}, 401},
-        {"wrong token in the cookie", "POST", "/api/mark", mark,
-         {{"X-RPL-Token", ""}, {"Cookie", "rpl_token_43117=ffff2233445566778899aabbccddeeff"}}, 401},
+        {"the token in a cookie", "GET", "/api/toc", "",
+         {{"X-RPL-Token", ""}, {"Cookie", "rpl_token_43117=" + kToken}}, 401},
+        {"the token in the query", "GET", "/api/toc?token=" + kToken, "", {{"X-RPL-Token", ""}}, 401},
         {"a rebound name", "GET", "/api/toc", "", {{"Host", "attacker.example:43117"}}, 403},
         {"another port", "GET", "/api/toc", "", {{"Host", "127.0.0.1:80"}}, 403},
         {"no Host", "GET", "/", "", {{"Host", ""}}, 403},
         {"a foreign Origin", "POST", "/api/mark", mark, {{"Origin", "http://attacker.example"}}, 403},
+        {"an empty Origin", "POST", "/api/mark", mark, {{"Origin", " "}}, 403},
         {"an opaque Origin", "POST", "/api/mark", mark, {{"Origin", "null"}}, 403},
         {"a form's content type", "POST", "/api/mark", mark, {{"Content-Type", "text/plain"}}, 403},
         {"no content type", "POST", "/api/mark", mark, {{"Content-Type", ""}}, 403},
@@ -144,7 +168,6 @@ TEST_F(ViewerHttp, RefusesWhatDoesNotComeFromItsOwnPage) {
          {}, 404},
         {"an unknown section to show", "GET", "/api/section?path=%7C%7CR%7C%7Cnope", "", {}, 404},
         {"no path to step from", "GET", "/api/next", "", {}, 400},
-        {"a broken query", "GET", "/api/next?path=%7", "", {}, 400},
         {"a column the table lacks", "POST", "/api/set", R"({"path": "||R||T1", "widths": [[3, 10]]})", {}, 400},
         {"a width that is no number", "POST", "/api/set", R"({"path": "||R||T1", "widths": [[0, "wide"]]})", {}, 400},
         {"an alignment that is no letter", "POST", "/api/set",
@@ -156,6 +179,7 @@ TEST_F(ViewerHttp, RefusesWhatDoesNotComeFromItsOwnPage) {
         SCOPED_TRACE(c.what);
         HttpResponse response = call(c.method, c.target, c.body, c.headers);
         EXPECT_EQ(response.status, c.status) << response.body;
+        EXPECT_EQ(header(response, "Connection"), "close");
         nlohmann::ordered_json error = nlohmann::ordered_json::parse(response.body, nullptr, false);
         ASSERT_TRUE(error.is_object()) << response.body;
         EXPECT_EQ(error.begin().key(), "format");
@@ -169,10 +193,41 @@ TEST_F(ViewerHttp, RefusesWhatDoesNotComeFromItsOwnPage) {
               std::string::npos);
 }
 
-TEST_F(ViewerHttp, AcceptsTheTokenAsHeaderOrCookieAndTheServersOwnNames) {
+// A request that two readers could take in two ways is refused, whichever
+// of its values is the server's own.
+TEST_F(ViewerHttp, RefusesARequestThatReadsTwoWays) {
+    const std::string mark = R"({"paths": ["||R||F"], "marked": false})";
+    const std::vector<std::pair<const char*, HttpHeaders>> cases = {
+        {"two Hosts", {{"Host2", ""}}},
+        {"two Origins", {{"Origin2", ""}}},
+        {"two tokens", {{"X-RPL-Token2", ""}}},
+        {"a length and chunks", {{"Content-Length", "38"}, {"Transfer-Encoding", "chunked"}}},
+    };
+    for (const auto& [what, extra] : cases) {
+        SCOPED_TRACE(what);
+        HttpRequest request = target_request("POST", "/api/mark");
+        request.body = mark;
+        request.headers = {{"Host", kHost}, {"X-RPL-Token", kToken}, {"Content-Type", "application/json"}, {"Origin", kOrigin}};
+        for (const auto& h : extra) {
+            if (h.first == "Host2") request.headers.emplace_back("host", "localhost:43117");
+            else if (h.first == "Origin2") request.headers.emplace_back("ORIGIN", kOrigin);
+            else if (h.first == "X-RPL-Token2") request.headers.emplace_back("x-rpl-token", kToken);
+            else request.headers.push_back(h);
+        }
+        HttpResponse response = handler_->handle(request);
+        EXPECT_EQ(response.status, 400) << response.body;
+        EXPECT_EQ(header(response, "Connection"), "close");
+        EXPECT_FALSE(has_settings());
+    }
+    HttpRequest many = target_request("GET", "/api/toc");
+    many.headers = {{"Host", kHost}, {"X-RPL-Token", kToken}};
+    for (std::size_t i = 0; i < rpl_toc::kMaxHeaderLines; ++i) many.headers.emplace_back("X-Line", "a");
+    EXPECT_EQ(handler_->handle(many).status, 431);
+}
+
+TEST_F(ViewerHttp, AcceptsTheTokenAsAHeaderAndTheServersOwnNames) {
     const std::vector<std::pair<const char*, HttpHeaders>> cases = {
         {"header", {}},
-        {"cookie", {{"X-RPL-Token", ""}, {"Cookie", "a=b; rpl_token_43117=" + kToken + "; c=d"}}},
         {"localhost", {{"Host", "localhost:43117"}, {"Origin", "http://localhost:43117"}}},
         {"no Origin", {{"Origin", ""}}},
         {"a charset", {{"Content-Type", "application/json; charset=utf-8"}}},
@@ -183,25 +238,19 @@ TEST_F(ViewerHttp, AcceptsTheTokenAsHeaderOrCookieAndTheServersOwnNames) {
     }
 }
 
-// GET /?token= moves the token into a cookie the page's scripts cannot
-// read, and takes it out of the address.
-TEST_F(ViewerHttp, ThePageTradesTheTokenForACookie) {
-    HttpResponse page = call("GET", "/", "", {{"X-RPL-Token", ""}});
-    EXPECT_EQ(page.status, 200);
-    EXPECT_EQ(header(page, "Content-Type"), "text/html; charset=utf-8");
-    EXPECT_NE(page.body.find("role=\"tree\""), std::string::npos);
-    EXPECT_NE(header(page, "Content-Security-Policy").find("script-src 'self'"), std::string::npos);
-    EXPECT_EQ(header(page, "Set-Cookie"), "");
-
-    HttpResponse login = call("GET", "/?token=" + kToken, "", {{"X-RPL-Token", ""}});
-    EXPECT_EQ(login.status, 303);
-    EXPECT_EQ(header(login, "Location"), "/");
-    EXPECT_EQ(header(login, "Set-Cookie"), "rpl_token_43117=" + kToken + "; Path=/; HttpOnly; SameSite=Strict");
-
-    HttpResponse wrong = call("GET", "/?token=" + std::string(32, '0'), "", {{"X-RPL-Token", ""}});
-    EXPECT_EQ(wrong.status, 401);
-    EXPECT_EQ(header(wrong, "Set-Cookie"), "");
-
+// The page is served to anyone who asks (it holds no data) and sets no
+// cookie; a token in the query is no token.
+TEST_F(ViewerHttp, ThePageSetsNoCookie) {
+    for (const std::string& target : {std::string("/"), "/?token=" + kToken}) {
+        SCOPED_TRACE(target);
+        HttpResponse page = call("GET", target, "", {{"X-RPL-Token", ""}});
+        EXPECT_EQ(page.status, 200);
+        EXPECT_EQ(header(page, "Content-Type"), "text/html; charset=utf-8");
+        EXPECT_NE(page.body.find("role=\"tree\""), std::string::npos);
+        EXPECT_NE(header(page, "Content-Security-Policy").find("script-src 'self'"), std::string::npos);
+        EXPECT_EQ(header(page, "Set-Cookie"), "");
+        EXPECT_EQ(header(page, "Connection"), "");
+    }
     HttpResponse script = call("GET", "/js/main.js", "", {{"X-RPL-Token", ""}});
     EXPECT_EQ(script.status, 200);
     EXPECT_EQ(header(script, "Content-Type"), "text/javascript; charset=utf-8");
@@ -282,7 +331,7 @@ TEST_F(ViewerHttp, ALaterChangeKeepsAnotherViewersFinishedChange) {
     EXPECT_EQ(call_json("GET", "/api/progress"), json({{"format", 1}, {"busy", false}, {"outside_change", false}}));
     auto other = std::move(rpl_toc::open_session(small_, db_.path()).result());
     rpl_toc::ViewHandler a(*other, kToken, kPort);
-    HttpRequest set{"POST", "/api/set", "", {{"Host", kHost}, {"X-RPL-Token", kToken}, {"Content-Type", "application/json"}},
+    HttpRequest set{"POST", "/api/set", {}, {{"Host", kHost}, {"X-RPL-Token", kToken}, {"Content-Type", "application/json"}},
                     R"({"path": "||R||F||C1", "chart_type": 2, "orientation": 2})"};
     ASSERT_EQ(a.handle(set).status, 200);
     EXPECT_NE(settings().find("[||R||F||C1]\nCHART_TYPE=1\nOUTPUT_SECTION=1\nPAGE_ORIENTATION=1\n"), std::string::npos);
@@ -378,7 +427,7 @@ Server start_view(const std::string& db, const std::vector<std::string>& extra =
     close(out[0]);
     std::smatch match;
     if (std::regex_match(server.line, match,
-                         std::regex("rpl-toc: viewing .* at http://127\\.0\\.0\\.1:([0-9]+)/\\?token=([0-9a-f]{32})"))) {
+                         std::regex("rpl-toc: viewing .* at http://127\\.0\\.0\\.1:([0-9]+)/#token=([0-9a-f]{32})"))) {
         server.port = std::stoi(match[1]);
         server.token = match[2];
     }
@@ -409,6 +458,7 @@ class ViewerServer : public ::testing::Test {
 protected:
     void SetUp() override {
         if (std::string(RPL_TOC_BINARY).empty()) GTEST_SKIP() << "rpl-toc is not built";
+        signal(SIGPIPE, SIG_IGN);  // a write to a connection the server closed must fail, not end the test
     }
     Server start() {
         Server server = start_view(db_.path());
@@ -427,8 +477,6 @@ TEST_F(ViewerServer, RefusesAtTheTransportServesOnAndEndsCleanlyOnASignal) {
         const std::string port = std::to_string(server.port);
         httplib::Client client("127.0.0.1", server.port);
         const httplib::Headers token = {{"X-RPL-Token", server.token}};
-        const httplib::Headers page = {{"X-RPL-Token", server.token}, {"Origin", "http://127.0.0.1:" + port}};
-        EXPECT_EQ(status_of(client.Post("/api/mark", page, std::string(1 << 20, ' '), "application/json")), 413);
         EXPECT_EQ(status_of(client.Get("/api/toc", {{"X-RPL-Token", server.token}, {"Host", "rebound.example:" + port}})),
                   403);
         EXPECT_EQ(status_of(client.Get("/a%0Ab")), 404);
@@ -473,28 +521,51 @@ TEST_F(ViewerHttp, AMarkTakesEachPathOnceAndCapsTheirNumber) {
     EXPECT_EQ(json::parse(over.body)["error"], "\"paths\" lists 10001 paths; one mark takes at most 10000.");
 }
 
-// A connection to the server that sends one byte at a time.
-class SlowClient {
+// A connection to the server that sends what a client library would not:
+// any bytes, one at a time, or requests that read two ways.
+class RawClient {
 public:
-    explicit SlowClient(int port) : fd_(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0)) {
+    explicit RawClient(int port) : fd_(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0)) {
         sockaddr_in address = {};
         address.sin_family = AF_INET;
         address.sin_port = htons(static_cast<std::uint16_t>(port));
         address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
         connected_ = fd_ >= 0 && connect(fd_, reinterpret_cast<sockaddr*>(&address), sizeof address) == 0;
     }
-    ~SlowClient() {
+    ~RawClient() {
         if (fd_ >= 0) close(fd_);
     }
-    SlowClient(const SlowClient&) = delete;
-    SlowClient& operator=(const SlowClient&) = delete;
+    RawClient(const RawClient&) = delete;
+    RawClient& operator=(const RawClient&) = delete;
 
     bool connected() const { return connected_; }
-    // The next byte of a request whose headers never end.
+    bool send_text(const std::string& text) {
+        return connected_ && send(fd_, text.data(), text.size(), MSG_NOSIGNAL) == static_cast<ssize_t>(text.size());
+    }
+    // The next byte of a request whose header lines never end.
     void send_byte() {
         static const std::string request = "GET /api/toc HTTP/1.1\r\nHost: 127.0.0.1\r\nX-Slow: ";
         char byte = sent_ < request.size() ? request[sent_] : 'a';
         if (send(fd_, &byte, 1, MSG_NOSIGNAL) == 1) ++sent_;
+    }
+    // What the server sends until it closes the connection, or until
+    // `wait` has passed (then `closed` is false).
+    std::string read_all(std::chrono::milliseconds wait, bool* closed) {
+        const auto until = std::chrono::steady_clock::now() + wait;
+        std::string got;
+        *closed = false;
+        for (;;) {
+            auto left = std::chrono::duration_cast<std::chrono::milliseconds>(until - std::chrono::steady_clock::now());
+            pollfd one = {fd_, POLLIN, 0};
+            if (left.count() <= 0 || poll(&one, 1, static_cast<int>(left.count())) <= 0) return got;
+            char buffer[4096];
+            ssize_t n = recv(fd_, buffer, sizeof buffer, 0);
+            if (n <= 0) {
+                *closed = true;
+                return got;
+            }
+            got.append(buffer, static_cast<std::size_t>(n));
+        }
     }
     // Whether the server has closed the connection, waiting up to `wait`.
     bool closed_by_server(std::chrono::milliseconds wait) {
@@ -510,41 +581,256 @@ private:
     std::size_t sent_ = 0;
 };
 
-// A hundred clients dribbling the headers of a request, a byte a second,
-// never finishing: others are answered while they are still connected, and
-// each is cut off when its request has taken too long.
-TEST_F(ViewerServer, SlowConnectionsLeaveOthersServedAndAreCutOff) {
+// The status lines in what a server sent.
+std::vector<std::string> status_lines(const std::string& received) {
+    std::vector<std::string> out;
+    std::regex line("HTTP/1\\.1 [0-9]{3}[^\\r]*");
+    for (auto it = std::sregex_iterator(received.begin(), received.end(), line); it != std::sregex_iterator(); ++it)
+        out.push_back(it->str());
+    return out;
+}
+
+// The server's resident memory in bytes, from /proc.
+std::size_t resident_bytes(pid_t pid) {
+    std::string status = read_file("/proc/" + std::to_string(pid) + "/status");
+    std::smatch match;
+    if (!std::regex_search(status, match, std::regex("VmRSS:\\s+([0-9]+) kB"))) return 0;
+    return std::stoul(match[1]) * 1024;
+}
+
+// After any refusal the connection is closed: a request sent behind the
+// refused one on the same connection is never read.
+TEST_F(ViewerServer, ARefusalClosesTheConnection) {
     Server server = start();
-    std::vector<std::unique_ptr<SlowClient>> slow;
+    const std::string host = "Host: 127.0.0.1:" + std::to_string(server.port) + "\r\n";
+    const std::string token = "X-RPL-Token: " + server.token + "\r\n";
+    const std::string post = "POST /api/reload HTTP/1.1\r\n" + host + token + "Content-Type: application/json\r\n";
+    const std::string next = "GET /api/progress HTTP/1.1\r\n" + host + token + "\r\n";
+    struct Case {
+        const char* what;
+        std::string request;
+        const char* status;  // "" for none
+    };
+    const std::vector<Case> cases = {
+        {"no token", "GET /api/toc HTTP/1.1\r\n" + host + "\r\n", "401"},
+        {"the token in a cookie", "GET /api/toc HTTP/1.1\r\n" + host + "Cookie: rpl_token=" + server.token + "\r\n\r\n", "401"},
+        {"a foreign Host", "GET /api/toc HTTP/1.1\r\nHost: rebound.example\r\n" + token + "\r\n", "403"},
+        {"two Hosts", "GET /api/toc HTTP/1.1\r\n" + host + host + token + "\r\n", "400"},
+        {"two Origins", post + "Origin: http://127.0.0.1:" + std::to_string(server.port) + "\r\nOrigin: http://a.example\r\n"
+                             "Content-Length: 2\r\n\r\n{}", "400"},
+        {"an empty Origin", post + "Origin: \r\nContent-Length: 2\r\n\r\n{}", "403"},
+        {"a length and chunks", post + "Content-Length: 5\r\nTransfer-Encoding: chunked\r\n\r\n2\r\n{}\r\n0\r\n\r\n", "400"},
+        {"a body over 64 KiB", post + "Content-Length: 1048576\r\n\r\n{}", "413"},
+        {"a request line that is no request", "GET\r\n\r\n", ""},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.what);
+        RawClient client(server.port);
+        ASSERT_TRUE(client.send_text(c.request + next));
+        bool closed = false;
+        std::vector<std::string> answers = status_lines(client.read_all(std::chrono::seconds(10), &closed));
+        EXPECT_TRUE(closed);
+        if (*c.status) {
+            ASSERT_EQ(answers.size(), 1u);
+            EXPECT_EQ(answers[0].substr(9, 3), c.status) << answers[0];
+        } else {
+            EXPECT_LE(answers.size(), 1u);
+            for (const std::string& answer : answers) EXPECT_EQ(answer[9], '4') << answer;
+        }
+    }
+    RawClient good(server.port);  // and a request that is answered keeps its connection
+    ASSERT_TRUE(good.send_text(next + next));
+    bool closed = false;
+    EXPECT_EQ(status_lines(good.read_all(std::chrono::milliseconds(500), &closed)).size(), 2u);
+    EXPECT_FALSE(closed);
+    kill(server.pid, SIGTERM);
+    EXPECT_EQ(wait_exit(server.pid), 0);
+}
+
+// A connection carries at most 100 requests: the hundredth answer closes it.
+TEST_F(ViewerServer, AConnectionCarriesAtMostAHundredRequests) {
+    Server server = start();
+    std::string next = "GET /api/progress HTTP/1.1\r\nHost: 127.0.0.1:" + std::to_string(server.port) +
+                       "\r\nX-RPL-Token: " + server.token + "\r\n\r\n";
+    RawClient client(server.port);
+    std::string pipelined;
+    for (int i = 0; i < 101; ++i) pipelined += next;
+    ASSERT_TRUE(client.send_text(pipelined));
+    bool closed = false;
+    std::string received = client.read_all(std::chrono::seconds(10), &closed);
+    EXPECT_TRUE(closed);
+    EXPECT_EQ(status_lines(received).size(), 100u);
+    EXPECT_NE(received.rfind("Connection: close"), std::string::npos);
+    kill(server.pid, SIGTERM);
+    EXPECT_EQ(wait_exit(server.pid), 0);
+}
+
+// Bad clients of two kinds, kept up from a thread of their own until
+// stopped: keep-alive clients that send a tokenless request a second (and
+// connect again when it is refused and closed), and slow clients that send
+// the header lines of a request a byte a second (and connect again when
+// cut off).
+class Crowd {
+public:
+    Crowd(int port, int keep_alive, int slow) : port_(port) {
+        for (int i = 0; i < keep_alive; ++i) knocking_.push_back(std::make_unique<RawClient>(port));
+        for (int i = 0; i < slow; ++i) slow_.push_back(std::make_unique<RawClient>(port));
+        thread_ = std::thread([this] { run(); });
+    }
+    ~Crowd() {
+        {
+            std::lock_guard<std::mutex> lock(lock_);
+            stop_ = true;
+        }
+        wake_.notify_all();
+        thread_.join();
+    }
+    Crowd(const Crowd&) = delete;
+    Crowd& operator=(const Crowd&) = delete;
+
+    // Waits until every client has sent in at least `rounds` rounds.
+    bool wait_rounds(int rounds) {
+        std::unique_lock<std::mutex> lock(lock_);
+        return wake_.wait_for(lock, std::chrono::seconds(60), [&] { return rounds_ >= rounds; });
+    }
+    int connected() const { return connected_; }
+
+private:
+    void run() {
+        const std::string knock = "GET /api/toc HTTP/1.1\r\nHost: 127.0.0.1:" + std::to_string(port_) + "\r\n\r\n";
+        std::unique_lock<std::mutex> lock(lock_);
+        while (!stop_) {
+            lock.unlock();
+            int connected = 0;
+            for (auto& client : knocking_) {
+                if (client->closed_by_server(std::chrono::milliseconds(0)) || !client->connected())
+                    client = std::make_unique<RawClient>(port_);
+                client->send_text(knock);
+                connected += client->connected() ? 1 : 0;
+            }
+            for (auto& client : slow_) {
+                if (client->closed_by_server(std::chrono::milliseconds(0)) || !client->connected())
+                    client = std::make_unique<RawClient>(port_);
+                client->send_byte();
+                connected += client->connected() ? 1 : 0;
+            }
+            connected_ = connected;
+            lock.lock();
+            ++rounds_;
+            wake_.notify_all();
+            wake_.wait_for(lock, std::chrono::seconds(1), [this] { return stop_; });  // the attack's own rhythm
+        }
+    }
+
+    const int port_;
+    std::vector<std::unique_ptr<RawClient>> knocking_, slow_;
+    std::mutex lock_;
+    std::condition_variable wake_;
+    bool stop_ = false;
+    int rounds_ = 0;
+    std::atomic<int> connected_{0};
+    std::thread thread_;
+};
+
+// A good client's request, timed.
+std::chrono::microseconds timed_request(int port, const std::string& token, int* status) {
+    httplib::Client client("127.0.0.1", port);
+    client.set_read_timeout(10, 0);
+    auto started = std::chrono::steady_clock::now();
+    *status = status_of(client.Get("/api/toc", {{"X-RPL-Token", token}}));
+    return std::chrono::duration_cast<std::chrono::microseconds>(std::chrono::steady_clock::now() - started);
+}
+
+// A thousand tokenless keep-alive clients and a thousand slow ones: a good
+// client is answered within 100 ms all the while.
+TEST_F(ViewerServer, AGoodClientIsAnsweredAmongAThousandKeepAliveAndAThousandSlowClients) {
+    Server server = start();
+    std::vector<long> latencies;
+    {
+        Crowd crowd(server.port, 1000, 1000);
+        ASSERT_TRUE(crowd.wait_rounds(2));
+        EXPECT_EQ(crowd.connected(), 2000);
+        for (int i = 0; i < 20; ++i) {
+            int status = 0;
+            latencies.push_back(timed_request(server.port, server.token, &status).count());
+            EXPECT_EQ(status, 200);
+            if (i % 5 == 4) crowd.wait_rounds(2 + i / 5);  // spread over the attack's rounds
+        }
+    }
+    std::sort(latencies.begin(), latencies.end());
+    std::cout << "good client among 2,000 bad ones: median " << latencies[latencies.size() / 2] / 1000.0 << " ms, worst "
+              << latencies.back() / 1000.0 << " ms\n";
+    EXPECT_LT(latencies[latencies.size() / 2], 100000);
+    EXPECT_LT(latencies[latencies.size() * 9 / 10], 100000);
+    kill(server.pid, SIGTERM);
+    EXPECT_EQ(wait_exit(server.pid), 0);
+}
+
+// Clients dribbling the header lines of a request, a byte a second, never
+// finishing: each is cut off once its connection has lived 10 s.
+TEST_F(ViewerServer, SlowConnectionsAreCutOff) {
+    Server server = start();
+    std::vector<std::unique_ptr<RawClient>> slow;
     for (int i = 0; i < 100; ++i) {
-        slow.push_back(std::make_unique<SlowClient>(server.port));
+        slow.push_back(std::make_unique<RawClient>(server.port));
         ASSERT_TRUE(slow.back()->connected());
         slow.back()->send_byte();
     }
-    std::atomic<bool> dribbling{true};
-    std::thread dribble([&] {
-        while (dribbling) {
-            std::this_thread::sleep_for(std::chrono::seconds(1));
-            for (auto& client : slow) client->send_byte();
-        }
-    });
-
-    httplib::Client client("127.0.0.1", server.port);
-    client.set_read_timeout(10, 0);  // a bound on the wait, far above the answer's time
-    EXPECT_EQ(status_of(client.Get("/api/toc", {{"X-RPL-Token", server.token}})), 200);
-    int still_open = 0;
-    for (auto& one : slow) still_open += one->closed_by_server(std::chrono::milliseconds(0)) ? 0 : 1;
-    EXPECT_EQ(still_open, 100);  // answered while they held their connections
-
-    const auto give_up = std::chrono::steady_clock::now() + std::chrono::seconds(15);
+    const auto started = std::chrono::steady_clock::now();
+    const auto give_up = started + std::chrono::seconds(20);
     int cut_off = 0;
     for (auto& one : slow) {
-        auto left = std::chrono::duration_cast<std::chrono::milliseconds>(give_up - std::chrono::steady_clock::now());
-        cut_off += one->closed_by_server(std::max(left, std::chrono::milliseconds(0))) ? 1 : 0;
+        while (std::chrono::steady_clock::now() < give_up && !one->closed_by_server(std::chrono::milliseconds(900)))
+            one->send_byte();
+        cut_off += std::chrono::steady_clock::now() < give_up ? 1 : 0;
     }
     EXPECT_EQ(cut_off, 100);
-    dribbling = false;
-    dribble.join();
+    EXPECT_GE(std::chrono::steady_clock::now() - started, std::chrono::seconds(9));  // not before their time
+    kill(server.pid, SIGTERM);
+    EXPECT_EQ(wait_exit(server.pid), 0);
+}
+
+// Connections that send header lines without end: each is refused when
+// its lines pass its memory, and the server's memory stays under 100 MB
+// and comes back after.
+TEST_F(ViewerServer, AHeaderFloodKeepsMemoryBounded) {
+    Server server = start();
+    int status = 0;
+    timed_request(server.port, server.token, &status);
+    const std::size_t before = resident_bytes(server.pid);
+    ASSERT_GT(before, 0u);
+    std::size_t peak = before;
+    const std::string line = "X-Flood: " + std::string(100, 'a') + "\r\n";
+    std::string lines;
+    for (int i = 0; i < 40; ++i) lines += line;  // 4 KiB
+    std::vector<std::unique_ptr<RawClient>> flood;
+    for (int i = 0; i < 1000; ++i) flood.push_back(std::make_unique<RawClient>(server.port));
+    // Each connection sends 48 KiB of header lines, three times its memory.
+    for (int round = 0; round < 12; ++round) {
+        for (auto& client : flood) client->send_text(round == 0 ? "GET /api/toc HTTP/1.1\r\n" + lines : lines);
+        peak = std::max(peak, resident_bytes(server.pid));
+    }
+    std::size_t refused = 0;
+    for (auto& client : flood) {
+        bool closed = false;
+        std::vector<std::string> answers = status_lines(client->read_all(std::chrono::seconds(10), &closed));
+        refused += answers.size() == 1 && answers[0].substr(9, 3) == "431" ? 1 : 0;
+        peak = std::max(peak, resident_bytes(server.pid));
+    }
+    flood.clear();
+    EXPECT_EQ(refused, 1000u);
+    EXPECT_LT(peak, 100u << 20);
+    std::size_t after = resident_bytes(server.pid);
+    const auto give_up = std::chrono::steady_clock::now() + std::chrono::seconds(10);
+    while (after > before + (8u << 20) && std::chrono::steady_clock::now() < give_up) {
+        std::this_thread::sleep_for(std::chrono::milliseconds(50));  // the server closes the flood's connections
+        after = resident_bytes(server.pid);
+    }
+    timed_request(server.port, server.token, &status);
+    std::cout << "header flood: " << before / 1024 << " KiB before, " << peak / 1024 << " KiB at most, " << after / 1024
+              << " KiB after\n";
+    EXPECT_LT(after, before + (8u << 20));
+    EXPECT_EQ(status, 200);
     kill(server.pid, SIGTERM);
     EXPECT_EQ(wait_exit(server.pid), 0);
 }

@@ -1,12 +1,15 @@
 # The viewer: its HTTP suite links the request handler and talks to the
-# built rpl-toc; its browser suite drives the page in headless Chromium
+# built rpl-toc over sockets; its browser suite drives the page in headless Chromium
 # through Selenium, with Debian's chromium, chromium-driver and
 # python3-selenium (scripts/install-deps.sh test installs them).
 if(TARGET test_viewer_http AND TARGET rpl_toc_view)
+  # cpp-httplib as a client only: the server is libmicrohttpd's.
+  find_package(PkgConfig REQUIRED)
+  pkg_check_modules(HTTPLIB_CLIENT REQUIRED IMPORTED_TARGET cpp-httplib)
   target_compile_definitions(test_viewer_http PRIVATE
     RPL_TOC_BINARY="$<TARGET_FILE:rpl-toc>"
     RPL_EXAMPLES_DIR="${PROJECT_SOURCE_DIR}/examples")
-  target_link_libraries(test_viewer_http PRIVATE rpl_toc_view rpl_test_rpl_toc PkgConfig::HTTPLIB)
+  target_link_libraries(test_viewer_http PRIVATE rpl_toc_view rpl_test_rpl_toc PkgConfig::HTTPLIB_CLIENT)
   add_dependencies(test_viewer_http rpl-toc)
 endif()
 

@@ -9,6 +9,7 @@ a screenshot in the output directory.
 import argparse
 import json
 import os
+import pathlib
 import re
 import shutil
 import signal
@@ -47,11 +48,13 @@ class Viewer:
             [ARGS.rpl_toc, '--db-dir', self.db, 'view', report, '--no-open'],
             stdout=subprocess.PIPE, stderr=subprocess.PIPE, text=True)
         line = self.process.stdout.readline()
-        match = re.fullmatch(r'rpl-toc: viewing .* at (http://127\.0\.0\.1:\d+/\?token=[0-9a-f]{32})\n', line)
+        match = re.fullmatch(r'rpl-toc: viewing .* at (http://127\.0\.0\.1:\d+/#token=([0-9a-f]{32}))\n', line)
         if not match:
             self.process.kill()
             raise AssertionError('no address line: %r %r' % (line, self.process.stderr.read()))
         self.url = match.group(1)
+        self.token = match.group(2)
+        self.base = self.url.split('#')[0]  # http://127.0.0.1:PORT/
 
     @property
     def settings_path(self):
@@ -101,7 +104,7 @@ class ViewerPage(unittest.TestCase):
         options.binary_location = ARGS.chromium
         for flag in CHROMIUM_FLAGS + ['--user-data-dir=' + cls.profile]:
             options.add_argument(flag)
-        options.set_capability('goog:loggingPrefs', {'browser': 'ALL'})
+        options.set_capability('goog:loggingPrefs', {'browser': 'ALL', 'performance': 'ALL'})
         cls.driver = webdriver.Chrome(service=Service(ARGS.chromedriver), options=options)
         cls.driver.set_script_timeout(30)
 
@@ -116,6 +119,7 @@ class ViewerPage(unittest.TestCase):
         self.driver.execute_cdp_cmd('Emulation.setEmulatedMedia', {'features': [{'name': 'prefers-color-scheme', 'value': 'light'}]})
         self.resize(1200, 820)
         self.driver.get_log('browser')  # drop what earlier tests left
+        self.driver.get_log('performance')
 
     def stop_viewer(self):
         # Leave the page first: it polls the viewer, and a poll of a stopped
@@ -220,15 +224,77 @@ class ViewerPage(unittest.TestCase):
 
     # ---- tests --------------------------------------------------------------
 
-    def test_opening_the_address_trades_the_token_for_a_cookie(self):
+    def sent_requests(self):
+        """Every request the browser sent since the last call: (url, headers)."""
+        sent = []
+        for entry in self.driver.get_log('performance'):
+            message = json.loads(entry['message'])['message']
+            if message['method'] == 'Network.requestWillBeSent':
+                request = message['params']['request']
+                sent.append((request['url'], request.get('headers', {})))
+            elif message['method'] == 'Network.requestWillBeSentExtraInfo':
+                sent.append(('', message['params'].get('headers', {})))  # the headers as sent, cookies included
+        return sent
+
+    def test_opening_the_address_keeps_the_token_in_the_page(self):
         self.open_page()
-        self.assertEqual(self.driver.current_url, self.viewer.url.split('?')[0])
-        self.assertEqual(self.driver.execute_script('return document.cookie'), '')  # HttpOnly
+        self.assertEqual(self.driver.current_url, self.viewer.base)  # the fragment is gone
+        self.assertEqual(self.driver.execute_script('return document.cookie'), '')
+        self.assertEqual(self.driver.get_cookies(), [])
+        api = [(url, headers) for url, headers in self.sent_requests() if '/api/' in url]
+        self.assertTrue(api)
+        for url, headers in api:
+            self.assertEqual(headers.get('X-RPL-Token'), self.viewer.token, url)
+            self.assertNotIn(self.viewer.token, url)
         tree = self.driver.find_element(By.CSS_SELECTOR, '#tree')
         self.assertEqual(tree.get_attribute('role'), 'tree')
         self.assertEqual(self.checked(ROOT), 'true')
         self.screenshot('opened')
         self.assert_no_console_errors()
+
+    def test_the_token_never_reaches_another_local_port(self):
+        import http.server
+        import threading
+        seen = []
+        viewer_port = self.viewer.base.rstrip('/').rsplit(':', 1)[1]
+
+        class Other(http.server.BaseHTTPRequestHandler):
+            """A page of another program on this machine, which asks the viewer too."""
+            def do_GET(self):
+                seen.append((self.requestline, dict(self.headers)))
+                body = b''
+                if self.path == '/page.html':
+                    body = ('<!doctype html><title>other</title><img src="/pixel.png">'
+                            '<a id="back" href="http://127.0.0.1:%s/">viewer</a><script>'
+                            'fetch("http://127.0.0.1:%s/api/toc", {credentials: "include"})'
+                            '.then((r) => fetch("/asked?" + r.status), () => fetch("/asked?refused"));'
+                            '</script>' % (viewer_port, viewer_port)).encode()
+                self.send_response(200)
+                self.send_header('Content-Type', 'text/html')
+                self.send_header('Content-Length', str(len(body)))
+                self.end_headers()
+                self.wfile.write(body)
+
+            def log_message(self, *args):
+                pass
+
+        other = http.server.ThreadingHTTPServer(('127.0.0.1', 0), Other)
+        threading.Thread(target=other.serve_forever, daemon=True).start()
+        self.addCleanup(other.server_close)
+        self.addCleanup(other.shutdown)
+        self.open_page()
+        self.driver.get('http://127.0.0.1:%d/page.html' % other.server_address[1])
+        self.wait(lambda: any(line.startswith('GET /asked?') for line, _ in seen), 'the other page asked the viewer')
+        self.driver.find_element(By.ID, 'back').click()  # and from there back to the viewer
+        self.wait(lambda: self.row(ROOT) is not None or '401' in self.driver.page_source or 'token' in self.driver.page_source,
+                  'the viewer page shows')
+        self.assertGreaterEqual(len(seen), 3)
+        for line, headers in seen:
+            self.assertNotIn(self.viewer.token, line)
+            for name, value in headers.items():
+                self.assertNotIn(self.viewer.token, value, name)
+            self.assertNotIn('Cookie', headers)
+        self.assertIn('GET /asked?refused', [line.split(' HTTP')[0] for line, _ in seen])
 
     def test_a_folders_checkbox_marks_its_subtree_and_writes_the_file(self):
         self.open_page()
@@ -451,8 +517,8 @@ class ViewerPage(unittest.TestCase):
         self.addCleanup(other.stop)
         self.open_page()  # B: this page, opened before A's change
         self.open_folder(TIMING)
-        token = other.url.split('token=')[1]
-        base = other.url.split('/?')[0]
+        token = other.token
+        base = other.base.rstrip('/')
         import urllib.request
         request = urllib.request.Request(base + '/api/set', method='POST', data=json.dumps(
             {'path': chart, 'chart_type': 2, 'orientation': 2}).encode(),
@@ -616,8 +682,15 @@ class ViewerPage(unittest.TestCase):
         self.select('||Hostile||Markup')
         self.wait(self.preview_ready, 'the HTML text shows')
         self.screenshot('hostile_markup')
-        self.driver.get(self.viewer.url.split('?')[0] + 'api/export.html')
+        import urllib.request
+        request = urllib.request.Request(self.viewer.base + 'api/export.html', headers={'X-RPL-Token': self.viewer.token})
+        viewer_export = os.path.join(files, 'viewer_export.html')
+        with urllib.request.urlopen(request) as answer, open(viewer_export, 'wb') as out:
+            self.assertIn('sandbox', answer.headers['Content-Security-Policy'])
+            out.write(answer.read())
+        self.driver.get('file://' + viewer_export)
         self.wait(lambda: 'Hostile' in self.driver.page_source, 'the export shows')
+        self.assertIsNone(self.driver.execute_script('return window.pwned === undefined ? null : window.pwned'))
         self.screenshot('hostile_export')
         exported = os.path.join(files, 'hostile.html')
         subprocess.run([ARGS.rpl_toc, '--db-dir', self.viewer.db, 'export', report, '--html', exported],
@@ -631,6 +704,20 @@ class ViewerPage(unittest.TestCase):
         except Exception as e:  # NoAlertPresentException
             self.assertIn('NoAlertPresent', type(e).__name__)
         self.assertEqual(asked, [])
+        self.assert_no_console_errors()
+
+    def test_export_saves_the_marked_sections_as_a_file(self):
+        downloads = tempfile.mkdtemp(prefix='rpl-view-downloads-')
+        self.addCleanup(shutil.rmtree, downloads, True)
+        self.driver.execute_cdp_cmd('Browser.setDownloadBehavior', {'behavior': 'allow', 'downloadPath': downloads})
+        self.open_page()
+        self.driver.find_element(By.ID, 'export-text').click()
+        saved = os.path.join(downloads, 'design_flow.txt')
+        self.wait(lambda: os.path.exists(saved) and self.settled(), 'the export is saved')
+        expected = subprocess.run([ARGS.rpl_toc, '--db-dir', self.viewer.db, 'export',
+                                   os.path.join(ARGS.examples, 'design_flow.json'), '--text', '-'],
+                                  check=True, capture_output=True).stdout
+        self.wait(lambda: pathlib.Path(saved).read_bytes() == expected, 'the whole export is written')
         self.assert_no_console_errors()
 
     def test_dark_scheme_and_the_readme_picture(self):

@@ -5,6 +5,12 @@ import assert from 'node:assert/strict';
 import { beforeEach, test } from 'node:test';
 
 globalThis.document = { body: { dataset: {} } };
+// The address rpl-toc printed, with the token in its fragment.
+const replaced = [];
+globalThis.window = {
+  location: { pathname: '/', search: '', hash: '#token=00112233445566778899aabbccddeeff' },
+  history: { replaceState: (state, title, url) => replaced.push(url) },
+};
 const { api, ApiError } = await import('../../tools/view/web/js/api.js');
 
 let sent = [];
@@ -42,14 +48,31 @@ test('each call sends its method, address and body', async () => {
   ]);
 });
 
-test('a body goes as JSON, with the session cookie and past any cache', async () => {
+test('a body goes as JSON, with the token in a header, no cookie and past any cache', async () => {
   await api.mark(['||R'], false);
   const { init } = sent[0];
   assert.equal(init.headers['Content-Type'], 'application/json');
-  assert.equal(init.credentials, 'same-origin');
+  assert.equal(init.headers['X-RPL-Token'], '00112233445566778899aabbccddeeff');
+  assert.equal(init.credentials, 'omit');
   assert.equal(init.cache, 'no-store');
   await api.toc();
   assert.equal(sent[1].init.headers['Content-Type'], undefined);
+  assert.equal(sent[1].init.headers['X-RPL-Token'], '00112233445566778899aabbccddeeff');
+});
+
+test('the token leaves the address bar as soon as the page has read it', () => {
+  assert.deepEqual(replaced, ['/']);
+});
+
+test('the export is fetched with the token, as a file to save', async () => {
+  answer = () => reply(200, 'the report', { 'Content-Type': 'text/plain; charset=utf-8' });
+  const file = await api.exported('txt');
+  assert.equal(await file.text(), 'the report');
+  assert.equal(sent[0].path, '/api/export.txt');
+  assert.equal(sent[0].init.headers['X-RPL-Token'], '00112233445566778899aabbccddeeff');
+  answer = () => reply(401, { format: 1, error: 'no token' });
+  await assert.rejects(api.exported('html'), (e) => e instanceof ApiError && e.status === 401);
+  answer = () => reply(200, { format: 1 });
 });
 
 test('the page counts a request as busy until it is answered', async () => {

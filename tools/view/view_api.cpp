@@ -135,10 +135,8 @@ HttpResponse change_response(Session& session, const Outcome<Change>& change, Ch
     return response;
 }
 
-std::string path_parameter(const std::string& query) {
-    bool bad = false;
-    std::optional<std::string> path = query_value(query, "path", &bad);
-    if (bad) throw BadRequest{400, "The query is not properly percent-encoded."};
+std::string path_parameter(const HttpArguments& arguments) {
+    std::optional<std::string> path = argument_value(arguments, "path");
     if (!path) throw BadRequest{400, "Give the section's rdb path as the query parameter \"path\"."};
     return *path;
 }
@@ -304,17 +302,17 @@ std::string Activity::sentence() const {
 
 HttpResponse api_toc(Session& session) { return toc_response(session); }
 
-HttpResponse api_section(Session& session, const std::string& query) {
+HttpResponse api_section(Session& session, const HttpArguments& arguments) {
     return answered([&] {
-        Outcome<RPL_REPORT_SECTION*> found = find_section(session, path_parameter(query));
+        Outcome<RPL_REPORT_SECTION*> found = find_section(session, path_parameter(arguments));
         if (!found.ok()) return refusal_response(found.refusal());
         return json_response(200, section_document(*found.result()));
     });
 }
 
-HttpResponse api_step(Session& session, const std::string& query, bool forward) {
+HttpResponse api_step(Session& session, const HttpArguments& arguments, bool forward) {
     return answered([&] {
-        std::optional<std::string> to = step_from(session, path_parameter(query), forward);
+        std::optional<std::string> to = step_from(session, path_parameter(arguments), forward);
         return json_response(200, path_document(to ? &*to : nullptr));
     });
 }

@@ -61,9 +61,9 @@ private:
 
 HttpResponse api_toc(Session& session);
 // ?path=P: one SECTION; 404 when no section has that path.
-HttpResponse api_section(Session& session, const std::string& query);
+HttpResponse api_section(Session& session, const HttpArguments& arguments);
 // ?path=P: {"path": the next or previous section that is not a folder, or null}.
-HttpResponse api_step(Session& session, const std::string& query, bool forward);
+HttpResponse api_step(Session& session, const HttpArguments& arguments, bool forward);
 // {"paths": [...], "marked": bool}: marks or unmarks each, in order.
 // Answers what the change touched (change_document); when another program
 // changed the settings file since this session last read it, the TOC is

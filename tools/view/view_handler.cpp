@@ -1,6 +1,7 @@
 #include "tools/view/view_handler.h"
 
 #include <cctype>
+#include <cstdint>
 #include <chrono>
 #include <exception>
 #include <thread>
@@ -29,9 +30,9 @@ struct Endpoint {
 
 const Endpoint kEndpoints[] = {
     {"/api/toc", "GET", [](Session& s, const HttpRequest&, Activity&) { return api_toc(s); }},
-    {"/api/section", "GET", [](Session& s, const HttpRequest& r, Activity&) { return api_section(s, r.query); }},
-    {"/api/next", "GET", [](Session& s, const HttpRequest& r, Activity&) { return api_step(s, r.query, true); }},
-    {"/api/prev", "GET", [](Session& s, const HttpRequest& r, Activity&) { return api_step(s, r.query, false); }},
+    {"/api/section", "GET", [](Session& s, const HttpRequest& r, Activity&) { return api_section(s, r.arguments); }},
+    {"/api/next", "GET", [](Session& s, const HttpRequest& r, Activity&) { return api_step(s, r.arguments, true); }},
+    {"/api/prev", "GET", [](Session& s, const HttpRequest& r, Activity&) { return api_step(s, r.arguments, false); }},
     {"/api/mark", "POST", [](Session& s, const HttpRequest& r, Activity& a) { return api_mark(s, r.body, a); }},
     {"/api/set", "POST", [](Session& s, const HttpRequest& r, Activity& a) { return api_set(s, r.body, a); }},
     {"/api/settings", "GET", [](Session& s, const HttpRequest&, Activity&) { return api_settings(s); }},
@@ -93,6 +94,30 @@ HttpResponse method_not_allowed(const char* allowed) {
     return response;
 }
 
+// A request that two parties could read in two ways: a proxy or a browser
+// may take the first Host, Origin or length and this server another.
+// Nullopt when there is no such doubt.
+std::optional<std::string> ambiguous_shape(const HttpHeaders& headers) {
+    for (const char* name : {"Host", "Origin", "Content-Length", "Transfer-Encoding", "X-RPL-Token"})
+        if (header_count(headers, name) > 1) return std::string("A request may have one ") + name + " header only.";
+    if (header_count(headers, "Content-Length") && header_count(headers, "Transfer-Encoding"))
+        return std::string("A request may not have both Content-Length and Transfer-Encoding.");
+    return std::nullopt;
+}
+
+// The body's length that Content-Length declares, 0 when none does; a
+// length past what a size can hold counts as the largest.
+std::size_t declared_length(const HttpHeaders& headers) {
+    std::string text = header_value(headers, "Content-Length").value_or("");
+    std::size_t length = 0;
+    for (char c : text) {
+        if (c < '0' || c > '9') return length;
+        if (length > (SIZE_MAX - 9) / 10) return SIZE_MAX;
+        length = length * 10 + static_cast<std::size_t>(c - '0');
+    }
+    return length;
+}
+
 HttpResponse presentation_style(const HttpRequest& request) {
     if (!is_get(request.method)) return method_not_allowed("GET");
     HttpResponse response;
@@ -107,12 +132,11 @@ HttpResponse presentation_style(const HttpRequest& request) {
 ViewHandler::ViewHandler(Session& session, std::string token, int port)
     : m_session(session), m_token(std::move(token)), m_port(port) {}
 
-std::string ViewHandler::cookie_name() const { return "rpl_token_" + std::to_string(m_port); }
-
 HttpResponse ViewHandler::handle(const HttpRequest& request) {
     HttpResponse response;
     try {
-        response = route(request);
+        std::optional<HttpResponse> refusal = refuse_head(request);
+        response = refusal ? *refusal : route(request);
     } catch (const std::exception& e) {
         response = error_response(500, std::string("The viewer failed on this request: ") + e.what());
     }
@@ -121,15 +145,30 @@ HttpResponse ViewHandler::handle(const HttpRequest& request) {
     response.headers.emplace_back("X-Content-Type-Options", "nosniff");
     response.headers.emplace_back("Referrer-Policy", "no-referrer");
     response.headers.emplace_back("X-Frame-Options", "DENY");
+    if (closes_connection(response.status)) response.headers.emplace_back("Connection", "close");
     return response;
 }
 
-HttpResponse ViewHandler::route(const HttpRequest& request) {
+bool ViewHandler::closes_connection(int status) { return status >= 400 && status != 503; }
+
+std::optional<HttpResponse> ViewHandler::refuse_head(const HttpRequest& request) const {
+    if (std::optional<std::string> shape = ambiguous_shape(request.headers)) return error_response(400, *shape);
+    if (request.headers.size() > kMaxHeaderLines)
+        return error_response(431, "A request may have at most " + std::to_string(kMaxHeaderLines) + " header lines.");
     if (!own_host(request))
         return error_response(403, "This server answers requests for 127.0.0.1:" + std::to_string(m_port) +
                                        " and localhost:" + std::to_string(m_port) + " only.");
-    if (request.body.size() > kMaxRequestBodyBytes)
+    if (request.body.size() > kMaxRequestBodyBytes || declared_length(request.headers) > kMaxRequestBodyBytes)
         return error_response(413, "The request body is larger than 64 KiB.");
+    if (request.path.compare(0, 5, "/api/") != 0) return std::nullopt;
+    if (!has_token(request))
+        return error_response(401, "This request needs the session's token: open the address that rpl-toc view "
+                                   "printed, or send the token as X-RPL-Token.");
+    if (!own_origin(request)) return error_response(403, "Requests from other sites are refused.");
+    return std::nullopt;
+}
+
+HttpResponse ViewHandler::route(const HttpRequest& request) {
     if (request.path.compare(0, 5, "/api/") == 0) return api(request);
     return page(request);
 }
@@ -140,27 +179,10 @@ HttpResponse ViewHandler::page(const HttpRequest& request) {
     const WebFile* file = request.path.size() > 1 && name == "index.html" ? nullptr : find_web_file(name);
     if (!file) return error_response(404, "There is nothing at this address.");
     if (!is_get(request.method)) return method_not_allowed("GET");
-    if (request.path != "/") return web_file(*file);
-    bool bad = false;
-    std::optional<std::string> token = query_value(request.query, "token", &bad);
-    if (bad) return error_response(400, "The query is not properly percent-encoded.");
-    if (!token) return web_file(*file);
-    if (!same_secret(*token, m_token))
-        return error_response(401, "The token is not this session's: open the address that rpl-toc view printed.");
-    // The token moves into a cookie the page's scripts cannot read, and out
-    // of the address bar and the history.
-    HttpResponse response;
-    response.status = 303;
-    response.headers.emplace_back("Location", "/");
-    response.headers.emplace_back("Set-Cookie", cookie_name() + "=" + m_token + "; Path=/; HttpOnly; SameSite=Strict");
-    return response;
+    return web_file(*file);
 }
 
 HttpResponse ViewHandler::api(const HttpRequest& request) {
-    if (!has_token(request))
-        return error_response(401, "This request needs the session's token: open the address that rpl-toc view "
-                                   "printed, or send the token as X-RPL-Token.");
-    if (!own_origin(request)) return error_response(403, "Requests from other sites are refused.");
     const Endpoint* endpoint = find_endpoint(request.path);
     if (!endpoint) return error_response(404, "There is no such request in the viewer's interface.");
     bool get = std::string(endpoint->method) == "GET";
@@ -194,20 +216,16 @@ bool ViewHandler::own_host(const HttpRequest& request) const {
     return host && is_own_address(*host, "");
 }
 
+// No Origin is a client that is no browser, or a browser's own navigation;
+// an Origin that is there names this server, and an empty one names none.
 bool ViewHandler::own_origin(const HttpRequest& request) const {
     std::optional<std::string> origin = header_value(request.headers, "Origin");
     return !origin || is_own_address(*origin, "http://");
 }
 
 bool ViewHandler::has_token(const HttpRequest& request) const {
-    if (std::optional<std::string> header = header_value(request.headers, "X-RPL-Token"))
-        return same_secret(*header, m_token);
-    bool found = false;
-    for (const auto& header : request.headers) {
-        if (lower(header.first) != "cookie") continue;
-        for (const std::string& value : cookie_values(header.second, cookie_name())) found = found || same_secret(value, m_token);
-    }
-    return found;
+    std::optional<std::string> header = header_value(request.headers, "X-RPL-Token");
+    return header_count(request.headers, "X-RPL-Token") == 1 && same_secret(*header, m_token);
 }
 
 }  // namespace rpl_toc

@@ -6,7 +6,9 @@
 #ifndef TOOLS_VIEW_VIEW_HANDLER_H
 #define TOOLS_VIEW_VIEW_HANDLER_H
 
+#include <cstddef>
 #include <mutex>
+#include <optional>
 #include <string>
 
 #include "tools/core/session.h"
@@ -14,6 +16,9 @@
 #include "tools/view/view_http.h"
 
 namespace rpl_toc {
+
+// The most header lines one request may have; a browser sends about 20.
+constexpr std::size_t kMaxHeaderLines = 64;
 
 class ViewHandler {
 public:
@@ -30,9 +35,19 @@ public:
     // request in it waits its turn; GET /api/progress never waits.
     HttpResponse handle(const HttpRequest& request);
 
-    // The cookie that carries the token after GET /?token=TOKEN. Named for
-    // the port, as a browser sends a host's cookies to all of its ports.
-    std::string cookie_name() const;
+    // The refusals that need no body, the first that applies: a request
+    // that could be read in two ways, too many header lines, a foreign
+    // Host, a declared body over the limit, and under /api/ no token or a
+    // foreign or empty Origin. Nullopt when the request may go on. The
+    // server asks it as soon as the header lines are in, before reading a
+    // body; handle() asks it too.
+    std::optional<HttpResponse> refuse_head(const HttpRequest& request) const;
+
+    // Whether the server closes the connection after an answer of this
+    // status: after every refusal, so that nothing sent after a refused
+    // request is read as a request of its own. A busy answer (503) is no
+    // refusal.
+    static bool closes_connection(int status);
 
 private:
     HttpResponse route(const HttpRequest& request);

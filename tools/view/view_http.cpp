@@ -20,46 +20,6 @@ int hex_digit(char c) {
     return -1;
 }
 
-// Form decoding; false when a "%" is not followed by two hex digits.
-bool decode_component(const std::string& text, std::string* out) {
-    out->clear();
-    for (std::size_t i = 0; i < text.size(); ++i) {
-        char c = text[i];
-        if (c == '+') {
-            *out += ' ';
-        } else if (c != '%') {
-            *out += c;
-        } else {
-            if (i + 2 >= text.size()) return false;
-            int high = hex_digit(text[i + 1]);
-            int low = hex_digit(text[i + 2]);
-            if (high < 0 || low < 0) return false;
-            *out += static_cast<char>(high * 16 + low);
-            i += 2;
-        }
-    }
-    return true;
-}
-
-std::string trimmed(const std::string& text) {
-    std::size_t begin = text.find_first_not_of(" \t");
-    if (begin == std::string::npos) return std::string();
-    std::size_t end = text.find_last_not_of(" \t");
-    return text.substr(begin, end - begin + 1);
-}
-
-// Calls `each` with every piece of `text` between separators.
-template <class Each>
-void split(const std::string& text, char separator, Each each) {
-    std::size_t start = 0;
-    while (start <= text.size()) {
-        std::size_t end = text.find(separator, start);
-        if (end == std::string::npos) end = text.size();
-        each(text.substr(start, end - start));
-        start = end + 1;
-    }
-}
-
 }  // namespace
 
 std::optional<std::string> header_value(const HttpHeaders& headers, const std::string& name) {
@@ -68,27 +28,34 @@ std::optional<std::string> header_value(const HttpHeaders& headers, const std::s
     return std::nullopt;
 }
 
-std::optional<std::string> query_value(const std::string& query, const std::string& name, bool* bad) {
-    std::optional<std::string> found;
-    *bad = false;
-    split(query, '&', [&](const std::string& pair) {
-        std::size_t eq = pair.find('=');
-        std::string key, value;
-        bool ok = decode_component(pair.substr(0, eq), &key);
-        if (eq != std::string::npos) ok = decode_component(pair.substr(eq + 1), &value) && ok;
-        if (!ok) *bad = true;
-        if (ok && !found && key == name) found = value;
-    });
-    if (*bad) return std::nullopt;
-    return found;
+std::size_t header_count(const HttpHeaders& headers, const std::string& name) {
+    std::size_t count = 0;
+    for (const auto& header : headers) count += same_name(header.first, name) ? 1 : 0;
+    return count;
 }
 
-std::vector<std::string> cookie_values(const std::string& cookie_header, const std::string& name) {
-    std::vector<std::string> out;
-    split(cookie_header, ';', [&](const std::string& pair) {
-        std::size_t eq = pair.find('=');
-        if (eq != std::string::npos && trimmed(pair.substr(0, eq)) == name) out.push_back(trimmed(pair.substr(eq + 1)));
-    });
+std::optional<std::string> argument_value(const HttpArguments& arguments, const std::string& name) {
+    for (const auto& argument : arguments)
+        if (argument.first == name) return argument.second;
+    return std::nullopt;
+}
+
+std::size_t form_decode(char* text) {
+    std::size_t out = 0;
+    for (std::size_t in = 0; text[in] != '\0'; ++in) {
+        char c = text[in];
+        int high = c == '%' ? hex_digit(text[in + 1]) : -1;
+        int low = high >= 0 ? hex_digit(text[in + 2]) : -1;
+        if (c == '+') {
+            text[out++] = ' ';
+        } else if (low >= 0) {
+            text[out++] = static_cast<char>(high * 16 + low);
+            in += 2;
+        } else {
+            text[out++] = c;
+        }
+    }
+    text[out] = '\0';
     return out;
 }
 

@@ -1,6 +1,7 @@
 // The viewer's requests and responses as plain values, with the small
-// pieces of HTTP the request handler needs: query parameters, cookies,
-// header lookup and JSON answers. Nothing here touches a socket.
+// pieces of HTTP the request handler needs: header lookup and JSON answers.
+// The server (libmicrohttpd) parses the request line, the header lines and
+// the query; nothing here touches a socket.
 #ifndef TOOLS_VIEW_VIEW_HTTP_H
 #define TOOLS_VIEW_VIEW_HTTP_H
 
@@ -14,12 +15,14 @@
 namespace rpl_toc {
 
 using HttpHeaders = std::vector<std::pair<std::string, std::string>>;
+// Query parameters, decoded, in the order sent.
+using HttpArguments = std::vector<std::pair<std::string, std::string>>;
 
 struct HttpRequest {
     std::string method;
-    std::string path;   // as sent, still percent-encoded; no query
-    std::string query;  // the text after "?", still percent-encoded
-    HttpHeaders headers;
+    std::string path;  // decoded; no query
+    HttpArguments arguments;
+    HttpHeaders headers;  // every header line, repeated names included
     std::string body;
 };
 
@@ -32,15 +35,16 @@ struct HttpResponse {
 // The value of the first header of that name (names compare without regard
 // to case), or nullopt.
 std::optional<std::string> header_value(const HttpHeaders& headers, const std::string& name);
+// How many header lines have that name.
+std::size_t header_count(const HttpHeaders& headers, const std::string& name);
 
-// The decoded value of the first query parameter of that name, as a page's
-// URLSearchParams writes it ("+" a space, "%XX" a byte). Nullopt when the
-// parameter is absent; `bad` is set when the query's encoding is broken.
-std::optional<std::string> query_value(const std::string& query, const std::string& name, bool* bad);
+// The value of the first query parameter of that name, or nullopt.
+std::optional<std::string> argument_value(const HttpArguments& arguments, const std::string& name);
 
-// Every value of cookies of that name in a Cookie header, in order: a
-// browser sends one cookie per name and path, a client may send several.
-std::vector<std::string> cookie_values(const std::string& cookie_header, const std::string& name);
+// Form decoding in place, as a page's URLSearchParams writes a query ("+"
+// a space, "%XX" a byte); a "%" without two hex digits stays as it is. The
+// result is never longer than the text.
+std::size_t form_decode(char* text);
 
 // `text` fit for a header value: bytes outside printable ASCII, and "%",
 // as "%XX", so that a page reads it back with decodeURIComponent.

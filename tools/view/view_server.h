@@ -31,7 +31,7 @@ private:
 // Throws ViewStartError (no_random_source) when the source cannot be read.
 std::string new_session_token();
 
-// Prints "rpl-toc: viewing REPORT at http://127.0.0.1:PORT/?token=TOKEN"
+// Prints "rpl-toc: viewing REPORT at http://127.0.0.1:PORT/#token=TOKEN"
 // and serves until SIGINT or SIGTERM. Throws ViewStartError (no_port) when
 // it cannot listen on the port.
 void run_view(Session& session, const std::string& report, const ViewOptions& options);

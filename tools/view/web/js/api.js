@@ -8,6 +8,19 @@ export class ApiError extends Error {
   }
 }
 
+// The session's token, from the address rpl-toc printed
+// (http://127.0.0.1:PORT/#token=...): a browser never sends the fragment,
+// and no cookie carries the token, so no other server on this machine can
+// receive it. It is kept here only and taken out of the address bar and
+// the history at once.
+function takeToken() {
+  const token = new URLSearchParams(window.location.hash.slice(1)).get('token') || '';
+  if (window.location.hash) window.history.replaceState(null, '', window.location.pathname + window.location.search);
+  return token;
+}
+
+const token = takeToken();
+
 let pending = 0;
 
 // Counts requests in flight on <body data-busy>, so that a test or a
@@ -30,7 +43,7 @@ function unsavedReason(response) {
 }
 
 async function call(method, path, body, quiet = false) {
-  const init = { method, headers: {}, credentials: 'same-origin', cache: 'no-store' };
+  const init = { method, headers: { 'X-RPL-Token': token }, credentials: 'omit', cache: 'no-store' };
   if (body !== undefined) {
     init.headers['Content-Type'] = 'application/json';
     init.body = JSON.stringify(body);
@@ -56,6 +69,23 @@ async function call(method, path, body, quiet = false) {
   }
 }
 
+// A link cannot send a header, so the export is fetched and saved.
+async function exportText(format) {
+  busy(+1);
+  try {
+    let response;
+    try {
+      response = await fetch(`/api/export.${format}`, { headers: { 'X-RPL-Token': token }, credentials: 'omit', cache: 'no-store' });
+    } catch {
+      throw new ApiError(0, 'The viewer\'s server does not answer; was rpl-toc view stopped?');
+    }
+    if (!response.ok) throw new ApiError(response.status, `The export failed with status ${response.status}.`);
+    return await response.blob();
+  } finally {
+    busy(-1);
+  }
+}
+
 const withPath = (endpoint, path) => `${endpoint}?path=${encodeURIComponent(path)}`;
 
 export const api = {
@@ -68,6 +98,8 @@ export const api = {
   settings: () => call('GET', '/api/settings'),
   preview: (request) => call('POST', '/api/preview', request),
   reload: () => call('POST', '/api/reload', {}),
+  // The export as text, for the page to save as a file.
+  exported: (format) => exportText(format),
   // Never counted as busy: the page asks it while a change runs and now and then.
   progress: () => call('GET', '/api/progress', undefined, true),
 };

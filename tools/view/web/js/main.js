@@ -287,6 +287,23 @@ document.addEventListener('keydown', (event) => {
 $('filter').addEventListener('input', filterChanged);
 $('reload').addEventListener('click', () => attempt(async () => reloaded(await api.reload())));
 
+// The export is saved as a file named after the report, as rpl-toc export
+// writes one. The previous file's address is let go when a new one is made.
+let exportUrl = '';
+function exportAs(format, extension) {
+  return attempt(async () => {
+    const file = await api.exported(format);
+    if (exportUrl) URL.revokeObjectURL(exportUrl);
+    exportUrl = URL.createObjectURL(file);
+    const link = document.createElement('a');
+    link.href = exportUrl;
+    link.download = `${(state.toc && state.toc.document.report) || 'report'}.${extension}`;
+    link.click();
+  });
+}
+$('export-html').addEventListener('click', () => exportAs('html', 'html'));
+$('export-text').addEventListener('click', () => exportAs('txt', 'txt'));
+
 attempt(async () => {
   showToc((await api.toc()).data);
   // The benchmarks time the first paint of the tree from here.
