@@ -119,9 +119,9 @@ TEST_F(ReportWriter, WritingSaysWhereAndHowManyOrWhyNot) {
         {"a file", files_.file("r.txt"), "", "Writing Report file "},
         {"standard output", "-", "", nullptr},
         {"a missing directory", lost,
-         "cannot open report file '" + lost + "' for writing: No such file or directory",
+         "Can't open Text-Format or HTML-Format Report File " + lost + ": No such file or directory",
          "Can't open Text-Format or HTML-Format Report File "},
-        {"a directory", files_.path(), "cannot open report file '" + files_.path() + "' for writing: Is a directory",
+        {"a directory", files_.path(), "Can't open Text-Format or HTML-Format Report File " + files_.path() + ": Is a directory",
          "Can't open Text-Format or HTML-Format Report File "},
     };
     for (const CASE& c : cases) {
@@ -194,7 +194,7 @@ TEST_F(ReportWriter, WritingReplacesTheFileAndRefusesWhatIsNoFileOfTheUsers) {
         int reader = c.reader ? ::open(c.path.c_str(), O_RDONLY | O_NONBLOCK) : -1;
         // In a child, so that an export that waits fails the test (after a
         // minute) instead of hanging it.
-        const std::string expected = "cannot open report file '" + c.path + "' for writing: " + c.reason;
+        const std::string expected = "Can't open Text-Format or HTML-Format Report File " + c.path + ": " + c.reason;
         EXPECT_EQ(run_in_child([&] {
                       host_clear_messages();
                       rpl_toc::ReportWritten w = rpl_toc::write_report_file(session_->toc(), c.path, ReportFormat::text);

@@ -123,7 +123,9 @@ TEST_F(RplTocCli, FailuresAreOneErrorLineExitTwoAndWriteNothing) {
              {{"set", small_, "||R||F||C1", "--chart-type", "3"}, "--chart-type"},  // stored as 0: never shown
              {{"set", small_, "||R||T1"}, "set needs at least one of --orientation, --chart-type, --width"},
              {{"--json", "export", small_, "--text", "-"}, "export --json prints to standard output"},
-             {{"export", small_, "--text", "/no/such/dir/out.txt"}, "/no/such/dir/out.txt"},  // no "info:" first
+             // The library's own words, with the reason, and nothing before them.
+             {{"export", small_, "--text", "/no/such/dir/out.txt"},
+              "Can't open Text-Format or HTML-Format Report File /no/such/dir/out.txt: No such file or directory"},
              {{"next", small_, "||R||nope"}, "no section with the path '||R||nope' (rpl-toc list --all prints"},
              {{"prev", small_, "||r||t1"}, "no section with the path '||r||t1'"},
              // A column list shorter than the table is not stored, so it is refused.
@@ -375,6 +377,14 @@ TEST_F(RplTocCli, MarkShowsWhatItDoesOnATerminalOnly) {
     }
 }
 
+// The library's information is said as the tool's own line.
+TEST_F(RplTocCli, ExportSaysWhereItWritesWithTheToolsPrefix) {
+    const std::string text = files_.file("out.txt");
+    Result r = toc({"export", small_, "--text", text});
+    EXPECT_EQ(r.code, 0);
+    EXPECT_EQ(r.err, "rpl-toc: Writing Report file " + text + "\n");
+}
+
 // The step, settings and export documents, value for value.
 TEST_F(RplTocCli, SmallJsonDocumentsHoldTheirValues) {
     const std::string text = files_.file("out.txt"), settings_file = db_.file("small@timing.rplset");
@@ -395,6 +405,7 @@ TEST_F(RplTocCli, SmallJsonDocumentsHoldTheirValues) {
         with_json.insert(with_json.begin(), "--json");
         Result r = toc(with_json);
         EXPECT_EQ(r.code, code) << r.err;
+        EXPECT_EQ(r.err, "") << "under --json, stderr holds warnings and errors only";
         if (!expected.is_null()) {
             EXPECT_EQ(json::parse(r.out), expected);
         }

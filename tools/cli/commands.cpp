@@ -137,7 +137,9 @@ public:
     HeldMessages(const HeldMessages&) = delete;
     HeldMessages& operator=(const HeldMessages&) = delete;
 
-    // In the host's echo form.
+    // Internal errors in the host's echo form; the library's information
+    // as the tool's own lines, and not beside a JSON document on standard
+    // output, where a script reads only warnings and errors on stderr.
     void print(bool with_information) const {
         const HOST_MESSAGE_LOG& log = host_message_log();
         for (std::size_t i = m_errors; i < log.internal_errors.size(); ++i) {
@@ -146,7 +148,7 @@ public:
                          e.file.c_str(), e.line);
         }
         for (std::size_t i = m_infos; with_information && i < log.info_messages.size(); ++i)
-            std::fprintf(stderr, "info: %s\n", log.info_messages[i].formatted.c_str());
+            std::fprintf(stderr, "rpl-toc: %s\n", printable(log.info_messages[i].formatted).c_str());
     }
 
 private:
@@ -275,7 +277,7 @@ int run_export(Session& session, const Output& output, const std::string& text_f
     const std::string& file = html_file.empty() ? text_file : html_file;
     HeldMessages held(output);
     Outcome<ReportWritten> written = export_report(session, format, file);
-    held.print(written.ok());
+    held.print(written.ok() && !output.json);
     if (!written.ok()) refuse(written.refusal());
     if (output.json) print_json(export_document(file, format, written.result()));
     return kExitOk;

@@ -239,9 +239,13 @@ std::string html_report(RPL_REPORT_TOC& toc, const Contents& c, BorrowedReport& 
     return out.str();
 }
 
-void issue(MSG_I* message) {
+// Issues the message and gives its text, so that a refusal can say what
+// the library said.
+std::string issue(MSG_I* message) {
     std::unique_ptr<MSG_I> owned(message);  // the factories hand the message to their caller
-    if (owned) owned->issue();
+    if (!owned) return std::string();
+    owned->issue();
+    return owned->formatted();
 }
 
 // The report is borrowed once for the whole file and given back before
@@ -263,8 +267,7 @@ std::string write_content(const std::string& path, const std::string& content) {
     }
     FileReplacement file(path);
     if (!file.error().empty()) {
-        issue(MSG_RPL::I::REPORT_FILE_NOT_OPENED(path.c_str()));
-        return "cannot open report file '" + printable(path) + "' for writing: " + file.error();
+        return issue(MSG_RPL::I::REPORT_FILE_NOT_OPENED(path.c_str())) + ": " + file.error();
     }
     issue(MSG_RPL::I::WRITE_REPORT_FILE(path.c_str()));
     std::string error = file.commit(content);

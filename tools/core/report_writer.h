@@ -28,7 +28,8 @@ struct ReportWritten {
 
 // Writes format_report to `path`; "-" writes standard output. Issues the
 // library's WRITE_REPORT_FILE message once the file is open, or
-// REPORT_FILE_NOT_OPENED when it cannot be opened.
+// REPORT_FILE_NOT_OPENED when it cannot be opened, whose text, with the
+// reason after it, is then the error.
 ReportWritten write_report_file(RPL_REPORT_TOC& toc, const std::string& path, ReportFormat format);
 
 }  // namespace rpl_toc
