@@ -206,6 +206,7 @@ TEST_F(Presentation, GaugesSummariesAndTextsReadAsAPersonWouldWriteThem) {
               "Gauge 4  [....................]  0 %\n");
     EXPECT_EQ(text("S"), "Tool  synth 1.0\nFmax  104.25\n");
     EXPECT_EQ(text("X", nullptr, 10), "one two\nthree four\nfive\nsecond\nline\n");
+    EXPECT_EQ(text("X", nullptr, 0).substr(0, 8), "o\nn\ne\nt\n") << "no width still ends";
     EXPECT_EQ(text("H"), "kept bold\n\n- item\n");
     EXPECT_EQ(text("Bare"), "(no rows)\n") << "no contents: no headings, no rows";
 }

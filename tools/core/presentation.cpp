@@ -65,6 +65,7 @@ std::string trim_right(std::string line) {
 // Lines of at most `width` characters, broken at spaces where a line has
 // them; a word longer than a line is broken inside.
 std::vector<std::string> wrapped(const std::string& paragraph, std::size_t width) {
+    width = std::max<std::size_t>(width, 1);  // a line holds at least one character, or no word would ever fit
     std::vector<std::string> out;
     std::string line;
     std::size_t start = 0;
