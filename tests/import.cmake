@@ -1,11 +1,13 @@
 # The import of design flows and report folders: its suites call tools/core
-# directly on the recorded outputs in tests/data; a check runs the real
+# directly on the recorded outputs in examples/flow/outputs and tests/data;
+# a check runs the real
 # flow (Yosys and nextpnr-ice40) on examples/flow and compares every
 # imported number with the tools' own files.
 if(TARGET test_import AND TARGET rpl_toc_core)
   foreach(suite test_import test_import_folder test_csv_reader)
     target_link_libraries(${suite} PRIVATE rpl_toc_core)
-    target_compile_definitions(${suite} PRIVATE RPL_TEST_DATA_DIR="${CMAKE_CURRENT_SOURCE_DIR}/data")
+    target_compile_definitions(${suite} PRIVATE RPL_TEST_DATA_DIR="${CMAKE_CURRENT_SOURCE_DIR}/data"
+      RPL_FLOW_OUTPUTS_DIR="${PROJECT_SOURCE_DIR}/examples/flow/outputs")
   endforeach()
 endif()
 

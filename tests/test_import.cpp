@@ -1,5 +1,5 @@
 // The import of a design flow: the recorded outputs of one real run of
-// Yosys 0.23 and nextpnr-ice40 0.4 on examples/flow (tests/data/flow), every
+// Yosys 0.23 and nextpnr-ice40 0.4 on examples/flow (examples/flow/outputs), every
 // imported number checked against the file it came from; any subset of the
 // four files; and inputs that are not what they claim, each refused in one
 // line that names the file and the place.
@@ -23,7 +23,7 @@ using rpl_toc::ReportJson;
 
 namespace {
 
-const std::string kFlow = std::string(RPL_TEST_DATA_DIR) + "/flow/";
+const std::string kFlow = std::string(RPL_FLOW_OUTPUTS_DIR) + "/";
 const std::string kStat = kFlow + "stat.json";
 const std::string kReport = kFlow + "report.json";
 const std::string kYosysLog = kFlow + "yosys.log";

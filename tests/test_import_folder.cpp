@@ -135,7 +135,7 @@ TEST(ImportFolder, AFifoIsLeftOutWithoutWaitingForAWriter) {
 
 TEST(ImportFolder, FlowFilesInAFolderAreImportedAsAFlow) {
     rpltest::TempDir dir;
-    rpltest::write_file(dir.file("report.json"), rpltest::read_file(std::string(RPL_TEST_DATA_DIR) + "/flow/report.json"));
+    rpltest::write_file(dir.file("report.json"), rpltest::read_file(std::string(RPL_FLOW_OUTPUTS_DIR) + "/report.json"));
     rpltest::write_file(dir.file("package.json"), R"({"name": "not a flow file"})");
     rpltest::write_file(dir.file("broken.json"), "{");
     Import import = imported({dir.path()});
@@ -149,7 +149,7 @@ TEST(ImportFolder, FlowFilesInAFolderAreImportedAsAFlow) {
 }
 
 TEST(ImportFolder, FilesAndFoldersTogetherMakeAFlowWithTheFoldersAfterIt) {
-    Import import = imported({std::string(RPL_TEST_DATA_DIR) + "/flow/report.json", kFolder});
+    Import import = imported({std::string(RPL_FLOW_OUTPUTS_DIR) + "/report.json", kFolder});
     EXPECT_EQ(import.report["type"], 1);
     std::vector<std::string> names = child_names(import.report["root"]);
     EXPECT_EQ(names.back(), "report_folder");

@@ -579,10 +579,10 @@ class ViewerPage(unittest.TestCase):
         self.assert_no_console_errors()
 
     def test_an_imported_flow_reads_well_at_its_first_view(self):
-        """The outputs of Yosys and nextpnr in tests/data/flow, imported: a
+        """The outputs of Yosys and nextpnr in examples/flow/outputs, imported: a
         table shows with the widths and alignments the import saved."""
         self.assertEqual(self.viewer.stop(), 0)
-        flow = os.path.join(ARGS.examples, os.pardir, 'tests', 'data', 'flow')
+        flow = os.path.join(ARGS.examples, 'flow', 'outputs')
         db = tempfile.mkdtemp(prefix='rpl-view-import-')
         self.addCleanup(shutil.rmtree, db, True)
         report = os.path.join(db, 'top.json')
