@@ -57,31 +57,14 @@ std::string line_at(const std::string& text, std::size_t* position) {
     return line;
 }
 
-// A piece of the target decoded as the server decodes it.
-std::string decoded(std::string text) {
-    text.resize(rpl_toc::form_decode(text.data()));
-    return text;
-}
-
 // The request as the server hands it over: the target split into a
 // decoded path and decoded parameters, every header line kept, repeats too.
 rpl_toc::HttpRequest parse_request(const std::string& text) {
-    rpl_toc::HttpRequest request;
     std::size_t position = 0;
     std::string first = line_at(text, &position);
     std::size_t space = first.find(' ');
-    request.method = first.substr(0, space);
-    std::string target = space == std::string::npos ? "/" : first.substr(space + 1);
-    std::size_t question = target.find('?');
-    request.path = decoded(target.substr(0, question));
-    std::string query = question == std::string::npos ? "" : target.substr(question + 1);
-    for (std::size_t start = 0; start < query.size();) {
-        std::size_t end = std::min(query.find('&', start), query.size());
-        std::string pair = query.substr(start, end - start);
-        std::size_t eq = pair.find('=');
-        request.arguments.emplace_back(decoded(pair.substr(0, eq)), eq == std::string::npos ? "" : decoded(pair.substr(eq + 1)));
-        start = end + 1;
-    }
+    rpl_toc::HttpRequest request = rpl_toc::request_for_target(
+        first.substr(0, space), space == std::string::npos ? "/" : first.substr(space + 1));
     while (position < text.size()) {
         std::string line = line_at(text, &position);
         if (line.empty()) break;

@@ -58,27 +58,9 @@ std::string header(const HttpResponse& response, const std::string& name) {
     return rpl_toc::header_value(response.headers, name).value_or("");
 }
 
-// A piece of a query decoded as the server decodes it.
-std::string decoded(std::string text) {
-    text.resize(rpl_toc::form_decode(text.data()));
-    return text;
-}
-
 // The method, path and query parameters of a request for `target`.
 HttpRequest target_request(const std::string& method, const std::string& target) {
-    HttpRequest request;
-    request.method = method;
-    std::size_t question = target.find('?');
-    request.path = decoded(target.substr(0, question));
-    std::string query = question == std::string::npos ? "" : target.substr(question + 1);
-    for (std::size_t start = 0; start < query.size();) {
-        std::size_t end = std::min(query.find('&', start), query.size());
-        std::string pair = query.substr(start, end - start);
-        std::size_t eq = pair.find('=');
-        request.arguments.emplace_back(decoded(pair.substr(0, eq)), eq == std::string::npos ? "" : decoded(pair.substr(eq + 1)));
-        start = end + 1;
-    }
-    return request;
+    return rpl_toc::request_for_target(method, target);
 }
 
 class ViewerHttp : public ::testing::Test {

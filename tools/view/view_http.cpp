@@ -1,5 +1,6 @@
 #include "tools/view/view_http.h"
 
+#include <algorithm>
 #include <cctype>
 
 namespace rpl_toc {
@@ -57,6 +58,32 @@ std::size_t form_decode(char* text) {
     }
     text[out] = '\0';
     return out;
+}
+
+namespace {
+
+std::string form_decoded(std::string text) {
+    text.resize(form_decode(text.data()));
+    return text;
+}
+
+}  // namespace
+
+HttpRequest request_for_target(const std::string& method, const std::string& target) {
+    HttpRequest request;
+    request.method = method;
+    std::size_t question = target.find('?');
+    request.path = form_decoded(target.substr(0, question));
+    std::string query = question == std::string::npos ? "" : target.substr(question + 1);
+    for (std::size_t start = 0; start < query.size();) {
+        std::size_t end = std::min(query.find('&', start), query.size());
+        std::string pair = query.substr(start, end - start);
+        std::size_t eq = pair.find('=');
+        request.arguments.emplace_back(form_decoded(pair.substr(0, eq)),
+                                       eq == std::string::npos ? "" : form_decoded(pair.substr(eq + 1)));
+        start = end + 1;
+    }
+    return request;
 }
 
 std::string header_text(const std::string& text) {

@@ -46,6 +46,12 @@ std::optional<std::string> argument_value(const HttpArguments& arguments, const 
 // result is never longer than the text.
 std::size_t form_decode(char* text);
 
+// A request for `target` ("/api/section?path=%7C%7CR") as the server hands
+// it to the handler: the path and each query parameter form-decoded, in
+// order. For callers that drive the handler without a socket (the tests,
+// the fuzz harness).
+HttpRequest request_for_target(const std::string& method, const std::string& target);
+
 // `text` fit for a header value: bytes outside printable ASCII, and "%",
 // as "%XX", so that a page reads it back with decodeURIComponent.
 std::string header_text(const std::string& text);
