@@ -7,6 +7,7 @@ a screenshot in the output directory.
     test_viewer_browser.py --rpl-toc BUILD/tools/rpl-toc --examples examples --out DIR
 """
 import argparse
+import http.server
 import json
 import os
 import pathlib
@@ -16,6 +17,7 @@ import signal
 import subprocess
 import sys
 import tempfile
+import threading
 import unittest
 
 from selenium import webdriver
@@ -218,6 +220,14 @@ class ViewerPage(unittest.TestCase):
             field.clear()
             field.send_keys(str(value))
 
+    def local_server(self, handler):
+        """Another server on 127.0.0.1, on a free port, for the rest of the test."""
+        server = http.server.ThreadingHTTPServer(('127.0.0.1', 0), handler)
+        threading.Thread(target=server.serve_forever, daemon=True).start()
+        self.addCleanup(server.server_close)
+        self.addCleanup(server.shutdown)
+        return server
+
     def assert_no_console_errors(self):
         errors = [entry for entry in self.driver.get_log('browser') if entry['level'] == 'SEVERE']
         self.assertEqual(errors, [])
@@ -253,8 +263,6 @@ class ViewerPage(unittest.TestCase):
         self.assert_no_console_errors()
 
     def test_the_token_never_reaches_another_local_port(self):
-        import http.server
-        import threading
         seen = []
         viewer_port = self.viewer.base.rstrip('/').rsplit(':', 1)[1]
 
@@ -278,10 +286,7 @@ class ViewerPage(unittest.TestCase):
             def log_message(self, *args):
                 pass
 
-        other = http.server.ThreadingHTTPServer(('127.0.0.1', 0), Other)
-        threading.Thread(target=other.serve_forever, daemon=True).start()
-        self.addCleanup(other.server_close)
-        self.addCleanup(other.shutdown)
+        other = self.local_server(Other)
         self.open_page()
         self.driver.get('http://127.0.0.1:%d/page.html' % other.server_address[1])
         self.wait(lambda: any(line.startswith('GET /asked?') for line, _ in seen), 'the other page asked the viewer')
@@ -620,8 +625,6 @@ class ViewerPage(unittest.TestCase):
         self.assert_no_console_errors()
 
     def test_hostile_report_text_runs_nothing_and_loads_nothing(self):
-        import http.server
-        import threading
         asked = []
 
         class Sink(http.server.BaseHTTPRequestHandler):
@@ -633,10 +636,7 @@ class ViewerPage(unittest.TestCase):
             def log_message(self, *args):
                 pass
 
-        sink = http.server.ThreadingHTTPServer(('127.0.0.1', 0), Sink)
-        threading.Thread(target=sink.serve_forever, daemon=True).start()
-        self.addCleanup(sink.server_close)
-        self.addCleanup(sink.shutdown)
+        sink = self.local_server(Sink)
         away = 'http://127.0.0.1:%d' % sink.server_address[1]
         payloads = [
             '<script>window.pwned = 1</script>',
