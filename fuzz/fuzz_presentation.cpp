@@ -32,13 +32,20 @@ std::string lower(std::string text) {
 }
 
 // An event attribute inside a tag: " on" then letters then "=", before the
-// tag's ">".
+// tag's ">" and outside a quoted value (a title may hold any text: its
+// quotes are escaped, so it cannot end early).
 bool has_event_attribute(const std::string& html) {
-    bool in_tag = false;
+    bool in_tag = false, in_value = false;
     for (std::size_t i = 0; i < html.size(); ++i) {
-        if (html[i] == '<') in_tag = true;
-        if (html[i] == '>') in_tag = false;
-        if (!in_tag || !std::isspace(static_cast<unsigned char>(html[i])) || html.compare(i + 1, 2, "on") != 0) continue;
+        char c = html[i];
+        if (in_value) {
+            in_value = c != '"';
+            continue;
+        }
+        if (c == '<') in_tag = true;
+        if (c == '>') in_tag = false;
+        if (in_tag && c == '"') in_value = true;
+        if (!in_tag || !std::isspace(static_cast<unsigned char>(c)) || html.compare(i + 1, 2, "on") != 0) continue;
         std::size_t j = i + 3;
         while (j < html.size() && std::isalpha(static_cast<unsigned char>(html[j]))) ++j;
         if (j > i + 3 && j < html.size() && html[j] == '=') return true;
