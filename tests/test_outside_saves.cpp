@@ -70,7 +70,7 @@ protected:
         session_ = std::make_unique<Session>(outside_report(trap_), db_->path());
         file_ = session_->settings_file();
         // Every section with a block, so that each later save rewrites one.
-        ASSERT_EQ(api_mark(*session_, R"({"paths": ["||R"], "marked": true})", activity_).status, 200);
+        ASSERT_EQ(api_mark(*session_, R"({"paths": ["||R"], "marked": true})", activity_, events_).status, 200);
     }
     void TearDown() override {
         session_.reset();
@@ -113,7 +113,7 @@ protected:
         for (const std::string& changed : {std::string("||R||Z"), path}) {
             int orientation = session_->section(changed)->m_page_orientation == 2 ? 1 : 2;
             json body = {{"path", changed}, {"orientation", orientation}};
-            EXPECT_EQ(api_set(*session_, body.dump(), activity_).status, 200);
+            EXPECT_EQ(api_set(*session_, body.dump(), activity_, events_).status, 200);
         }
     }
 
@@ -121,6 +121,7 @@ protected:
     WalkTrap* trap_ = nullptr;  // owned by the report
     std::string file_;
     Activity activity_;
+    EventHub events_;
 };
 
 // The tallies of a run of rounds.
@@ -155,7 +156,7 @@ TEST_F(OutsideSaves, ASaveDuringALongMarkIsSeenAndNeverUndone) {
         activity_.on_advance([&](std::size_t, std::size_t) {
             if (!std::exchange(saved, true)) save_outside(a1, "OUTPUT_SECTION", "0");  // after A, a1 among it
         });
-        HttpResponse answer = api_mark(*session_, R"({"paths": ["||R||A", "||R||B"], "marked": true})", activity_);
+        HttpResponse answer = api_mark(*session_, R"({"paths": ["||R||A", "||R||B"], "marked": true})", activity_, events_);
         activity_.on_advance(nullptr);
         ASSERT_EQ(answer.status, 200);
         ASSERT_TRUE(saved);
@@ -171,7 +172,7 @@ TEST_F(OutsideSaves, ASaveDuringALongMarkIsSeenAndNeverUndone) {
 
 TEST_F(OutsideSaves, ASaveOfASectionTheChangeDoesNotTouchIsSeenAndKept) {
     activity_.on_advance([&](std::size_t, std::size_t) { save_outside("||R||Z", "PAGE_ORIENTATION", "1"); });
-    HttpResponse answer = api_mark(*session_, R"({"paths": ["||R||A"], "marked": false})", activity_);
+    HttpResponse answer = api_mark(*session_, R"({"paths": ["||R||A"], "marked": false})", activity_, events_);
     activity_.on_advance(nullptr);
     ASSERT_EQ(answer.status, 200);
     EXPECT_EQ(json::parse(answer.body)["reloaded"], true);
@@ -183,11 +184,11 @@ TEST_F(OutsideSaves, ASaveOfASectionTheChangeDoesNotTouchIsSeenAndKept) {
 
 TEST_F(OutsideSaves, OwnChangesAreNoOutsideChange) {
     for (const char* body : {R"({"paths": ["||R||A"], "marked": false})", R"({"paths": ["||R"], "marked": true})"}) {
-        HttpResponse answer = api_mark(*session_, body, activity_);
+        HttpResponse answer = api_mark(*session_, body, activity_, events_);
         EXPECT_EQ(json::parse(answer.body)["reloaded"], false);
         EXPECT_FALSE(progress_says_outside_change());
     }
-    HttpResponse set = api_set(*session_, R"({"path": "||R||Z", "orientation": 2})", activity_);
+    HttpResponse set = api_set(*session_, R"({"path": "||R||Z", "orientation": 2})", activity_, events_);
     EXPECT_EQ(json::parse(set.body)["reloaded"], false);
     EXPECT_FALSE(progress_says_outside_change());
 }
@@ -199,7 +200,7 @@ TEST_F(OutsideSaves, ASaveDuringEveryAttemptOfABuildStaysSeen) {
     trap_->arm(nullptr);
     EXPECT_EQ(saves, Session::kReadAttempts);
     EXPECT_TRUE(progress_says_outside_change());
-    HttpResponse answer = api_set(*session_, R"({"path": "||R||Z", "orientation": 2})", activity_);
+    HttpResponse answer = api_set(*session_, R"({"path": "||R||Z", "orientation": 2})", activity_, events_);
     EXPECT_EQ(json::parse(answer.body)["reloaded"], true);
     EXPECT_FALSE(progress_says_outside_change());
     EXPECT_TRUE(holds_what_file_holds("||R||Early"));
@@ -209,7 +210,7 @@ TEST_F(OutsideSaves, ASaveThatFailedIsUnsavedNotAnOutsideChange) {
     ASSERT_EQ(std::remove(file_.c_str()), 0);
     ASSERT_EQ(::mkdir(file_.c_str(), 0700), 0);  // a file the library cannot load, and never saves over
     session_->rebuild();
-    HttpResponse answer = api_set(*session_, R"({"path": "||R||Z", "orientation": 2})", activity_);
+    HttpResponse answer = api_set(*session_, R"({"path": "||R||Z", "orientation": 2})", activity_, events_);
     ASSERT_EQ(answer.status, 200);
     EXPECT_EQ(json::parse(answer.body)["reloaded"], false);
     EXPECT_EQ(header_value(answer.headers, "X-RPL-Unsaved"), file_ + ": Is a directory");

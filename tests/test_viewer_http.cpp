@@ -374,7 +374,7 @@ TEST(ViewerActivity, SaysWhatHoldsTheLibraryTheSavesExpectedAndTheTimeSoFar) {
     activity.begin("unmarking ||Big", 4041);
     activity.advance(41, 4041);
     EXPECT_TRUE(std::regex_match(activity.sentence(),
-                                 std::regex("busy: unmarking \\|\\|Big, 4,041 saves expected, [0-9]+\\.[0-9] s so far")))
+                                 std::regex("busy: unmarking \\|\\|Big, 41 of 4,041 saves done, [0-9]+\\.[0-9] s so far")))
         << activity.sentence();
     rpl_toc::Json busy = activity.document();
     EXPECT_EQ(busy["busy"], true);
@@ -896,7 +896,7 @@ TEST_F(ViewerServer, ARequestDuringALongChangeIsToldThatTheViewerIsBusy) {
     EXPECT_LT(std::chrono::steady_clock::now() - started, std::chrono::seconds(1));
     if (status_of(busy) == 503) {  // unless the mark ended in between
         EXPECT_TRUE(std::regex_search(json::parse(busy->body)["error"].get<std::string>(),
-                                      std::regex("^busy: unmarking \\|\\|W, 3,001 saves expected, [0-9.]+ s so far\\.$")))
+                                      std::regex("^busy: unmarking \\|\\|W, [0-9,]+ of 3,001 saves done, [0-9.]+ s so far\\.$")))
             << busy->body;
         EXPECT_EQ(busy->get_header_value("Retry-After"), "1");
     } else {

@@ -26,7 +26,31 @@ std::size_t saves_below(const RPL_REPORT_SECTION& section, std::size_t depth) {
     return saves;
 }
 
+// Appends the checkpoints of a mark of `section`, at `depth`, after `saves`
+// saves: the section writes itself, its children each their own subtree
+// and ancestors, and then, its subtree all written, its ancestors.
+void add_checkpoints(const RPL_REPORT_SECTION& section, std::size_t depth, std::size_t& saves,
+                     std::vector<MarkCheckpoint>& out) {
+    saves += saves_of_one_write(section);
+    if (section.m_children)
+        for (const RPL_REPORT_SECTION* child : *section.m_children)
+            if (child) add_checkpoints(*child, depth + 1, saves, out);
+    out.push_back({saves, &section});
+    saves += depth;
+}
+
 }  // namespace
+
+std::vector<MarkCheckpoint> mark_checkpoints(Session& session, const std::vector<std::string>& paths) {
+    std::vector<MarkCheckpoint> out;
+    std::set<const RPL_REPORT_SECTION*> named;
+    std::size_t saves = 0;
+    for (const std::string& path : paths)
+        if (const RPL_REPORT_SECTION* section = session.section(path))
+            if (named.insert(section).second)
+                add_checkpoints(*section, static_cast<std::size_t>(section_depth(*section)), saves, out);
+    return out;
+}
 
 Outcome<RPL_REPORT_SECTION*> find_section(Session& session, const std::string& path) {
     RPL_REPORT_SECTION* section = session.section(path);

@@ -59,6 +59,18 @@ using MarkProgress = std::function<void(std::size_t written, std::size_t total)>
 // nothing.
 std::size_t saves_of_mark(Session& session, const std::vector<std::string>& paths);
 
+// Where a mark of `paths` stands as its saves land, in the order the
+// library makes them: once `saves` saves have landed, every section of
+// `section`'s subtree is written (its ancestors' saves follow). One entry
+// per section of each subtree named, in the order their writing ends; the
+// saves of the last entry and of its ancestors make saves_of_mark. For a
+// viewer that follows a long mark by counting the file's replacements.
+struct MarkCheckpoint {
+    std::size_t saves;
+    const RPL_REPORT_SECTION* section;
+};
+std::vector<MarkCheckpoint> mark_checkpoints(Session& session, const std::vector<std::string>& paths);
+
 // Marks (or unmarks) each section of `paths` with its subtree, in order,
 // a section named more than once only where first named. Every path is
 // looked up before anything changes. Refused: unknown_path.

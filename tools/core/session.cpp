@@ -155,14 +155,6 @@ Session::SettingsRead library_read(const std::string& path) {
     return out;
 }
 
-// The header line the library gives the block of the section at `path`,
-// asked of the library so that there is one rule for it.
-std::string header_of(const string& path) {
-    RPL_REPORT_SETTINGS_FILE probe;
-    probe.set_value_str(path, string("K"), string());
-    return to_std(probe.m_sections.begin()->first);
-}
-
 // Every entry the build walks: the main folder, and every entry of every
 // folder below it, null ones included.
 int entries_below(RDB_OBJECT* object) {
@@ -253,10 +245,17 @@ void Session::note_read(const SettingsRead& read) {
     record_stamp(read.stamp);
 }
 
+// Asked of the library, so that there is one rule for it.
+std::string settings_header_of(const RPL_REPORT_SECTION& section) {
+    RPL_REPORT_SETTINGS_FILE probe;
+    probe.set_value_str(section.m_rdb_path, string("K"), string());
+    return to_std(probe.m_sections.begin()->first);
+}
+
 bool Session::others_as_last_read(const SettingsRead& now, const std::vector<const RPL_REPORT_SECTION*>& written) const {
     if (!m_last_read || !m_last_read->loaded || !now.loaded) return false;
     std::set<std::string> rewritten;
-    for (const RPL_REPORT_SECTION* section : written) rewritten.insert(header_of(section->m_rdb_path));
+    for (const RPL_REPORT_SECTION* section : written) rewritten.insert(settings_header_of(*section));
     Blocks before = m_last_read->blocks, after = now.blocks;
     for (const std::string& header : rewritten) {
         before.erase(header);

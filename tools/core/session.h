@@ -106,6 +106,9 @@ private:
     void record_stamp(const FileStamp& stamp);
 };
 
+// The header line of `section`'s block in the settings file, "[PATH]".
+std::string settings_header_of(const RPL_REPORT_SECTION& section);
+
 // The path of `toc`'s settings file as the library computes it, made
 // absolute: the library names it as the database directory was given,
 // often "./NAME", and people and scripts are given a path that stays true

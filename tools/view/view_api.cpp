@@ -10,7 +10,9 @@
 #include "tools/core/save_check.h"
 #include "tools/core/presentation.h"
 #include "tools/core/section_info.h"
+#include "tools/core/settings_blocks.h"
 #include "tools/core/toc_json.h"
+#include "tools/view/view_live.h"
 #include "tools/view/view_refusals.h"
 
 namespace rpl_toc {
@@ -20,6 +22,13 @@ using InJson = nlohmann::json;
 
 // A request the viewer refuses before it reaches an operation: answered
 // with its status and one sentence.
+// What a change's answer is told beside the change: its number, and where
+// the other pages hear of it.
+struct ChangeContext {
+    std::uint64_t change;
+    EventHub& events;
+};
+
 struct BadRequest {
     int status;
     std::string message;
@@ -29,11 +38,10 @@ HttpResponse toc_response(Session& session) { return json_response(200, toc_json
 
 // Another program's finished change must not be undone by a save of what
 // this session holds: each save rewrites a section's whole block from
-// memory. True when the TOC was built again from the file.
-bool reload_if_changed_outside(Session& session) {
-    if (!session.settings_file_changed_outside()) return false;
-    session.rebuild();
-    return true;
+// memory. The TOC is built again from the file when it changed.
+std::optional<Rebuilt> reload_if_changed_outside(Session& session) {
+    if (!session.settings_file_changed_outside()) return std::nullopt;
+    return rebuild_and_compare(session);
 }
 
 enum class ChangeKind { mark, set };
@@ -106,32 +114,44 @@ ChangeInFile look_at_file_after(Session& session, const std::vector<const RPL_RE
 // What a change touched (every section when the TOC was built again,
 // before the change or after it because another program saved meanwhile),
 // with why the change did not reach the file when it did not: the change
-// stays in memory, as the library keeps it.
-HttpResponse change_response(Session& session, const Outcome<Change>& change, ChangeKind kind, bool reloaded) {
+// stays in memory, as the library keeps it. The answer carries the
+// settings file as it now is, the blocks the change rewrote marked, so
+// that a page shows all of it from one request; the other pages are sent
+// it as the event "changed".
+HttpResponse change_response(Session& session, const Outcome<Change>& change, ChangeKind kind,
+                             std::optional<Rebuilt> reloaded, const ChangeContext& context) {
     if (!change.ok()) {
-        if (!reloaded) return refusal_response(change.refusal());
         HttpResponse refused = refusal_response(change.refusal());
-        refused.headers.emplace_back("X-RPL-Reloaded", "1");
+        if (reloaded) refused.headers.emplace_back("X-RPL-Reloaded", "1");
         return refused;
     }
-    ChangeInFile in_file = look_at_file_after(session, saved_by(change.result(), kind), change.result().save);
+    std::vector<const RPL_REPORT_SECTION*> saved = saved_by(change.result(), kind);
+    ChangeInFile in_file = look_at_file_after(session, saved, change.result().save);
     // Built again, the TOC holds what the file holds: nothing is unsaved.
-    if (in_file.saved_outside) session.rebuild();
-    reloaded = reloaded || in_file.saved_outside;
+    if (in_file.saved_outside) reloaded = rebuild_and_compare(session);
     std::vector<const RPL_REPORT_SECTION*> touched;
+    std::set<std::string> rewritten;
     if (reloaded) {
         touched.assign(session.toc().m_section_index.begin(), session.toc().m_section_index.end());
+        rewritten = headers_of(reloaded->changed);
     } else {
         std::set<const RPL_REPORT_SECTION*> seen;
         for (const RPL_REPORT_SECTION* s : change.result().sections)
             if (seen.insert(s).second) touched.push_back(s);
         for (const RPL_REPORT_SECTION* s : change.result().changed)
             if (seen.insert(s).second) touched.push_back(s);
+        if (in_file.save.saved()) rewritten = headers_of(saved);
     }
-    HttpResponse response = json_response(200, change_document(touched, reloaded));
+    Json document = change_document(touched, reloaded.has_value());
+    document["change"] = context.change;
+    if (reloaded && !reloaded->notice.empty()) document["notice"] = reloaded->notice;
+    document["settings"] = settings_blocks_json(session.settings_file(), session.last_read(), rewritten);
     const SaveCheck& save = in_file.save;
-    if (!save.saved() && !in_file.saved_outside)
-        response.headers.emplace_back("X-RPL-Unsaved", header_text(save.settings_file + ": " + save.unsaved));
+    bool unsaved = !save.saved() && !in_file.saved_outside;
+    if (unsaved) document["unsaved"] = save.settings_file + ": " + save.unsaved;
+    HttpResponse response = json_response(200, document);
+    if (unsaved) response.headers.emplace_back("X-RPL-Unsaved", header_text(save.settings_file + ": " + save.unsaved));
+    context.events.publish("changed", document);
     return response;
 }
 
@@ -228,12 +248,14 @@ HttpResponse answered(Answer answer) {
     }
 }
 
-// Runs `work` as the activity `what`, ended however it ends.
+// Runs `work` (given the change's number) as the activity `what`, ended
+// however it ends.
 template <class Work>
-HttpResponse as_activity(Activity& activity, const std::string& what, std::size_t expected, Work work) {
-    activity.begin(what, expected);
+HttpResponse as_activity(Activity& activity, const std::string& what, std::size_t expected,
+                         std::vector<ActivityCheckpoint> checkpoints, bool marked, Work work) {
+    std::uint64_t change = activity.begin(what, expected, std::move(checkpoints), marked);
     try {
-        HttpResponse out = work();
+        HttpResponse out = work(change);
         activity.end();
         return out;
     } catch (...) {
@@ -242,63 +264,14 @@ HttpResponse as_activity(Activity& activity, const std::string& what, std::size_
     }
 }
 
-}  // namespace
-
-void Activity::begin(const std::string& what, std::size_t expected_saves) {
-    std::lock_guard<std::mutex> lock(m_lock);
-    m_busy = true;
-    m_what = what;
-    m_expected = expected_saves;
-    m_done = 0;
-    ++m_begun;
-    m_start = std::chrono::steady_clock::now();
-}
-
-void Activity::advance(std::size_t written, std::size_t total) {
-    {
-        std::lock_guard<std::mutex> lock(m_lock);
-        m_done = written;
-        m_expected = total;
-    }
-    if (m_on_advance) m_on_advance(written, total);
-}
-
-void Activity::on_advance(std::function<void(std::size_t written, std::size_t total)> hook) {
-    m_on_advance = std::move(hook);
-}
-
-std::pair<bool, std::uint64_t> Activity::state() const {
-    std::lock_guard<std::mutex> lock(m_lock);
-    return {m_busy, m_begun};
-}
-
-void Activity::end() {
-    std::lock_guard<std::mutex> lock(m_lock);
-    m_busy = false;
-}
-
-Json Activity::document() const {
-    std::lock_guard<std::mutex> lock(m_lock);
-    Json out = json_document();
-    out["busy"] = m_busy;
-    if (!m_busy) return out;
-    out["what"] = m_what;
-    out["expected_saves"] = m_expected;
-    out["saves_done"] = m_done;
-    out["elapsed_ms"] = std::chrono::duration_cast<std::chrono::milliseconds>(std::chrono::steady_clock::now() - m_start).count();
+std::vector<ActivityCheckpoint> checkpoints_of_mark(Session& session, const std::vector<std::string>& paths) {
+    std::vector<ActivityCheckpoint> out;
+    for (const MarkCheckpoint& point : mark_checkpoints(session, paths))
+        out.push_back({point.saves, to_std(point.section->m_rdb_path)});
     return out;
 }
 
-std::string Activity::sentence() const {
-    std::lock_guard<std::mutex> lock(m_lock);
-    if (!m_busy) return "busy: the viewer is answering another request; try again";
-    double seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - m_start).count();
-    char elapsed[32];
-    std::snprintf(elapsed, sizeof elapsed, "%.1f s", seconds);
-    std::string out = "busy: " + m_what;
-    if (m_expected) out += ", " + with_separators(m_expected) + (m_expected == 1 ? " save" : " saves") + " expected";
-    return out + ", " + elapsed + " so far";
-}
+}  // namespace
 
 HttpResponse api_toc(Session& session) { return toc_response(session); }
 
@@ -317,7 +290,7 @@ HttpResponse api_step(Session& session, const HttpArguments& arguments, bool for
     });
 }
 
-HttpResponse api_mark(Session& session, const std::string& body, Activity& activity) {
+HttpResponse api_mark(Session& session, const std::string& body, Activity& activity, EventHub& events) {
     return answered([&] {
         InJson request = body_object(body, {"paths", "marked"});
         if (!request.contains("marked") || !request["marked"].is_boolean())
@@ -335,33 +308,45 @@ HttpResponse api_mark(Session& session, const std::string& body, Activity& activ
         bool marked = request["marked"].get<bool>();
         std::string what = std::string(marked ? "marking " : "unmarking ") + named.front();
         if (named.size() > 1) what += " and " + with_separators(named.size() - 1) + " more";
-        return as_activity(activity, what, saves_of_mark(session, named), [&] {
-            bool reloaded = reload_if_changed_outside(session);
-            MarkProgress progress = [&](std::size_t written, std::size_t total) { activity.advance(written, total); };
-            return change_response(session, mark_sections(session, named, marked, progress), ChangeKind::mark, reloaded);
-        });
+        return as_activity(activity, what, saves_of_mark(session, named), checkpoints_of_mark(session, named), marked,
+                           [&](std::uint64_t change) {
+                               std::optional<Rebuilt> reloaded = reload_if_changed_outside(session);
+                               MarkProgress progress = [&](std::size_t written, std::size_t total) {
+                                   activity.advance(written, total);
+                               };
+                               return change_response(session, mark_sections(session, named, marked, progress),
+                                                      ChangeKind::mark, std::move(reloaded), {change, events});
+                           });
     });
 }
 
-HttpResponse api_set(Session& session, const std::string& body, Activity& activity) {
+HttpResponse api_set(Session& session, const std::string& body, Activity& activity, EventHub& events) {
     return answered([&] {
         InJson request = body_object(body, {"path", "orientation", "chart_type", "widths", "aligns", "orders"});
         if (!request.contains("path") || !request["path"].is_string())
             throw BadRequest{400, "\"path\" must be the section's rdb path, as a string."};
         SettingsChange change = settings_change(request);
         std::string path = request["path"].get<std::string>();
-        return as_activity(activity, "changing the settings of " + path, 1, [&] {
-            bool reloaded = reload_if_changed_outside(session);
-            return change_response(session, change_settings(session, path, change), ChangeKind::set, reloaded);
+        return as_activity(activity, "changing the settings of " + path, 1, {}, false, [&](std::uint64_t number) {
+            std::optional<Rebuilt> reloaded = reload_if_changed_outside(session);
+            return change_response(session, change_settings(session, path, change), ChangeKind::set,
+                                   std::move(reloaded), {number, events});
         });
     });
 }
 
-HttpResponse api_settings(Session& session) { return json_response(200, settings_file_document(read_settings_file(session))); }
+HttpResponse api_settings(Session& session) {
+    std::optional<Session::SettingsRead> read = session.read_settings();
+    return json_response(200, json_document(settings_blocks_json(session.settings_file(), read ? &*read : nullptr, {})));
+}
 
 HttpResponse api_reload(Session& session) {
-    session.rebuild();
-    return toc_response(session);
+    bool outside = session.settings_file_changed_outside();
+    Rebuilt rebuilt = rebuild_and_compare(session);
+    Json document = json_document({{"toc", toc_json(session.toc())}});
+    if (outside && !rebuilt.notice.empty()) document["notice"] = rebuilt.notice;
+    document["settings"] = settings_blocks_json(session.settings_file(), session.last_read(), headers_of(rebuilt.changed));
+    return json_response(200, document);
 }
 
 HttpResponse api_progress(const Session& session, const Activity& activity) {

@@ -8,6 +8,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <cstring>
 #include <atomic>
 #include <condition_variable>
 #include <deque>
@@ -91,6 +92,7 @@ struct Link {
     Clock::time_point opened = Clock::now();
     std::size_t requests = 0;
     bool answering = false;  // the handler makes an answer: the reaper waits
+    bool streaming = false;  // the event stream: it lives as long as the page
     bool reaped = false;
 };
 
@@ -99,6 +101,85 @@ struct Exchange {
     HttpRequest request;
     bool close_after = false;  // the connection's last request
     std::optional<HttpResponse> answer;  // set by a worker
+};
+
+struct ViewDaemonStreams;
+
+// One page's event stream: what the hub has that it has not sent yet.
+struct Stream {
+    ViewDaemonStreams* owner = nullptr;
+    MHD_Connection* connection = nullptr;
+    std::uint64_t cursor = 0;  // the hub's newest event sent
+    std::string unsent;
+    bool suspended = false;  // waits for an event; guarded by the owner's lock
+    bool ending = false;     // the stream ends after what it has; guarded likewise
+};
+
+// The open streams, woken when the hub has news. At most `limit` are open:
+// a page that goes away leaves its stream until the next event, so the
+// oldest gives way to a new one.
+struct ViewDaemonStreams {
+    EventHub* hub = nullptr;
+    std::size_t limit = 8;
+    std::mutex lock;
+    std::deque<Stream*> open;  // oldest first
+
+    // Resumes a waiting stream; the lock is held.
+    static void wake(Stream& stream) {
+        if (!stream.suspended) return;
+        stream.suspended = false;
+        MHD_resume_connection(stream.connection);
+    }
+    void wake_all() {
+        std::lock_guard<std::mutex> guard(lock);
+        for (Stream* stream : open) wake(*stream);
+    }
+    void end_all() {
+        std::lock_guard<std::mutex> guard(lock);
+        for (Stream* stream : open) {
+            stream->ending = true;
+            wake(*stream);
+        }
+    }
+    void add(Stream* stream) {
+        std::lock_guard<std::mutex> guard(lock);
+        open.push_back(stream);
+        while (open.size() > limit) {
+            open.front()->ending = true;
+            wake(*open.front());
+            open.pop_front();
+        }
+    }
+    void remove(Stream* stream) {
+        std::lock_guard<std::mutex> guard(lock);
+        open.erase(std::remove(open.begin(), open.end(), stream), open.end());
+    }
+
+    // libmicrohttpd asks for more of a stream when its socket can take it.
+    // With nothing to send, the connection is suspended until the hub has
+    // an event (returning nothing without suspending would make it ask
+    // again at once, in a loop).
+    static ssize_t read(void* self, std::uint64_t, char* buffer, std::size_t max) {
+        Stream& stream = *static_cast<Stream*>(self);
+        ViewDaemonStreams& streams = *stream.owner;
+        std::lock_guard<std::mutex> guard(streams.lock);
+        if (stream.unsent.empty()) stream.unsent = streams.hub->take(stream.cursor);
+        if (stream.unsent.empty()) {
+            if (stream.ending) return MHD_CONTENT_READER_END_OF_STREAM;
+            stream.suspended = true;
+            MHD_suspend_connection(stream.connection);
+            return 0;
+        }
+        std::size_t size = std::min(max, stream.unsent.size());
+        std::memcpy(buffer, stream.unsent.data(), size);
+        stream.unsent.erase(0, size);
+        return static_cast<ssize_t>(size);
+    }
+    static void release(void* self) {
+        Stream* stream = static_cast<Stream*>(self);
+        stream->owner->remove(stream);
+        delete stream;
+    }
 };
 
 MHD_Result collect(void* pairs, MHD_ValueKind, const char* key, const char* value) {
@@ -121,16 +202,42 @@ HttpRequest head_of(MHD_Connection* connection, const char* url, const char* met
 // as "+".
 std::size_t unescape(void*, MHD_Connection*, char* text) { return form_decode(text); }
 
-MHD_Result send_answer(MHD_Connection* connection, const HttpResponse& answer, bool close_after) {
-    MHD_Response* response = MHD_create_response_from_buffer(answer.body.size(), const_cast<char*>(answer.body.data()),
-                                                             MHD_RESPMEM_MUST_COPY);
-    if (!response) return MHD_NO;
+void add_headers(MHD_Response* response, const HttpResponse& answer, bool close_after) {
     bool closes = false;
     for (const auto& header : answer.headers) {
         MHD_add_response_header(response, header.first.c_str(), header.second.c_str());
         closes = closes || header.first == "Connection";
     }
     if (close_after && !closes) MHD_add_response_header(response, "Connection", "close");
+}
+
+MHD_Result send_answer(MHD_Connection* connection, const HttpResponse& answer, bool close_after) {
+    MHD_Response* response = MHD_create_response_from_buffer(answer.body.size(), const_cast<char*>(answer.body.data()),
+                                                             MHD_RESPMEM_MUST_COPY);
+    if (!response) return MHD_NO;
+    add_headers(response, answer, close_after);
+    MHD_Result queued = MHD_queue_response(connection, static_cast<unsigned>(answer.status), response);
+    MHD_destroy_response(response);
+    return queued;
+}
+
+// The event stream: the hub's events from now on, for as long as the page
+// keeps it open; the connection is never idle-closed.
+MHD_Result send_stream(MHD_Connection* connection, const HttpResponse& answer, ViewDaemonStreams& streams) {
+    auto* stream = new Stream;
+    stream->owner = &streams;
+    stream->connection = connection;
+    stream->cursor = streams.hub->newest();
+    stream->unsent = ": the viewer's events\n\n";  // sent at once: the page knows the stream is open
+    MHD_Response* response = MHD_create_response_from_callback(MHD_SIZE_UNKNOWN, 4096, &ViewDaemonStreams::read,
+                                                               stream, &ViewDaemonStreams::release);
+    if (!response) {
+        delete stream;
+        return MHD_NO;
+    }
+    streams.add(stream);
+    add_headers(response, answer, true);
+    MHD_set_connection_option(connection, MHD_CONNECTION_OPTION_TIMEOUT, 0u);
     MHD_Result queued = MHD_queue_response(connection, static_cast<unsigned>(answer.status), response);
     MHD_destroy_response(response);
     return queued;
@@ -150,6 +257,7 @@ struct ViewDaemon::State {
     std::size_t closed_since_trim = 0;  // guarded by links_lock
     std::atomic<bool> reaping{false};
     std::thread reaper;
+    ViewDaemonStreams streams;
 
     static MHD_Result on_request(void* self, MHD_Connection* connection, const char* url, const char* method,
                                  const char* version, const char* upload, std::size_t* upload_size, void** context);
@@ -159,6 +267,7 @@ struct ViewDaemon::State {
 
     MHD_Result begin(MHD_Connection* connection, Exchange* exchange);
     MHD_Result dispatch(MHD_Connection* connection, Exchange* exchange);
+    MHD_Result answer(MHD_Connection* connection, const HttpResponse& response, bool close_after);
     void set_answering(MHD_Connection* connection, bool answering);
     void reap();
 };
@@ -183,7 +292,7 @@ MHD_Result ViewDaemon::State::on_request(void* self, MHD_Connection* connection,
     }
     if (exchange->answer) {
         state.set_answering(connection, false);
-        return send_answer(connection, *exchange->answer, exchange->close_after);
+        return state.answer(connection, *exchange->answer, exchange->close_after);
     }
     return state.dispatch(connection, exchange);
 }
@@ -219,6 +328,16 @@ MHD_Result ViewDaemon::State::dispatch(MHD_Connection* connection, Exchange* exc
     MHD_resume_connection(connection);
     exchange->answer = handler->handle(exchange->request);
     return MHD_YES;
+}
+
+MHD_Result ViewDaemon::State::answer(MHD_Connection* connection, const HttpResponse& response, bool close_after) {
+    if (!response.event_stream || response.status != 200) return send_answer(connection, response, close_after);
+    {
+        std::lock_guard<std::mutex> lock(links_lock);
+        auto link = links.find(connection);
+        if (link != links.end()) link->second.streaming = true;
+    }
+    return send_stream(connection, response, streams);
 }
 
 void ViewDaemon::State::set_answering(MHD_Connection* connection, bool answering) {
@@ -260,7 +379,8 @@ void ViewDaemon::State::reap() {
         const Clock::time_point now = Clock::now();
         for (auto& entry : links) {
             Link& link = entry.second;
-            if (link.answering || link.reaped || link.fd < 0 || now - link.opened < bounds.lifetime) continue;
+            if (link.answering || link.streaming || link.reaped || link.fd < 0 || now - link.opened < bounds.lifetime)
+                continue;
             shutdown(link.fd, SHUT_RDWR);
             link.reaped = true;
         }
@@ -330,6 +450,9 @@ bool ViewDaemon::start(ViewHandler& handler, const ServerBounds& bounds) {
     if (s.listener < 0 || ::listen(s.listener, static_cast<int>(bounds.backlog)) != 0) return false;
     s.handler = &handler;
     s.bounds = bounds;
+    s.streams.hub = &handler.events();
+    s.streams.limit = bounds.streams;
+    handler.events().on_publish([&s] { s.streams.wake_all(); });
     s.workers = std::make_unique<WorkQueue>(bounds.workers);
     s.daemon = MHD_start_daemon(
         MHD_USE_EPOLL_INTERNAL_THREAD | MHD_ALLOW_SUSPEND_RESUME, 0, nullptr, nullptr, &State::on_request, &s,
@@ -356,8 +479,11 @@ bool ViewDaemon::start(ViewHandler& handler, const ServerBounds& bounds) {
 void ViewDaemon::stop() {
     State& s = *m_state;
     if (!s.daemon) return;
-    // No new connections; the requests the workers hold are answered.
+    // No new connections; the requests the workers hold are answered; the
+    // streams end (libmicrohttpd may not stop with a connection suspended).
     int listener = MHD_quiesce_daemon(s.daemon);
+    s.handler->events().on_publish(nullptr);
+    s.streams.end_all();
     s.workers->close();
     MHD_stop_daemon(s.daemon);
     s.daemon = nullptr;

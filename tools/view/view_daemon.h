@@ -41,6 +41,9 @@ struct ServerBounds {
     unsigned backlog = 1024;
     // Threads that run the handler.
     std::size_t workers = 4;
+    // Event streams open at once (each needs a ticket, which only a request
+    // with the token gets); a new one ends the oldest.
+    std::size_t streams = 8;
 };
 
 class ViewDaemon {

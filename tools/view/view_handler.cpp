@@ -22,25 +22,50 @@ const char* const kPagePolicy =
     "default-src 'none'; script-src 'self'; style-src 'self'; style-src-attr 'unsafe-inline'; img-src 'self' data:; "
     "connect-src 'self'; base-uri 'none'; form-action 'none'; frame-ancestors 'none'";
 
+// What an endpoint may use beside the session.
+struct ApiContext {
+    Activity& activity;
+    EventHub& events;
+};
+
 struct Endpoint {
     const char* path;
     const char* method;
-    HttpResponse (*run)(Session& session, const HttpRequest& request, Activity& activity);
+    HttpResponse (*run)(Session& session, const HttpRequest& request, ApiContext& context);
+    bool needs_library = true;  // false: answered at once, without the library's lock
 };
 
+HttpResponse events_ticket(EventHub& events) {
+    std::string ticket = events.new_ticket();
+    if (ticket.empty()) return error_response(500, "The system's random source cannot be read.");
+    return json_response(200, json_document({{"ticket", ticket}}));
+}
+
+// The stream itself is the server's: the answer only says it may begin.
+HttpResponse event_stream(EventHub& events, const HttpArguments& arguments) {
+    if (!events.redeem(argument_value(arguments, "ticket").value_or("")))
+        return error_response(401, "The event stream needs a fresh ticket from POST /api/events/ticket.");
+    HttpResponse response;
+    response.headers.emplace_back("Content-Type", "text/event-stream; charset=utf-8");
+    response.event_stream = true;
+    return response;
+}
+
 const Endpoint kEndpoints[] = {
-    {"/api/toc", "GET", [](Session& s, const HttpRequest&, Activity&) { return api_toc(s); }},
-    {"/api/section", "GET", [](Session& s, const HttpRequest& r, Activity&) { return api_section(s, r.arguments); }},
-    {"/api/next", "GET", [](Session& s, const HttpRequest& r, Activity&) { return api_step(s, r.arguments, true); }},
-    {"/api/prev", "GET", [](Session& s, const HttpRequest& r, Activity&) { return api_step(s, r.arguments, false); }},
-    {"/api/mark", "POST", [](Session& s, const HttpRequest& r, Activity& a) { return api_mark(s, r.body, a); }},
-    {"/api/set", "POST", [](Session& s, const HttpRequest& r, Activity& a) { return api_set(s, r.body, a); }},
-    {"/api/settings", "GET", [](Session& s, const HttpRequest&, Activity&) { return api_settings(s); }},
-    {"/api/progress", "GET", nullptr},  // answered without the library: see ViewHandler::api
-    {"/api/reload", "POST", [](Session& s, const HttpRequest&, Activity&) { return api_reload(s); }},
-    {"/api/export.html", "GET", [](Session& s, const HttpRequest&, Activity&) { return api_export(s, ReportFormat::html); }},
-    {"/api/export.txt", "GET", [](Session& s, const HttpRequest&, Activity&) { return api_export(s, ReportFormat::text); }},
-    {"/api/preview", "POST", [](Session& s, const HttpRequest& r, Activity&) { return api_preview(s, r.body); }},
+    {"/api/toc", "GET", [](Session& s, const HttpRequest&, ApiContext&) { return api_toc(s); }},
+    {"/api/section", "GET", [](Session& s, const HttpRequest& r, ApiContext&) { return api_section(s, r.arguments); }},
+    {"/api/next", "GET", [](Session& s, const HttpRequest& r, ApiContext&) { return api_step(s, r.arguments, true); }},
+    {"/api/prev", "GET", [](Session& s, const HttpRequest& r, ApiContext&) { return api_step(s, r.arguments, false); }},
+    {"/api/mark", "POST", [](Session& s, const HttpRequest& r, ApiContext& c) { return api_mark(s, r.body, c.activity, c.events); }},
+    {"/api/set", "POST", [](Session& s, const HttpRequest& r, ApiContext& c) { return api_set(s, r.body, c.activity, c.events); }},
+    {"/api/settings", "GET", [](Session& s, const HttpRequest&, ApiContext&) { return api_settings(s); }},
+    {"/api/progress", "GET", [](Session& s, const HttpRequest&, ApiContext& c) { return api_progress(s, c.activity); }, false},
+    {"/api/reload", "POST", [](Session& s, const HttpRequest&, ApiContext&) { return api_reload(s); }},
+    {"/api/export.html", "GET", [](Session& s, const HttpRequest&, ApiContext&) { return api_export(s, ReportFormat::html); }},
+    {"/api/export.txt", "GET", [](Session& s, const HttpRequest&, ApiContext&) { return api_export(s, ReportFormat::text); }},
+    {"/api/preview", "POST", [](Session& s, const HttpRequest& r, ApiContext&) { return api_preview(s, r.body); }},
+    {"/api/events/ticket", "POST", [](Session&, const HttpRequest&, ApiContext& c) { return events_ticket(c.events); }, false},
+    {kEventStreamPath, "GET", [](Session&, const HttpRequest& r, ApiContext& c) { return event_stream(c.events, r.arguments); }, false},
 };
 
 const Endpoint* find_endpoint(const std::string& path) {
@@ -130,7 +155,7 @@ HttpResponse presentation_style(const HttpRequest& request) {
 }  // namespace
 
 ViewHandler::ViewHandler(Session& session, std::string token, int port)
-    : m_session(session), m_token(std::move(token)), m_port(port) {}
+    : m_session(session), m_token(std::move(token)), m_port(port), m_live(session, m_library, m_activity, m_events) {}
 
 HttpResponse ViewHandler::handle(const HttpRequest& request) {
     HttpResponse response;
@@ -149,6 +174,17 @@ HttpResponse ViewHandler::handle(const HttpRequest& request) {
     return response;
 }
 
+std::unique_ptr<FileWatcher> ViewHandler::watch_settings_file() {
+    LiveUpdates& live = m_live;
+    FileWatcher::Hooks hooks{[&live](std::size_t saves, std::size_t other) { live.file_changed(saves, other); },
+                             [&live] { live.tick(); }, [&live] { return live.ticking(); }};
+    auto watcher = std::make_unique<FileWatcher>(m_session.settings_file(), std::move(hooks), LiveUpdates::kTickEvery);
+    if (!watcher->start()) return nullptr;
+    FileWatcher* woken = watcher.get();
+    m_activity.on_begin([woken] { woken->wake(); });
+    return watcher;
+}
+
 bool ViewHandler::closes_connection(int status) { return status >= 400 && status != 503; }
 
 std::optional<HttpResponse> ViewHandler::refuse_head(const HttpRequest& request) const {
@@ -161,7 +197,9 @@ std::optional<HttpResponse> ViewHandler::refuse_head(const HttpRequest& request)
     if (request.body.size() > kMaxRequestBodyBytes || declared_length(request.headers) > kMaxRequestBodyBytes)
         return error_response(413, "The request body is larger than 64 KiB.");
     if (request.path.compare(0, 5, "/api/") != 0) return std::nullopt;
-    if (!has_token(request))
+    // An EventSource cannot send the token: its stream is opened with a
+    // ticket instead, which only a request with the token gets.
+    if (request.path != kEventStreamPath && !has_token(request))
         return error_response(401, "This request needs the session's token: open the address that rpl-toc view "
                                    "printed, or send the token as X-RPL-Token.");
     if (!own_origin(request)) return error_response(403, "Requests from other sites are refused.");
@@ -188,7 +226,8 @@ HttpResponse ViewHandler::api(const HttpRequest& request) {
     bool get = std::string(endpoint->method) == "GET";
     if (get ? !is_get(request.method) : request.method != endpoint->method) return method_not_allowed(endpoint->method);
     if (!get && !json_content(request)) return error_response(403, "A POST request must have the content type application/json.");
-    if (!endpoint->run) return api_progress(m_session, m_activity);
+    ApiContext context{m_activity, m_events};
+    if (!endpoint->needs_library) return endpoint->run(m_session, request, context);
     // A request never waits behind a long change: it says what holds the
     // library. Behind another short request it waits its turn.
     std::unique_lock<std::mutex> lock(m_library, std::defer_lock);
@@ -200,7 +239,7 @@ HttpResponse ViewHandler::api(const HttpRequest& request) {
         }
         std::this_thread::sleep_for(std::chrono::milliseconds(1));
     }
-    return endpoint->run(m_session, request, m_activity);
+    return endpoint->run(m_session, request, context);
 }
 
 // Whether `value` names this server, "127.0.0.1:PORT" or "localhost:PORT"

@@ -7,18 +7,25 @@
 #define TOOLS_VIEW_VIEW_HANDLER_H
 
 #include <cstddef>
+#include <memory>
 #include <mutex>
 #include <optional>
 #include <string>
 
 #include "tools/core/session.h"
 #include "tools/view/view_api.h"
+#include "tools/view/view_events.h"
+#include "tools/view/view_live.h"
+#include "tools/view/view_watch.h"
 #include "tools/view/view_http.h"
 
 namespace rpl_toc {
 
 // The most header lines one request may have; a browser sends about 20.
 constexpr std::size_t kMaxHeaderLines = 64;
+
+// The address of the event stream: opened with ?ticket=, not the token.
+constexpr const char* kEventStreamPath = "/api/events";
 
 class ViewHandler {
 public:
@@ -49,6 +56,15 @@ public:
     // refusal.
     static bool closes_connection(int status);
 
+    // What the pages are told without asking, and what tells it: the
+    // server streams the one, a FileWatcher feeds the other.
+    EventHub& events() { return m_events; }
+    LiveUpdates& live() { return m_live; }
+    // Starts watching the session's settings file, so that other programs'
+    // saves and a change's progress reach the pages as they land; null when
+    // the file's directory cannot be watched. Call it once, before serving.
+    std::unique_ptr<FileWatcher> watch_settings_file();
+
 private:
     HttpResponse route(const HttpRequest& request);
     HttpResponse page(const HttpRequest& request);
@@ -63,6 +79,8 @@ private:
     const int m_port;
     std::mutex m_library;  // held for every request that touches the library
     Activity m_activity;   // what the holder of m_library is doing
+    EventHub m_events;
+    LiveUpdates m_live;  // after what it refers to
 };
 
 }  // namespace rpl_toc

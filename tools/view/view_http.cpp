@@ -1,7 +1,12 @@
 #include "tools/view/view_http.h"
 
+#include <fcntl.h>
+#include <sys/random.h>
+#include <unistd.h>
+
 #include <algorithm>
 #include <cctype>
+#include <cerrno>
 
 namespace rpl_toc {
 namespace {
@@ -98,6 +103,40 @@ std::string header_text(const std::string& text) {
             out += hex[c >> 4];
             out += hex[c & 15];
         }
+    }
+    return out;
+}
+
+namespace {
+
+bool read_random(unsigned char* bytes, std::size_t size) {
+    std::size_t got = 0;
+    while (got < size) {
+        ssize_t n = getrandom(bytes + got, size - got, 0);
+        if (n < 0 && errno == EINTR) continue;
+        if (n < 0) break;
+        got += static_cast<std::size_t>(n);
+    }
+    if (got == size) return true;
+    int fd = open("/dev/urandom", O_RDONLY | O_CLOEXEC);
+    if (fd < 0) return false;
+    got = 0;
+    ssize_t n = 0;
+    while (got < size && (n = read(fd, bytes + got, size - got)) > 0) got += static_cast<std::size_t>(n);
+    close(fd);
+    return got == size;
+}
+
+}  // namespace
+
+std::optional<std::string> random_hex(std::size_t bytes) {
+    std::vector<unsigned char> random(bytes);
+    if (!read_random(random.data(), bytes)) return std::nullopt;
+    static const char hex[] = "0123456789abcdef";
+    std::string out;
+    for (unsigned char b : random) {
+        out += hex[b >> 4];
+        out += hex[b & 15];
     }
     return out;
 }

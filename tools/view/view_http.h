@@ -30,6 +30,9 @@ struct HttpResponse {
     int status = 200;
     HttpHeaders headers;
     std::string body;
+    // The answer is the event stream (GET /api/events): the server sends
+    // the headers, then the hub's events as they come, and never `body`.
+    bool event_stream = false;
 };
 
 // The value of the first header of that name (names compare without regard
@@ -55,6 +58,10 @@ HttpRequest request_for_target(const std::string& method, const std::string& tar
 // `text` fit for a header value: bytes outside printable ASCII, and "%",
 // as "%XX", so that a page reads it back with decodeURIComponent.
 std::string header_text(const std::string& text);
+
+// `bytes` random bytes from the system's random source as hex digits;
+// nullopt when it cannot be read.
+std::optional<std::string> random_hex(std::size_t bytes);
 
 // Whether two secrets are equal, in time that depends on their lengths only.
 bool same_secret(const std::string& a, const std::string& b);

@@ -3,7 +3,6 @@
 #include <fcntl.h>
 #include <signal.h>
 #include <spawn.h>
-#include <sys/random.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -19,24 +18,6 @@ extern char** environ;
 
 namespace rpl_toc {
 namespace {
-
-bool read_random(unsigned char* bytes, std::size_t size) {
-    std::size_t got = 0;
-    while (got < size) {
-        ssize_t n = getrandom(bytes + got, size - got, 0);
-        if (n < 0 && errno == EINTR) continue;
-        if (n < 0) break;
-        got += static_cast<std::size_t>(n);
-    }
-    if (got == size) return true;
-    int fd = open("/dev/urandom", O_RDONLY | O_CLOEXEC);
-    if (fd < 0) return false;
-    got = 0;
-    ssize_t n = 0;
-    while (got < size && (n = read(fd, bytes + got, size - got)) > 0) got += static_cast<std::size_t>(n);
-    close(fd);
-    return got == size;
-}
 
 // The browser must not inherit the terminal: its output would mix with the
 // server's, and Ctrl-C there would reach it too.
@@ -75,16 +56,10 @@ void wait_for_a_signal(const sigset_t& signals) {
 }  // namespace
 
 std::string new_session_token() {
-    unsigned char bytes[16];
-    if (!read_random(bytes, sizeof bytes))
+    std::optional<std::string> token = random_hex(16);
+    if (!token)
         throw ViewStartError(ViewStartError::no_random_source, "cannot read the system's random source for the session token");
-    static const char hex[] = "0123456789abcdef";
-    std::string token;
-    for (unsigned char b : bytes) {
-        token += hex[b >> 4];
-        token += hex[b & 15];
-    }
-    return token;
+    return *token;
 }
 
 void run_view(Session& session, const std::string& report, const ViewOptions& options) {
@@ -101,6 +76,8 @@ void run_view(Session& session, const std::string& report, const ViewOptions& op
                                                           " (the port is in use or not allowed)");
     std::string token = new_session_token();
     ViewHandler handler(session, token, server.port());
+    // Without a watch, other programs' saves are found at the next change.
+    std::unique_ptr<FileWatcher> watcher = handler.watch_settings_file();
     if (!server.start(handler))
         throw ViewStartError(ViewStartError::no_port, "cannot serve on 127.0.0.1:" + std::to_string(server.port()));
 
@@ -111,6 +88,7 @@ void run_view(Session& session, const std::string& report, const ViewOptions& op
     if (options.open_browser && has_display()) open_browser(url);
     wait_for_a_signal(signals);
     server.stop();
+    if (watcher) watcher->stop();
 }
 
 }  // namespace rpl_toc

@@ -1,0 +1,117 @@
+#include "tools/view/view_activity.h"
+
+#include <algorithm>
+#include <cstdio>
+
+#include "tools/core/section_info.h"
+
+namespace rpl_toc {
+
+std::uint64_t Activity::begin(const std::string& what, std::size_t expected_saves,
+                              std::vector<ActivityCheckpoint> checkpoints, bool marked) {
+    std::uint64_t number = start(what, expected_saves, std::move(checkpoints), marked);
+    if (m_on_begin) m_on_begin();
+    return number;
+}
+
+void Activity::on_begin(std::function<void()> hook) { m_on_begin = std::move(hook); }
+
+std::uint64_t Activity::start(const std::string& what, std::size_t expected_saves,
+                              std::vector<ActivityCheckpoint> checkpoints, bool marked) {
+    std::lock_guard<std::mutex> lock(m_lock);
+    m_busy = true;
+    m_what = what;
+    m_expected = expected_saves;
+    m_written = 0;
+    m_landed = 0;
+    m_checkpoints = std::move(checkpoints);
+    m_next_checkpoint = 0;
+    m_marked = marked;
+    m_start = std::chrono::steady_clock::now();
+    return ++m_begun;
+}
+
+void Activity::advance(std::size_t written, std::size_t total) {
+    {
+        std::lock_guard<std::mutex> lock(m_lock);
+        m_written = written;
+        m_expected = total;
+    }
+    if (m_on_advance) m_on_advance(written, total);
+}
+
+void Activity::landed(std::size_t saves) {
+    std::lock_guard<std::mutex> lock(m_lock);
+    if (m_busy) m_landed += saves;
+}
+
+void Activity::on_advance(std::function<void(std::size_t written, std::size_t total)> hook) {
+    m_on_advance = std::move(hook);
+}
+
+std::pair<bool, std::uint64_t> Activity::state() const {
+    std::lock_guard<std::mutex> lock(m_lock);
+    return {m_busy, m_begun};
+}
+
+void Activity::end() {
+    std::lock_guard<std::mutex> lock(m_lock);
+    m_busy = false;
+    m_checkpoints.clear();
+}
+
+// The file's count runs ahead of the change's own, which it gives after
+// each section named only; another program's save may add to the file's,
+// so neither passes what the change is expected to make.
+std::size_t Activity::done() const {
+    std::size_t done = std::max(m_written, m_landed);
+    return m_expected ? std::min(done, m_expected) : done;
+}
+
+std::string Activity::progress_words() const {
+    double seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - m_start).count();
+    char elapsed[32];
+    std::snprintf(elapsed, sizeof elapsed, "%.1f s", seconds);
+    std::string out = m_what;
+    if (m_expected)
+        out += ", " + with_separators(done()) + " of " + with_separators(m_expected) +
+               (m_expected == 1 ? " save" : " saves") + " done";
+    return out + ", " + elapsed + " so far";
+}
+
+ActivityProgress Activity::take_progress() {
+    std::lock_guard<std::mutex> lock(m_lock);
+    ActivityProgress out;
+    out.busy = m_busy;
+    out.change = m_begun;
+    if (!m_busy) return out;
+    out.sentence = progress_words();
+    out.saves_done = done();
+    out.expected_saves = m_expected;
+    out.elapsed_ms = std::chrono::duration_cast<std::chrono::milliseconds>(std::chrono::steady_clock::now() - m_start).count();
+    for (; m_next_checkpoint < m_checkpoints.size() && m_checkpoints[m_next_checkpoint].saves <= out.saves_done;
+         ++m_next_checkpoint)
+        out.passed.push_back(m_checkpoints[m_next_checkpoint].path);
+    out.marked = m_marked;
+    return out;
+}
+
+Json Activity::document() const {
+    std::lock_guard<std::mutex> lock(m_lock);
+    Json out = json_document();
+    out["busy"] = m_busy;
+    if (!m_busy) return out;
+    out["what"] = m_what;
+    out["expected_saves"] = m_expected;
+    out["saves_done"] = done();
+    out["elapsed_ms"] = std::chrono::duration_cast<std::chrono::milliseconds>(std::chrono::steady_clock::now() - m_start).count();
+    return out;
+}
+
+std::string Activity::sentence() const {
+    std::lock_guard<std::mutex> lock(m_lock);
+    if (!m_busy) return "busy: the viewer is answering another request; try again";
+    return "busy: " + progress_words();
+}
+
+}  // namespace rpl_toc
