@@ -20,6 +20,7 @@
 #include <memory>
 #include <mutex>
 #include <regex>
+#include <set>
 #include <string>
 #include <thread>
 #include <tuple>
@@ -248,7 +249,6 @@ TEST_F(ViewerHttp, AnswersWhatTheCommandLinePrints) {
         {"/api/prev?path=%7C%7CR%7C%7CT1", {"--json", "prev", small_, "||R||T1"}},  // none: null
         {"/api/export.txt", {"export", small_, "--text", "-"}},
         {"/api/export.html", {"export", small_, "--html", "-"}},
-        {"/api/settings", {"--json", "settings", small_}},  // no file yet
     };
     for (const auto& [target, args] : cases) {
         SCOPED_TRACE(target);
@@ -259,24 +259,38 @@ TEST_F(ViewerHttp, AnswersWhatTheCommandLinePrints) {
     EXPECT_FALSE(has_settings());
 }
 
-// One document, member for member, whatever state the file is in.
-TEST_F(ViewerHttp, SettingsAnswerIsTheCommandLinesDocument) {
-    write_file(db_.file("small@timing.rplset"), "[||R||X1]\nOUTPUT_SECTION=0\n");
-    EXPECT_EQ(call("GET", "/api/settings").body, cli({"--json", "settings", small_}));
+// The file block by block, as the library reads it: a file the library
+// wrote reads back as its very bytes; one written by hand shows what the
+// library makes of it; one it cannot read shows no block.
+TEST_F(ViewerHttp, SettingsAnswerShowsTheFileBlockByBlockAsTheLibraryReadsIt) {
+    auto joined = [](const json& settings) {
+        std::string out;
+        for (const json& block : settings["blocks"]) out += block["text"].get<std::string>();
+        return out;
+    };
+    call_json("POST", "/api/mark", R"({"paths": ["||R||F"], "marked": false})");
+    call_json("POST", "/api/set", R"({"path": "||R||T1", "widths": [[0, 1], [1, 2], [2, 3]], "orientation": 2})");
+    json written = call_json("GET", "/api/settings");
+    EXPECT_EQ(joined(written), settings());
+    for (const json& block : written["blocks"]) EXPECT_EQ(block["rewritten"], false);
+
+    write_file(db_.file("small@timing.rplset"), "junk\n[||R||X1]\nOUTPUT_SECTION=0\nOUTPUT_SECTION=1\n\n[||A]\nz=1\na=2\n");
+    json by_hand = call_json("GET", "/api/settings");
+    EXPECT_EQ(joined(by_hand), "[||A]\na=2\nz=1\n[||R||X1]\nOUTPUT_SECTION=0\n");  // a key's first value holds
+    EXPECT_EQ(by_hand["blocks"][1]["header"], "[||R||X1]");
+
     std::filesystem::remove(db_.file("small@timing.rplset"));
     std::filesystem::create_directory(db_.file("small@timing.rplset"));
-    HttpResponse unreadable = call("GET", "/api/settings");
-    EXPECT_EQ(json::parse(unreadable.body)["readable"], false);
-    EXPECT_EQ(unreadable.body, cli({"--json", "settings", small_}));
+    EXPECT_EQ(call_json("GET", "/api/settings"), json({{"format", 1}, {"settings_file", db_.file("small@timing.rplset")},
+                                                       {"exists", true}, {"readable", false}, {"blocks", json::array()}}));
 }
 
 // The answer holds the marks that the file, read back, gives.
 TEST_F(ViewerHttp, MarkWritesTheSettingsFileAndAnswersTheTree) {
     EXPECT_EQ(call_json("GET", "/api/settings"), json({{"format", 1}, {"settings_file", db_.file("small@timing.rplset")},
-                                                       {"exists", false}, {"readable", true}, {"content", nullptr}}));
+                                                       {"exists", false}, {"readable", true}, {"blocks", json::array()}}));
     json toc = call_json("POST", "/api/mark", R"({"paths": ["||R||F"], "marked": false})");
     EXPECT_EQ(settings(), kSmallAfterUnmarkF);
-    EXPECT_EQ(call_json("GET", "/api/settings")["content"], kSmallAfterUnmarkF);
     json read_back = json::parse(cli({"--json", "show", small_}));
     auto marks = [](const json& document) {
         std::vector<std::tuple<std::string, bool, int>> out;
@@ -290,7 +304,19 @@ TEST_F(ViewerHttp, MarkWritesTheSettingsFileAndAnswersTheTree) {
     auto sorted = [](std::vector<std::tuple<std::string, bool, int>> v) { std::sort(v.begin(), v.end()); return v; };
     EXPECT_EQ(sorted(marks(toc)), sorted(touched));
     EXPECT_EQ(toc["reloaded"], false);
-    EXPECT_EQ(toc.size(), 3u);  // format, reloaded, sections: no TOC document
+    EXPECT_FALSE(toc.contains("unsaved"));
+    // With the file as it now is, the blocks the change rewrote marked: one
+    // request per click, and no TOC document.
+    std::string file;
+    std::set<std::string> rewritten;
+    for (const json& block : toc["settings"]["blocks"]) {
+        file += block["text"].get<std::string>();
+        if (block["rewritten"] == true) rewritten.insert(block["header"]);
+    }
+    EXPECT_EQ(file, kSmallAfterUnmarkF);
+    EXPECT_EQ(rewritten, (std::set<std::string>{"[||R]", "[||R||F]", "[||R||F||C1]", "[||R||F||G]"}));
+    EXPECT_EQ(toc.size(), 5u);  // format, reloaded, sections, change, settings
+    EXPECT_GT(call_json("POST", "/api/mark", R"({"paths": ["||R||X1"], "marked": false})")["change"], toc["change"]);
 }
 
 // Each SECTION of a change's answer is the TOC document's, member for member.
@@ -344,13 +370,18 @@ TEST_F(ViewerHttp, ReloadShowsWhatAnotherProgramWroteToTheSettingsFile) {
     call_json("POST", "/api/mark", R"({"paths": ["||R||X1"], "marked": false})");
     write_file(db_.file("small@timing.rplset"), "[||R||X1]\nOUTPUT_SECTION=1\n[||R||T1]\nOUTPUT_SECTION=0\n");
     EXPECT_EQ(section_at(call_json("GET", "/api/toc"), "||R||X1")["marked"], false);  // not read again by itself
-    json toc = call_json("POST", "/api/reload", "{}");
-    EXPECT_EQ(section_at(toc, "||R||X1")["marked"], true);
-    EXPECT_EQ(section_at(toc, "||R||T1")["marked"], false);
+    json reload = call_json("POST", "/api/reload", "{}");
+    EXPECT_EQ(section_at(reload["toc"], "||R||X1")["marked"], true);
+    EXPECT_EQ(section_at(reload["toc"], "||R||T1")["marked"], false);
+    EXPECT_EQ(reload["notice"], "Another program saved the settings file; 2 sections now show what it holds: "
+                                "||R||T1, ||R||X1.");
+    EXPECT_EQ(reload["settings"]["blocks"].size(), 2u);
+    EXPECT_FALSE(call_json("POST", "/api/reload", "{}").contains("notice"));  // nothing new the second time
 }
 
 // The library keeps a change in memory when the file cannot be read; the
-// answer says so in a header and /api/settings shows why.
+// answer says so, in its document and a header, and /api/settings shows
+// no block.
 TEST_F(ViewerHttp, ReportsAChangeThatWasNotSaved) {
     std::filesystem::create_directory(db_.file("small@timing.rplset"));
     HttpResponse response = call("POST", "/api/mark", R"({"paths": ["||R||X1"], "marked": false})");
@@ -360,9 +391,10 @@ TEST_F(ViewerHttp, ReportsAChangeThatWasNotSaved) {
     EXPECT_NE(unsaved.find("small@timing.rplset"), std::string::npos) << unsaved;
     for (char c : unsaved) EXPECT_TRUE(c >= 0x20 && c < 0x7f) << unsaved;
 
+    EXPECT_EQ(json::parse(response.body)["unsaved"], json(db_.file("small@timing.rplset") + ": " + "Is a directory"));
     json settings = call_json("GET", "/api/settings");
     EXPECT_EQ(settings, json({{"format", 1}, {"settings_file", db_.file("small@timing.rplset")}, {"exists", true},
-                              {"readable", false}, {"content", nullptr}}));
+                              {"readable", false}, {"blocks", json::array()}}));
     EXPECT_EQ(header(call("POST", "/api/mark", R"({"paths": ["||R||X1"], "marked": true})"), "X-RPL-Unsaved"),
               unsaved);
 }
@@ -372,7 +404,7 @@ TEST(ViewerActivity, SaysWhatHoldsTheLibraryTheSavesExpectedAndTheTimeSoFar) {
     rpl_toc::Activity activity;
     EXPECT_EQ(activity.document(), rpl_toc::Json::parse(R"({"format": 1, "busy": false})"));
     activity.begin("unmarking ||Big", 4041);
-    activity.advance(41, 4041);
+    activity.landed(41);
     EXPECT_TRUE(std::regex_match(activity.sentence(),
                                  std::regex("busy: unmarking \\|\\|Big, 41 of 4,041 saves done, [0-9]+\\.[0-9] s so far")))
         << activity.sentence();

@@ -29,4 +29,5 @@ endif()
 # functions called without a socket.
 if(TARGET test_outside_saves AND TARGET rpl_toc_view)
   target_link_libraries(test_outside_saves PRIVATE rpl_toc_view)
+  target_link_libraries(test_viewer_live PRIVATE rpl_toc_view)
 endif()

@@ -1,5 +1,5 @@
 // The page's client of /api/: what it sends, and how it reads answers,
-// refusals, unsaved changes and a server that is gone. fetch and the page's
+// refusals, a server that is gone, and the event stream. fetch and the page's
 // <body> are small fakes.
 import assert from 'node:assert/strict';
 import { beforeEach, test } from 'node:test';
@@ -11,7 +11,7 @@ globalThis.window = {
   location: { pathname: '/', search: '', hash: '#token=00112233445566778899aabbccddeeff' },
   history: { replaceState: (state, title, url) => replaced.push(url) },
 };
-const { api, ApiError } = await import('../../tools/view/web/js/api.js');
+const { api, ApiError, listen, RECONNECT_MS } = await import('../../tools/view/web/js/api.js');
 
 let sent = [];
 let answer = () => reply(200, { format: 1 });
@@ -34,7 +34,7 @@ test('each call sends its method, address and body', async () => {
   await api.toc();
   await api.section('||Design Flow||Setup & Hold');
   await api.next('||R||T 1');
-  await api.mark(['||R||A', '||R||B'], true);
+  await api.mark({ paths: ['||R||A', '||R||B'], marked: true });
   await api.set({ path: '||R||T1', widths: [[0, 120]] });
   await api.reload();
   const seen = sent.map(({ path, init }) => [init.method, path, init.body]);
@@ -49,7 +49,7 @@ test('each call sends its method, address and body', async () => {
 });
 
 test('a body goes as JSON, with the token in a header, no cookie and past any cache', async () => {
-  await api.mark(['||R'], false);
+  await api.mark({ paths: ['||R'], marked: false });
   const { init } = sent[0];
   assert.equal(init.headers['Content-Type'], 'application/json');
   assert.equal(init.headers['X-RPL-Token'], '00112233445566778899aabbccddeeff');
@@ -86,21 +86,6 @@ test('the page counts a request as busy until it is answered', async () => {
   assert.equal(document.body.dataset.busy, '0');
 });
 
-test('the reason a change was not saved is read from its header', async () => {
-  const cases = [
-    [{}, ''],
-    [{ 'X-RPL-Unsaved': '/data/r@x.rplset: Is a directory' }, '/data/r@x.rplset: Is a directory'],
-    [{ 'X-RPL-Unsaved': '/d/caf%C3%A9%25.rplset: Permission denied' }, '/d/café%.rplset: Permission denied'],
-    [{ 'X-RPL-Unsaved': 'broken %E0 escape' }, 'broken %E0 escape'],
-  ];
-  for (const [headers, unsaved] of cases) {
-    answer = () => reply(200, { format: 1, sections: [] }, headers);
-    const result = await api.mark(['||R'], true);
-    assert.equal(result.unsaved, unsaved);
-    assert.deepEqual(result.data, { format: 1, sections: [] });
-  }
-});
-
 test('a refusal becomes an ApiError with the server\'s sentence and status', async () => {
   const cases = [
     [() => reply(404, { format: 1, error: 'No section has the path \'||R||x\'.' }), 404, 'No section has the path \'||R||x\'.'],
@@ -123,4 +108,63 @@ test('a server that does not answer is status 0 and says so', async () => {
     throw new TypeError('Failed to fetch');
   };
   await assert.rejects(api.settings(), (e) => e instanceof ApiError && e.status === 0 && /does not answer/.test(e.message));
+});
+
+// A fake EventSource: the test opens, sends and breaks each stream.
+class FakeSource {
+  static made = [];
+  constructor(url) {
+    this.url = url;
+    this.listeners = {};
+    this.closed = false;
+    FakeSource.made.push(this);
+  }
+  addEventListener(name, listener) {
+    this.listeners[name] = listener;
+  }
+  close() {
+    this.closed = true;
+  }
+  send(name, data) {
+    this.listeners[name]?.({ data });
+  }
+}
+
+test('the stream opens with a ticket, reads its events, and after a break opens again with a new ticket', async () => {
+  globalThis.EventSource = FakeSource;
+  const timers = [];
+  const realTimeout = globalThis.setTimeout;
+  globalThis.setTimeout = (run, ms) => timers.push({ run, ms });
+  let tickets = 0;
+  answer = () => reply(200, { format: 1, ticket: `t${++tickets}` });
+  const events = [];
+  const opens = [];
+  listen(['outside', 'progress'], (name, data) => events.push([name, data]), (again) => opens.push(again));
+  const settle = () => new Promise((done) => setImmediate(done));
+  await settle();
+  assert.deepEqual(sent.map(({ path, init }) => [init.method, path]), [['POST', '/api/events/ticket']]);
+  assert.equal(sent[0].busy, '0', 'a ticket is never counted as busy');
+  const first = FakeSource.made.at(-1);
+  assert.equal(first.url, '/api/events?ticket=t1');
+  first.onopen();
+  first.send('outside', '{"notice":"n"}');
+  first.send('progress', 'not JSON');
+  first.send('idle', '{}');
+  assert.deepEqual(events, [['outside', { notice: 'n' }]]);
+  first.onerror();
+  assert.ok(first.closed);
+  assert.equal(timers.at(-1).ms, RECONNECT_MS[0]);
+  await timers.at(-1).run();
+  await settle();
+  const second = FakeSource.made.at(-1);
+  assert.equal(second.url, '/api/events?ticket=t2');
+  second.onopen();
+  assert.deepEqual(opens, [false, true], 'the page is told the second stream may have missed events');
+  // A server that refuses tickets is asked again later, not in a loop.
+  answer = () => reply(500, { format: 1, error: 'no random source' });
+  second.onerror();
+  await timers.at(-1).run();
+  await settle();
+  assert.equal(timers.at(-1).ms, RECONNECT_MS[1]);
+  globalThis.setTimeout = realTimeout;
 });

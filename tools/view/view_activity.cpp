@@ -22,7 +22,6 @@ std::uint64_t Activity::start(const std::string& what, std::size_t expected_save
     m_busy = true;
     m_what = what;
     m_expected = expected_saves;
-    m_written = 0;
     m_landed = 0;
     m_checkpoints = std::move(checkpoints);
     m_next_checkpoint = 0;
@@ -32,11 +31,6 @@ std::uint64_t Activity::start(const std::string& what, std::size_t expected_save
 }
 
 void Activity::advance(std::size_t written, std::size_t total) {
-    {
-        std::lock_guard<std::mutex> lock(m_lock);
-        m_written = written;
-        m_expected = total;
-    }
     if (m_on_advance) m_on_advance(written, total);
 }
 
@@ -60,13 +54,9 @@ void Activity::end() {
     m_checkpoints.clear();
 }
 
-// The file's count runs ahead of the change's own, which it gives after
-// each section named only; another program's save may add to the file's,
-// so neither passes what the change is expected to make.
-std::size_t Activity::done() const {
-    std::size_t done = std::max(m_written, m_landed);
-    return m_expected ? std::min(done, m_expected) : done;
-}
+// Another program's save may land during the change too: the count never
+// passes what the change is expected to make.
+std::size_t Activity::done() const { return m_expected ? std::min(m_landed, m_expected) : m_landed; }
 
 std::string Activity::progress_words() const {
     double seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - m_start).count();

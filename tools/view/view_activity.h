@@ -45,8 +45,9 @@ public:
     // pass and whether it marks. Returns the change's number.
     std::uint64_t begin(const std::string& what, std::size_t expected_saves,
                         std::vector<ActivityCheckpoint> checkpoints = {}, bool marked = false);
-    // Saves made so far, of how many, as the change itself counts them (a
-    // mark's progress callback, after each section named).
+    // A mark has written `written` of the `total` sections it writes (its
+    // progress callback, after each section named). Saves are counted as
+    // they land, not here: this only runs the hook below.
     void advance(std::size_t written, std::size_t total);
     // Saves seen landing in the settings file while the change runs.
     void landed(std::size_t saves);
@@ -81,8 +82,7 @@ private:
     bool m_busy = false;
     std::string m_what;
     std::size_t m_expected = 0;
-    std::size_t m_written = 0;  // as the change counts
-    std::size_t m_landed = 0;   // as the file shows
+    std::size_t m_landed = 0;  // saves seen landing in the file
     std::uint64_t m_begun = 0;
     std::chrono::steady_clock::time_point m_start;
     std::vector<ActivityCheckpoint> m_checkpoints;

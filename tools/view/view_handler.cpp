@@ -234,6 +234,7 @@ HttpResponse ViewHandler::api(const HttpRequest& request) {
     while (!lock.try_lock()) {
         if (m_activity.state().first) {
             HttpResponse busy = error_response(503, m_activity.sentence() + ".");
+            m_live.told_busy();
             busy.headers.emplace_back("Retry-After", "1");
             return busy;
         }

@@ -66,6 +66,12 @@ void LiveUpdates::file_changed(std::size_t saves, std::size_t) {
     take_in_outside_save();
 }
 
+void LiveUpdates::told_busy() {
+    std::pair<bool, std::uint64_t> now = m_activity.state();
+    std::lock_guard<std::mutex> lock(m_lock);
+    if (now.first) m_shown_change = now.second;
+}
+
 bool LiveUpdates::ticking() {
     std::lock_guard<std::mutex> lock(m_lock);
     return m_activity.state().first || m_shown_change != 0;

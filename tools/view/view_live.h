@@ -39,6 +39,10 @@ public:
     // None is owned; all must outlive this.
     LiveUpdates(Session& session, std::mutex& library, Activity& activity, EventHub& events);
 
+    // A request was refused because a change runs: its page shows the
+    // refusal on its working line, which the end of the change takes down.
+    void told_busy();
+
     // The FileWatcher's hooks.
     void file_changed(std::size_t saves, std::size_t other);
     void tick();

@@ -12,8 +12,11 @@
 namespace rpl_toc {
 namespace {
 
-constexpr std::uint32_t kSaves = IN_CLOSE_WRITE | IN_MOVED_TO;
-constexpr std::uint32_t kOthers = IN_CREATE | IN_DELETE | IN_MOVED_FROM | IN_ATTRIB;
+// A save replaces the file by a rename. A write closed on the file itself
+// is no sure save: the library opens the file for writing to learn whether
+// it may replace it, and saves in place only when it cannot rename.
+constexpr std::uint32_t kSaves = IN_MOVED_TO;
+constexpr std::uint32_t kOthers = IN_CLOSE_WRITE | IN_CREATE | IN_DELETE | IN_MOVED_FROM | IN_ATTRIB;
 
 }  // namespace
 

@@ -18,8 +18,8 @@ namespace rpl_toc {
 class FileWatcher {
 public:
     struct Hooks {
-        // `saves`: the file replaced by a rename or written and closed;
-        // `other`: created, removed, renamed away or its mode changed. A
+        // `saves`: the file replaced by a rename; `other`: written and
+        // closed, created, removed, renamed away or its mode changed. A
         // lost event (the kernel's queue overflowed) counts as other.
         std::function<void(std::size_t saves, std::size_t other)> changed;
         // Called every `tick_every` while `ticking()` is true, and once

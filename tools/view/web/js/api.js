@@ -30,18 +30,6 @@ function busy(delta) {
   document.body.dataset.busy = String(pending);
 }
 
-// The reason a change was not saved, as the server reports it (the header
-// carries it percent-encoded), or "".
-function unsavedReason(response) {
-  const raw = response.headers.get('X-RPL-Unsaved');
-  if (!raw) return '';
-  try {
-    return decodeURIComponent(raw);
-  } catch {
-    return raw;
-  }
-}
-
 async function call(method, path, body, quiet = false) {
   const init = { method, headers: { 'X-RPL-Token': token }, credentials: 'omit', cache: 'no-store' };
   if (body !== undefined) {
@@ -63,7 +51,7 @@ async function call(method, path, body, quiet = false) {
       throw new ApiError(response.status, `The server answered ${response.status} without a JSON document.`);
     }
     if (!response.ok) throw new ApiError(response.status, (data && data.error) || `Status ${response.status}.`);
-    return { data, unsaved: unsavedReason(response) };
+    return { data };
   } finally {
     if (!quiet) busy(-1);
   }
@@ -93,13 +81,61 @@ export const api = {
   section: (path) => call('GET', withPath('/api/section', path)),
   next: (path) => call('GET', withPath('/api/next', path)),
   prev: (path) => call('GET', withPath('/api/prev', path)),
-  mark: (paths, marked) => call('POST', '/api/mark', { paths, marked }),
+  mark: (request) => call('POST', '/api/mark', request),
   set: (change) => call('POST', '/api/set', change),
   settings: () => call('GET', '/api/settings'),
   preview: (request) => call('POST', '/api/preview', request),
   reload: () => call('POST', '/api/reload', {}),
   // The export as text, for the page to save as a file.
   exported: (format) => exportText(format),
-  // Never counted as busy: the page asks it while a change runs and now and then.
-  progress: () => call('GET', '/api/progress', undefined, true),
+  // A one-use ticket for the event stream: never counted as busy.
+  ticket: () => call('POST', '/api/events/ticket', {}, true),
 };
+
+// How long the page waits before it opens a stream again after one broke,
+// doubling up to the last.
+export const RECONNECT_MS = [250, 500, 1000, 2000, 5000];
+
+// The server's events, for as long as the page is open: `onEvent(name,
+// data)` for each, `onOpen(again)` once the stream is open (`again` when
+// it broke before: events may have been missed). A stream that breaks is
+// opened again with a new ticket, since a ticket opens one stream only.
+export function listen(names, onEvent, onOpen) {
+  let failures = 0;
+  let opened = false;
+  const open = async () => {
+    let ticket;
+    try {
+      ticket = (await api.ticket()).data.ticket;
+    } catch {
+      retry();
+      return;
+    }
+    const source = new EventSource(`/api/events?ticket=${encodeURIComponent(ticket)}`);
+    source.onopen = () => {
+      failures = 0;
+      onOpen(opened);
+      opened = true;
+    };
+    for (const name of names)
+      source.addEventListener(name, (event) => {
+        let data;
+        try {
+          data = JSON.parse(event.data);
+        } catch {
+          return;
+        }
+        onEvent(name, data);
+      });
+    source.onerror = () => {
+      source.close();
+      retry();
+    };
+  };
+  const retry = () => {
+    const wait = RECONNECT_MS[Math.min(failures, RECONNECT_MS.length - 1)];
+    failures += 1;
+    setTimeout(open, wait);
+  };
+  open();
+}

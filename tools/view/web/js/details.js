@@ -4,6 +4,7 @@
 
 import { api } from './api.js';
 import { FIRST_ROWS, Latest, moreRows, previewRequest, previewStatus } from './preview.js';
+import { columnsRequest } from './requests.js';
 import { badge } from './tree.js';
 
 const MARKING_WORDS = ['none of it', 'partly', 'all of it'];
@@ -147,8 +148,7 @@ function previewPanel(section) {
 }
 
 // One row per column: width, alignment and display column. Only the lists
-// a person touched are sent, each for every column, since the library
-// stores a list only when it covers the whole table.
+// a person touched are sent (requests.js); the server says what it refuses.
 function columnsForm(section, onSet, onTyped = () => {}) {
   const body = element('tbody');
   const touched = { widths: false, aligns: false, orders: false };
@@ -182,23 +182,9 @@ function columnsForm(section, onSet, onTyped = () => {}) {
   const apply = element('button', { type: 'submit', className: 'primary', disabled: !edited }, 'Apply');
   const pending = element('p', { className: 'unsaved', hidden: !edited }, 'Unsaved edits: Apply saves them to the settings file.');
   pending.setAttribute('role', 'status');
-  const note = element('p', { className: 'note' }, 'A list is stored only when every column has a value.');
-  const collect = (prefix, read) => {
-    const out = [];
-    for (let i = 0; i < section.columns; i++) {
-      const value = body.querySelector(`[name="${prefix}-${i}"]`).value;
-      if (value !== '') out.push([i, read(value)]);
-    }
-    return out;
-  };
-  const change = () => {
-    const out = { path: section.path };
-    // Alignments are stored with the widths, so they go together.
-    if (touched.widths || touched.aligns) out.widths = collect('width', Number);
-    if (touched.aligns) out.aligns = collect('align', String);
-    if (touched.orders) out.orders = collect('order', Number);
-    return out;
-  };
+  // Every field of the grid, as typed.
+  const fields = () => Object.fromEntries([...body.querySelectorAll('input, select')].map((field) => [field.name, field.value]));
+  const change = () => columnsRequest(section.path, section.columns, fields(), touched);
   const form = changeForm('columns', 'Columns', async (request) => {
     // Applied, what is typed is what the file holds; refused, it stays typed.
     const kept = drafts.get(section.path);
@@ -209,7 +195,7 @@ function columnsForm(section, onSet, onTyped = () => {}) {
       if (kept) drafts.set(section.path, kept);
       throw failure;
     }
-  }, change, grid, element('div', { className: 'form-actions' }, apply, pending), note);
+  }, change, grid, element('div', { className: 'form-actions' }, apply, pending));
   const touch = (event) => {
     const list = lists[event.target.name.split('-')[0]];
     touched[list] = true;

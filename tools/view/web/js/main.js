@@ -2,9 +2,12 @@
 // right, the settings file below. The page keeps no state of the library:
 // it draws whatever the server last answered.
 
-import { api } from './api.js';
+import { api, listen } from './api.js';
 import { renderDetails } from './details.js';
+import { answerAction, applyWritten, eventAction, OwnChanges } from './live.js';
 import { isFolder, Toc } from './model.js';
+import { markRequest } from './requests.js';
+import { settingsView } from './settings_view.js';
 import { TreeView } from './tree.js';
 
 const $ = (id) => document.getElementById(id);
@@ -12,9 +15,10 @@ const $ = (id) => document.getElementById(id);
 const state = {
   toc: null,
   unsaved: '', // why the last change did not reach the settings file
-  settings: null, // the last /api/settings answer
+  settings: null, // the settings file as the server last sent it
   problem: '', // a request that failed outright
   shownSection: '', // the JSON of the section the details pane shows
+  own: new OwnChanges(),
 };
 
 const tree = new TreeView($('tree'), {
@@ -38,12 +42,14 @@ function showBanner() {
 }
 
 // Runs a request; a failure shows in the banner and is otherwise dropped.
+// A refusal because the viewer is busy is the working line's to show.
 async function attempt(work) {
   try {
     await work();
     state.problem = '';
   } catch (failure) {
-    state.problem = failure.status === 401 ? 'This page has no session token: open the address that rpl-toc view printed.' : failure.message;
+    if (failure.status === 503) showWorking(failure.message);
+    else state.problem = failure.status === 401 ? 'This page has no session token: open the address that rpl-toc view printed.' : failure.message;
   }
   showBanner();
 }
@@ -60,8 +66,14 @@ function showDetails(force = false) {
 }
 
 function showNotice(text) {
-  $('notice').textContent = text;
+  $('notice').textContent = text || '';
   $('notice').hidden = !text;
+}
+
+// The one line that says what the viewer is busy with, in the server's words.
+function showWorking(text) {
+  $('working').textContent = text || '';
+  $('working').hidden = !text;
 }
 
 function showToc(document) {
@@ -73,119 +85,61 @@ function showToc(document) {
   showFilterStatus();
 }
 
-// The settings file, the blocks of `rewritten` paths marked and the first
-// of them scrolled into view.
-async function showSettings(rewritten = []) {
-  const { data } = await api.settings();
-  state.settings = data;
-  $('settings-path').textContent = data.settings_file;
+// The settings file, block by block; the first block rewritten scrolled into view.
+function showSettings(settings) {
+  state.settings = settings;
+  $('settings-path').textContent = settings.settings_file;
   const pane = $('settings-content');
-  if (!data.exists || !data.readable || !data.content) {
-    pane.textContent = !data.exists ? '(no settings file yet: the first change writes it)' : data.readable ? '(empty)' : '(cannot be read)';
+  const view = settingsView(settings);
+  $('settings-title').dataset.rewritten = String(view.rewritten);
+  if (view.placeholder !== null) {
+    pane.textContent = view.placeholder;
     return;
   }
-  const wanted = new Set(rewritten.map((path) => `[${path}]`));
-  if (!wanted.size) {
-    pane.textContent = data.content;
-    return;
-  }
-  const parts = [];
-  let plain = '';
   let first = null;
-  for (const block of data.content.split(/(?=^\[)/m)) {
-    const head = block.slice(0, block.indexOf('\n') < 0 ? block.length : block.indexOf('\n'));
-    if (!wanted.has(head)) {
-      plain += block;
-      continue;
-    }
-    if (plain) parts.push(plain);
-    plain = '';
-    const mark = document.createElement('mark');
-    mark.className = 'rewritten';
-    mark.textContent = block;
-    parts.push(mark);
-    first = first || mark;
-  }
-  if (plain) parts.push(plain);
-  pane.replaceChildren(...parts);
+  pane.replaceChildren(
+    ...view.parts.map((part) => {
+      if (!part.rewritten) return part.text;
+      const mark = document.createElement('mark');
+      mark.className = 'rewritten';
+      mark.textContent = part.text;
+      first = first || mark;
+      return mark;
+    }),
+  );
   if (first) pane.scrollTop = first.offsetTop - pane.offsetTop - 8;
-  $('settings-title').dataset.rewritten = String(wanted.size);
 }
 
-// After a change: its answer's sections merged into the tree, the section
-// and the file with the blocks it rewrote marked.
-async function changed(answer, drawn = () => {}) {
-  state.unsaved = answer.unsaved;
-  const data = answer.data;
-  if (data.reloaded) showNotice('The settings file changed outside this viewer; the sections now show what it holds.');
-  const nodes = state.toc.merge(data.sections);
-  tree.refresh(nodes);
-  showDetails();
+// Carries out an action of live.js.
+async function act(action, drawn = () => {}) {
+  if (action.resync) return resync();
+  if ('working' in action) showWorking(action.working);
+  if (action.written) tree.refresh(applyWritten(state.toc, action.written));
+  if (action.sections) {
+    tree.refresh(state.toc.merge(action.sections));
+    showDetails();
+  }
   drawn(); // the tree and the section as they now are; the file follows
-  await showSettings(data.reloaded ? [] : data.sections.map((s) => s.path));
+  if (action.settings) showSettings(action.settings);
+  if ('notice' in action) showNotice(action.notice);
+  if ('unsaved' in action) state.unsaved = action.unsaved;
   showBanner();
 }
 
-// A reload: the whole TOC again.
-async function reloaded(answer, why = '') {
-  state.unsaved = answer.unsaved;
-  showToc(answer.data);
-  await showSettings();
-  showNotice(why);
-  showBanner();
+// The whole TOC and the settings file again: after the stream broke, or
+// when the server says the page fell behind.
+async function resync() {
+  await attempt(async () => {
+    showToc((await api.toc()).data);
+    showSettings((await api.settings()).data);
+  });
 }
 
-// ---- A change that takes a while, and changes of others ------------------------
-
-const WORKING_AFTER_MS = 500;
-
-// Runs `work` (a change); when it takes longer than half a second, says
-// what the viewer is doing, the saves it expects and the time so far.
-async function working(work) {
-  let timer = 0;
-  let polling = true;
-  const started = performance.now();
-  const poll = async () => {
-    let text = '';
-    try {
-      const { data } = await api.progress();
-      if (data.busy) {
-        const n = (x) => x.toLocaleString('en');
-        const done = data.saves_done ? `${n(data.saves_done)} of ` : '';
-        const saves = data.expected_saves ? `, ${done}${n(data.expected_saves)} saves expected (one for each section and each of its folders, two for a table or a chart)` : '';
-        text = `Working: ${data.what}${saves}, ${(data.elapsed_ms / 1000).toFixed(1)} s so far`;
-      }
-    } catch {
-      text = '';
-    }
-    if (!polling) return;
-    $('working').textContent = text || `Working, ${((performance.now() - started) / 1000).toFixed(1)} s so far`;
-    $('working').hidden = false;
-    timer = setTimeout(poll, 250);
-  };
-  timer = setTimeout(poll, WORKING_AFTER_MS);
-  try {
-    return await work();
-  } finally {
-    polling = false;
-    clearTimeout(timer);
-    $('working').hidden = true;
-  }
-}
-
-// Another program's change to the settings file: the viewer tells, the page
-// builds its TOC again from the file (and keeps what is typed in its forms).
-async function watchFile() {
-  try {
-    if (document.body.dataset.busy === '0') {
-      const { data } = await api.progress();
-      if (data.outside_change && !data.busy)
-        await attempt(async () => reloaded(await api.reload(), 'The settings file changed outside this viewer; reloaded.'));
-    }
-  } catch {
-    // the banner tells of a server that is gone at the next request
-  }
-  setTimeout(watchFile, 1500);
+// A change of this page: its answer is the whole of what the page shows after it.
+async function changed(request, drawn) {
+  const { data } = await request();
+  state.own.add(data.change);
+  await act(answerAction(data), drawn);
 }
 
 // ---- Actions ---------------------------------------------------------------
@@ -204,16 +158,19 @@ function chosen(path) {
 function toggleMark(node) {
   performance.mark('rpl-mark-start');
   return attempt(async () => {
-    await changed(await working(() => api.mark([node.section.path], node.section.marking !== 2)), () =>
-      performance.mark('rpl-mark-done'));
+    await changed(() => api.mark(markRequest(node.section)), () => performance.mark('rpl-mark-done'));
     performance.mark('rpl-mark-file-shown');
   });
 }
 
 // Sends a settings change; a refusal goes back to the form that made it.
 async function change(request) {
-  const answer = await working(() => api.set(request));
-  await attempt(() => changed(answer));
+  try {
+    await changed(() => api.set(request));
+  } catch (failure) {
+    if (failure.status !== 503) throw failure;
+    showWorking(failure.message);
+  }
 }
 
 function step(forward) {
@@ -285,7 +242,15 @@ document.addEventListener('keydown', (event) => {
 // ---- Start -------------------------------------------------------------------
 
 $('filter').addEventListener('input', filterChanged);
-$('reload').addEventListener('click', () => attempt(async () => reloaded(await api.reload())));
+$('reload').addEventListener('click', () =>
+  attempt(async () => {
+    const { data } = await api.reload();
+    showToc(data.toc);
+    showSettings(data.settings);
+    showNotice(data.notice || '');
+    state.unsaved = '';
+  }),
+);
 
 // The export is saved as a file named after the report, as rpl-toc export
 // writes one. The previous file's address is let go when a new one is made.
@@ -304,12 +269,29 @@ function exportAs(format, extension) {
 $('export-html').addEventListener('click', () => exportAs('html', 'html'));
 $('export-text').addEventListener('click', () => exportAs('txt', 'txt'));
 
+const EVENTS = ['progress', 'idle', 'changed', 'outside', 'resync'];
+
 attempt(async () => {
   showToc((await api.toc()).data);
   // The benchmarks time the first paint of the tree from here.
   requestAnimationFrame(() => setTimeout(() => performance.mark('rpl-tree-painted'), 0));
-  await showSettings();
+  showSettings((await api.settings()).data);
 }).then(() => {
   $('tree').focus({ preventScroll: true });
-  setTimeout(watchFile, 1500);
+  // What the page did not ask for comes on the stream; one that broke may
+  // have missed some, so the page reads everything again.
+  listen(
+    EVENTS,
+    (name, data) => {
+      const action = eventAction(name, data, state.own);
+      if (name === 'outside') performance.mark('rpl-outside-shown-start');
+      act(action).then(() => {
+        if (name === 'outside') performance.mark('rpl-outside-shown');
+      });
+    },
+    (again) => {
+      document.body.dataset.live = 'open';
+      if (again) resync();
+    },
+  );
 });
