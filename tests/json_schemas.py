@@ -134,6 +134,8 @@ def check_viewer_answers(rpl_toc, source, scratch):
             ("viewer_change", ask("/api/mark", {"paths": ["||Design Flow||Timing"], "marked": False})),
             ("viewer_change", ask("/api/set", {"path": "||Design Flow||Timing||Slack Histogram", "chart_type": 2})),
             ("viewer_progress", ask("/api/progress")),
+            ("viewer_settings", ask("/api/settings")),
+            ("viewer_reload", ask("/api/reload", {})),
             ("viewer_preview", ask("/api/preview", {"path": "||Design Flow||Timing||Clock Summary",
                                                     "widths": [[0, 120]], "orders": [[0, 1], [1, 0]], "rows": 2})),
             ("viewer_preview", ask("/api/preview", {"path": "||Design Flow||Timing||Slack Histogram"})),

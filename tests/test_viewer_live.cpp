@@ -126,10 +126,11 @@ TEST(EventHub, KeepsOrderTellsALateReaderToReadAgainAndTicketsOpenOneStream) {
     EXPECT_EQ(read[0].name, "resync");
     EXPECT_EQ(late, hub.newest());
 
-    hub.publish("changed", {{"text", std::string(EventHub::kMaxEventBytes, 'x')}});
+    hub.publish("changed", {{"change", 9}, {"text", std::string(EventHub::kMaxEventBytes, 'x')}});
     read = events_in(hub.take(late));
     ASSERT_EQ(read.size(), 1u);
     EXPECT_EQ(read[0].name, "resync");  // too large to send: the page reads the state instead
+    EXPECT_EQ(read[0].data, json({{"format", 1}, {"change", 9}}));
 
     std::string ticket = hub.new_ticket();
     ASSERT_EQ(ticket.size(), 32u);

@@ -48,7 +48,11 @@ test('another program\'s save: its notice goes up, and one that changed nothing 
 });
 
 test('a page that fell behind reads everything again; an unknown event does nothing', () => {
-  assert.deepEqual(eventAction('resync', {}, new OwnChanges()), { resync: true });
+  const own = new OwnChanges();
+  own.add(5);
+  assert.deepEqual(eventAction('resync', {}, own), { resync: true });
+  assert.deepEqual(eventAction('resync', { change: 6 }, own), { resync: true });
+  assert.deepEqual(eventAction('resync', { change: 5 }, own), {}, 'the page has its own change\'s answer');
   assert.deepEqual(eventAction('later', { x: 1 }, new OwnChanges()), {});
 });
 

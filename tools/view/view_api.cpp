@@ -22,11 +22,12 @@ using InJson = nlohmann::json;
 
 // A request the viewer refuses before it reaches an operation: answered
 // with its status and one sentence.
-// What a change's answer is told beside the change: its number, and where
-// the other pages hear of it.
+// What a change's answer is told beside the change: its number; and what
+// the other pages are to hear of it, sent once the change has ended, so
+// that a page that asks for more is not told the viewer is busy.
 struct ChangeContext {
     std::uint64_t change;
-    EventHub& events;
+    Json* told;
 };
 
 struct BadRequest {
@@ -151,7 +152,7 @@ HttpResponse change_response(Session& session, const Outcome<Change>& change, Ch
     if (unsaved) document["unsaved"] = save.settings_file + ": " + save.unsaved;
     HttpResponse response = json_response(200, document);
     if (unsaved) response.headers.emplace_back("X-RPL-Unsaved", header_text(save.settings_file + ": " + save.unsaved));
-    context.events.publish("changed", document);
+    *context.told = std::move(document);
     return response;
 }
 
@@ -264,6 +265,11 @@ HttpResponse as_activity(Activity& activity, const std::string& what, std::size_
     }
 }
 
+// A change that was made (a refused one has nothing to tell).
+void tell_other_pages(EventHub& events, const Json& told) {
+    if (!told.is_null()) events.publish("changed", told);
+}
+
 std::vector<ActivityCheckpoint> checkpoints_of_mark(Session& session, const std::vector<std::string>& paths) {
     std::vector<ActivityCheckpoint> out;
     for (const MarkCheckpoint& point : mark_checkpoints(session, paths))
@@ -308,15 +314,18 @@ HttpResponse api_mark(Session& session, const std::string& body, Activity& activ
         bool marked = request["marked"].get<bool>();
         std::string what = std::string(marked ? "marking " : "unmarking ") + named.front();
         if (named.size() > 1) what += " and " + with_separators(named.size() - 1) + " more";
-        return as_activity(activity, what, saves_of_mark(session, named), checkpoints_of_mark(session, named), marked,
+        Json told;
+        HttpResponse answer = as_activity(activity, what, saves_of_mark(session, named), checkpoints_of_mark(session, named), marked,
                            [&](std::uint64_t change) {
                                std::optional<Rebuilt> reloaded = reload_if_changed_outside(session);
                                MarkProgress progress = [&](std::size_t written, std::size_t total) {
                                    activity.advance(written, total);
                                };
                                return change_response(session, mark_sections(session, named, marked, progress),
-                                                      ChangeKind::mark, std::move(reloaded), {change, events});
+                                                      ChangeKind::mark, std::move(reloaded), {change, &told});
                            });
+        tell_other_pages(events, told);
+        return answer;
     });
 }
 
@@ -327,11 +336,14 @@ HttpResponse api_set(Session& session, const std::string& body, Activity& activi
             throw BadRequest{400, "\"path\" must be the section's rdb path, as a string."};
         SettingsChange change = settings_change(request);
         std::string path = request["path"].get<std::string>();
-        return as_activity(activity, "changing the settings of " + path, 1, {}, false, [&](std::uint64_t number) {
+        Json told;
+        HttpResponse answer = as_activity(activity, "changing the settings of " + path, 1, {}, false, [&](std::uint64_t number) {
             std::optional<Rebuilt> reloaded = reload_if_changed_outside(session);
             return change_response(session, change_settings(session, path, change), ChangeKind::set,
-                                   std::move(reloaded), {number, events});
+                                   std::move(reloaded), {number, &told});
         });
+        tell_other_pages(events, told);
+        return answer;
     });
 }
 

@@ -20,7 +20,13 @@ std::string event_text(const std::string& name, const std::string& data) {
 
 void EventHub::publish(const std::string& name, const Json& data) {
     std::string text = event_text(name, dump_json_line(data));
-    if (text.size() > kMaxEventBytes) text = event_text("resync", dump_json_line(json_document()));
+    if (text.size() > kMaxEventBytes) {
+        // The page that made the change has its answer: it knows the event
+        // by the change's number.
+        Json instead = json_document();
+        if (data.is_object() && data.contains("change")) instead["change"] = data["change"];
+        text = event_text("resync", dump_json_line(instead));
+    }
     std::function<void()> listener;
     {
         std::lock_guard<std::mutex> lock(m_lock);

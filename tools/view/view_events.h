@@ -25,8 +25,9 @@ public:
     // falls further behind is sent "resync", after which it reads on from
     // the newest event.
     static constexpr std::size_t kKept = 64;
-    // An event whose text is longer is sent as "resync" instead: the page
-    // reads the state whole, which costs it one request.
+    // An event whose text is longer is sent as "resync" instead (with the
+    // change's number, when it tells of one): the page reads the state
+    // whole, which costs it two requests.
     static constexpr std::size_t kMaxEventBytes = 1024 * 1024;
 
     // Appends an event, "event: NAME\ndata: JSON\n\n", and calls the

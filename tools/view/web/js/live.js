@@ -49,7 +49,8 @@ export function eventAction(name, data, own) {
       return action;
     }
     case 'resync':
-      return { resync: true };
+      // A change too large to send whole: the page that made it has its answer.
+      return own.has(data.change) ? {} : { resync: true };
     default:
       return {};
   }

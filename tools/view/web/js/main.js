@@ -19,6 +19,7 @@ const state = {
   problem: '', // a request that failed outright
   shownSection: '', // the JSON of the section the details pane shows
   own: new OwnChanges(),
+  marking: false, // a mark of this page runs
 };
 
 const tree = new TreeView($('tree'), {
@@ -155,10 +156,20 @@ function chosen(path) {
   if (window.matchMedia('(max-width: 760px)').matches) $('details').scrollIntoView({ block: 'start' });
 }
 
+// One mark at a time from this page: while one runs, the tree says it is
+// busy, a click on a box does nothing, and the working line says why.
 function toggleMark(node) {
+  if (state.marking) return undefined;
+  state.marking = true;
+  $('tree').setAttribute('aria-busy', 'true');
   performance.mark('rpl-mark-start');
   return attempt(async () => {
-    await changed(() => api.mark(markRequest(node.section)), () => performance.mark('rpl-mark-done'));
+    try {
+      await changed(() => api.mark(markRequest(node.section)), () => performance.mark('rpl-mark-done'));
+    } finally {
+      state.marking = false;
+      $('tree').setAttribute('aria-busy', 'false');
+    }
     performance.mark('rpl-mark-file-shown');
   });
 }
