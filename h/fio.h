@@ -6,6 +6,10 @@
 
 #include "h/gen_string.h"
 
+// Default visibility: these are the host's symbols, also where a module
+// built with hidden visibility includes them (see h/mem_alloc_sys.h).
+#pragma GCC visibility push(default)
+
 // The host's catalogue of file extensions. Only the values the library uses
 // are named; -1 means "none" where an alternative is asked for.
 enum FIO_EXTENSION_TYPE {
@@ -45,5 +49,7 @@ public:
     // exist). A null path does not exist.
     static bool exists(const char* path);
 };
+
+#pragma GCC visibility pop
 
 #endif

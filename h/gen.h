@@ -7,6 +7,10 @@
 
 #include "h/gen_string.h"
 
+// Default visibility: these are the host's symbols, also where a module
+// built with hidden visibility includes them (see h/mem_alloc_sys.h).
+#pragma GCC visibility push(default)
+
 // Orders strings by strcmp of their NUL-terminated texts: byte by byte,
 // case-sensitive. Text after an embedded NUL is not compared.
 struct STL_CASE_SENSITIVE_LESS {
@@ -41,5 +45,7 @@ int gen_atoi(const string& text, string::const_iterator* pos);
 // Whether the character is an ASCII letter, in the "C" locale whatever the
 // process locale is. Takes a char value as int, negative values allowed.
 bool gen_local_isalpha(int c);
+
+#pragma GCC visibility pop
 
 #endif

@@ -7,6 +7,12 @@
 
 #include "h/mem_alloc_sys.h"
 
+// Default visibility: these are the host's symbols, also where a module
+// built with hidden visibility includes them (see h/mem_alloc_sys.h).
+#pragma GCC visibility push(default)
+
 typedef std::basic_string<char, std::char_traits<char>, MEM_STL_ALLOCATOR<char>> string;
+
+#pragma GCC visibility pop
 
 #endif

@@ -11,6 +11,23 @@
 #include <cstdint>
 #include <typeinfo>
 
+// The host's declarations keep default visibility in a module built with
+// hidden visibility (the library is): they name the host's own symbols, and
+// the types below are template arguments of the library's containers.
+//
+// That matters most for the tracking records. A record is a template's
+// static member, so every module that instantiates a container of the
+// library's types (the library itself, and a host that copies a section's
+// m_children or a settings file's m_sections, or builds a string) emits its
+// own copy of it. The memory manager keeps one account per record address,
+// so the copies must be one object in the process: with default visibility
+// the compiler makes each record a unique global symbol (STB_GNU_UNIQUE)
+// that the dynamic linker binds to a single definition, and the library
+// exports it. Hidden, each module would have its own record per type: the
+// type's allocations split over several accounts, and a record filled in by
+// one module's first allocation would stay empty in another's.
+#pragma GCC visibility push(default)
+
 // One record per tracked element type. The layout is fixed by the memory
 // manager: seven words, in this order.
 struct MEM_TRACKER_THUNK {
@@ -91,5 +108,7 @@ public:
     template <class U>
     bool operator!=(const MEM_STL_ALLOCATOR<U>&) const noexcept { return false; }
 };
+
+#pragma GCC visibility pop
 
 #endif

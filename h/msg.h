@@ -7,6 +7,10 @@
 #include <string>
 #include <vector>
 
+// Default visibility: these are the host's symbols, also where a module
+// built with hidden visibility includes them (see h/mem_alloc_sys.h).
+#pragma GCC visibility push(default)
+
 // A report a message may be attached to. Modules pass null.
 class MSG_REPORT;
 
@@ -78,5 +82,7 @@ public:
     // the caller, who carries on.
     static void report(const char* condition, const char* module, const char* file, int line);
 };
+
+#pragma GCC visibility pop
 
 #endif

@@ -16,6 +16,10 @@
 
 #include "h/gen_string.h"
 
+// Default visibility: these are the host's symbols, also where a module
+// built with hidden visibility includes them (see h/mem_alloc_sys.h).
+#pragma GCC visibility push(default)
+
 // Kinds of report. Any 32-bit value may be used; these are the named ones.
 enum RDB_REPORT_TYPE : std::int32_t {
     RDB_REPORT_GENERIC = 0,
@@ -328,5 +332,7 @@ const char* rdb_report_type_to_string(RDB_REPORT_TYPE type);
 // joined with "@". Distinct (name, type text) pairs give distinct keys. A
 // key that would exceed 200 bytes is cut and ends in a hash of the whole.
 string rdb_make_report_key(const string& report_name, const string& report_type_text);
+
+#pragma GCC visibility pop
 
 #endif

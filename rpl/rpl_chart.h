@@ -5,7 +5,7 @@
 
 #include "rpl/rpl_report_section.h"
 
-class RPL_CHART : public RPL_REPORT_SECTION {
+class RPL_EXPORT RPL_CHART : public RPL_REPORT_SECTION {
 public:
     RPL_CHART();
     explicit RPL_CHART(const string& name);

@@ -5,7 +5,7 @@
 
 #include "rpl/rpl_report_section.h"
 
-class RPL_CMP_SUMMARY : public RPL_REPORT_SECTION {
+class RPL_EXPORT RPL_CMP_SUMMARY : public RPL_REPORT_SECTION {
 public:
     RPL_CMP_SUMMARY();
     explicit RPL_CMP_SUMMARY(const string& name);

@@ -4,7 +4,7 @@
 
 #include "rpl/rpl_report_section.h"
 
-class RPL_EMBEDDED : public RPL_REPORT_SECTION {
+class RPL_EXPORT RPL_EMBEDDED : public RPL_REPORT_SECTION {
 public:
     RPL_EMBEDDED();
     explicit RPL_EMBEDDED(const string& name);

@@ -6,6 +6,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <ctime>
 
 #include <dirent.h>
 #include <fcntl.h>
@@ -317,15 +318,13 @@ pid_t maker_of(const char* name, const string& prefix) {
 // library names them, regular files owned by the saving user, whose maker
 // is gone (a process another user runs, or one that runs in another
 // machine's or container's process space, counts as running or as gone as
-// kill(2) sees it). Nothing is followed: a link of that name is left.
+// kill(2) sees it). Nothing is followed: a link of that name is left. One
+// pass over the directory `dir` (open).
 //
 // Since only the start of a long name goes into its temporary files, the
 // leftovers of another file whose name starts with the same 64 bytes go
 // too; they are as stale as this file's.
-void remove_stale_temporaries(const string& target) {
-    const string prefix = temporary_prefix(target);
-    DIR* dir = ::opendir(directory_of(target).c_str());
-    if (dir == nullptr) return;
+void remove_stale_temporaries(DIR* dir, const string& prefix) {
     const uid_t saver = ::geteuid();
     while (const struct dirent* entry = ::readdir(dir)) {
         pid_t maker = maker_of(entry->d_name, prefix);
@@ -336,7 +335,102 @@ void remove_stale_temporaries(const string& target) {
             continue;
         if (::kill(maker, 0) != 0 && errno == ESRCH) ::unlinkat(::dirfd(dir), entry->d_name, 0);
     }
-    ::closedir(dir);
+}
+
+// ---- When to sweep ----------------------------------------------------------------------
+//
+// A sweep reads the whole directory, on every save: a table's mark saves
+// four times within milliseconds. A leftover can only be there if the
+// directory changed: its name was added. So the process remembers the
+// directory as it was after its last save of a file (identity, and the
+// times of its last change), and the next save of the same file sweeps
+// only when the directory is no longer so before that save changes it
+// itself. The directory's own times say whether anyone changed it: every
+// entry added or removed sets them.
+//
+// What this process cannot tell apart are changes others make while it
+// saves, since its own temporary file and rename change the directory
+// then too. So the record is trusted for a second at most after a sweep:
+// a leftover made at that moment goes with the next save that finds the
+// directory changed, or with the first save a second after the last sweep.
+
+const long SWEEP_TRUST_NS = 1000000000L;  // one second
+
+struct DIRECTORY_STATE {
+    dev_t device;
+    ino_t inode;
+    struct timespec modified;
+    struct timespec changed;
+};
+
+// One record: what the process saw after its last save. No allocation
+// (the memory manager accounts for every block the library keeps, and this
+// lives as long as the process).
+struct SWEEP_RECORD {
+    bool valid;
+    char prefix[80];           // the temporary-file prefix of the file saved
+    DIRECTORY_STATE directory;
+    struct timespec swept;     // CLOCK_MONOTONIC of the last sweep
+};
+
+SWEEP_RECORD& sweep_record() {
+    static SWEEP_RECORD record = {};
+    return record;
+}
+
+bool state_of(const string& directory, DIRECTORY_STATE& state) {
+    struct stat st;
+    if (::stat(directory.c_str(), &st) != 0) return false;
+    state = {st.st_dev, st.st_ino, st.st_mtim, st.st_ctim};
+    return true;
+}
+
+bool same_time(const struct timespec& a, const struct timespec& b) {
+    return a.tv_sec == b.tv_sec && a.tv_nsec == b.tv_nsec;
+}
+
+bool same_state(const DIRECTORY_STATE& a, const DIRECTORY_STATE& b) {
+    return a.device == b.device && a.inode == b.inode && same_time(a.modified, b.modified) &&
+           same_time(a.changed, b.changed);
+}
+
+struct timespec monotonic_now() {
+    struct timespec now;
+    ::clock_gettime(CLOCK_MONOTONIC, &now);
+    return now;
+}
+
+bool within_trust(const struct timespec& swept, const struct timespec& now) {
+    long long elapsed = (now.tv_sec - swept.tv_sec) * 1000000000LL + (now.tv_nsec - swept.tv_nsec);
+    return elapsed >= 0 && elapsed < SWEEP_TRUST_NS;
+}
+
+// Whether the directory of `target`, seen as `before` just before this
+// save changed it, may hold a leftover the last sweep did not see.
+bool sweep_needed(const string& prefix, bool seen, const DIRECTORY_STATE& before) {
+    const SWEEP_RECORD& record = sweep_record();
+    return !seen || !record.valid || prefix.size() >= sizeof record.prefix ||
+           std::strcmp(record.prefix, prefix.c_str()) != 0 || !same_state(record.directory, before) ||
+           !within_trust(record.swept, monotonic_now());
+}
+
+// After the save of `target`: sweeps when `needed`, then records the
+// directory as the save and the sweep left it.
+void sweep_after_save(const string& target, bool needed) {
+    SWEEP_RECORD& record = sweep_record();
+    record.valid = false;
+    const string prefix = temporary_prefix(target);
+    const string directory = directory_of(target);
+    if (needed) {
+        DIR* dir = ::opendir(directory.c_str());
+        if (dir == nullptr) return;
+        remove_stale_temporaries(dir, prefix);
+        ::closedir(dir);
+        record.swept = monotonic_now();
+    }
+    if (prefix.size() >= sizeof record.prefix || !state_of(directory, record.directory)) return;
+    std::memcpy(record.prefix, prefix.c_str(), prefix.size() + 1);
+    record.valid = true;
 }
 
 }  // namespace
@@ -384,6 +478,11 @@ bool rpl_save_file(const string& path, const string& text) {
     }
     string target;
     if (!rpl_save_target(path, target)) return false;
+    // The directory before this save changes it, to tell whether anyone
+    // else has since the last sweep.
+    DIRECTORY_STATE before;
+    bool seen = state_of(directory_of(target), before);
+    bool sweep = sweep_needed(temporary_prefix(target), seen, before);
     // Opening the file for writing is also the check that its user may
     // write it: a file that may not be written is never replaced. The
     // target is no link, and one that took its place since is not followed.
@@ -393,11 +492,11 @@ bool rpl_save_file(const string& path, const string& text) {
         // Only a name with nothing there gets a new file; anything but a
         // regular file in its place (a FIFO, a device) is not written.
         if (errno != ENOENT || !save_new(target, text)) return false;
-        remove_stale_temporaries(target);
+        sweep_after_save(target, sweep);
         return true;
     }
     replace_existing(fd, st, target, text);
     ::close(fd);
-    remove_stale_temporaries(target);
+    sweep_after_save(target, sweep);
     return true;
 }

@@ -32,7 +32,7 @@
 // bits and extended attributes (its ACL among them) and is then renamed
 // over it. On this path
 //   - a kill at any moment leaves the old file or the new one, whole; at
-//     worst the temporary file stays beside it, until the next save of the
+//     worst the temporary file stays beside it, until a later save of the
 //     file (see below);
 //   - a full disk, the file size limit (EFBIG, when SIGXFSZ is ignored) or
 //     a failed close leaves the old file, whole, and no temporary file;
@@ -59,8 +59,13 @@
 // empty one), and the next save writes what it loaded in the settings
 // file's form: sorted, no NUL bytes, no stray lines; a garbled key or
 // header stays as a key or a section of its own.
-// Every save that reaches a regular file then removes the temporary files
-// of that file which processes no longer running left beside it.
+// A save that reaches a regular file then removes the temporary files of
+// that file which processes no longer running left beside it, in one pass
+// over the directory. It skips that pass when the directory has not changed
+// since this process's previous save of the same file, less than a second
+// earlier: no name was added, so there is nothing new to remove. A leftover
+// made while this process itself saves (its own changes hide it) goes with
+// the next save that finds the directory changed, or a second later.
 // A file its user may not write is left as it is, and so is a directory in
 // which there is no file and none may be made. Nothing is synced to the
 // disk: a power cut can lose a save that had returned (every click saves

@@ -4,7 +4,7 @@
 
 #include "rpl/rpl_report_section.h"
 
-class RPL_FOLDER : public RPL_REPORT_SECTION {
+class RPL_EXPORT RPL_FOLDER : public RPL_REPORT_SECTION {
 public:
     RPL_FOLDER();
     explicit RPL_FOLDER(const string& name);

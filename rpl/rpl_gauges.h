@@ -5,7 +5,7 @@
 
 #include "rpl/rpl_report_section.h"
 
-class RPL_GAUGES : public RPL_REPORT_SECTION {
+class RPL_EXPORT RPL_GAUGES : public RPL_REPORT_SECTION {
 public:
     RPL_GAUGES();
     explicit RPL_GAUGES(const string& name);

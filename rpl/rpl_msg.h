@@ -3,20 +3,21 @@
 #define RPL_MSG_H
 
 #include "h/msg.h"
+#include "rpl/rpl_export.h"
 
 namespace MSG_RPL {
 
 // Information messages the host's report-file writer issues. Each returns a
 // new message with no report attached; the caller owns it.
 namespace I {
-MSG_I* REPORT_STATUS(const char* name, int percent, const char* elapsed);
-MSG_I* WRITE_REPORT_FILE(const char* file_name);
-MSG_I* REPORT_FILE_NOT_OPENED(const char* file_name);
+RPL_EXPORT MSG_I* REPORT_STATUS(const char* name, int percent, const char* elapsed);
+RPL_EXPORT MSG_I* WRITE_REPORT_FILE(const char* file_name);
+RPL_EXPORT MSG_I* REPORT_FILE_NOT_OPENED(const char* file_name);
 }  // namespace I
 
 // A new debug message from a printf-style format, tagged with the module
 // "RPL". The caller owns it.
-MSG_D* DEBUG_MSG(const char* format, ...)
+RPL_EXPORT MSG_D* DEBUG_MSG(const char* format, ...)
 #if defined(__GNUC__)
     __attribute__((format(printf, 1, 2)))
 #endif
@@ -26,7 +27,7 @@ MSG_D* DEBUG_MSG(const char* format, ...)
 
 // A debug trace of the library, through the host's msg_local_vdebug under
 // the module "RPL". Returns the host's answer; the library ignores it.
-bool rpl_msg_debug(const char* format, ...)
+RPL_EXPORT bool rpl_msg_debug(const char* format, ...)
 #if defined(__GNUC__)
     __attribute__((format(printf, 1, 2)))
 #endif

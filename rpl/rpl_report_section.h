@@ -19,7 +19,7 @@ class RPL_CMP_SUMMARY;
 class RPL_GAUGES;
 class RPL_REPORT_SETTINGS_FILE;
 
-class RPL_REPORT_SECTION {
+class RPL_EXPORT RPL_REPORT_SECTION {
 public:
     RPL_REPORT_SECTION();
     explicit RPL_REPORT_SECTION(const string& name);
@@ -109,7 +109,7 @@ protected:
     bool load_settings(RPL_REPORT_SETTINGS_FILE& settings);
 
 private:
-    void init_defaults();
+    RPL_LOCAL void init_defaults();
 };
 
 #endif

@@ -28,7 +28,7 @@
 
 #include "rpl/rpl_types.h"
 
-class RPL_REPORT_SETTINGS_FILE {
+class RPL_EXPORT RPL_REPORT_SETTINGS_FILE {
 public:
     typedef std::map<string, string, STL_CASE_SENSITIVE_LESS,
                      MEM_STL_ALLOCATOR<std::pair<const string, string>>>
@@ -79,10 +79,10 @@ public:
     SECTIONS m_sections;  // header text -> owned key/value map (never null)
 
 private:
-    void parse(const char* text, std::size_t size);
-    void format(string& text);
-    bool read_bytes(string& text);
-    bool save_whole_store();
+    RPL_LOCAL void parse(const char* text, std::size_t size);
+    RPL_LOCAL void format(string& text);
+    RPL_LOCAL bool read_bytes(string& text);
+    RPL_LOCAL bool save_whole_store();
 
     // Set by read_section_from_disk only; free_storage clears them.
     string m_file_text;       // the bytes of the file loaded, kept for the save

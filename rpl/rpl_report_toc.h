@@ -7,7 +7,7 @@
 #include "h/rdb.h"
 #include "rpl/rpl_types.h"
 
-class RPL_REPORT_TOC {
+class RPL_EXPORT RPL_REPORT_TOC {
 public:
     // An empty TOC, entered in the registry. The default one has type 0 and
     // an empty name.
@@ -55,10 +55,10 @@ public:
     static RPL_TOC_LIST m_toc_list;      // every live TOC, in order of construction
 
 private:
-    void init(RDB_REPORT_TYPE report_type, const string& report_name);
-    void build_root(RDB_FOLDER_OBJECT* main_folder, string path);
-    RPL_REPORT_SECTION* build_section(RDB_OBJECT* child, const string& parent_path);
-    int find_anchor(const string& rdb_path) const;
+    RPL_LOCAL void init(RDB_REPORT_TYPE report_type, const string& report_name);
+    RPL_LOCAL void build_root(RDB_FOLDER_OBJECT* main_folder, string path);
+    RPL_LOCAL RPL_REPORT_SECTION* build_section(RDB_OBJECT* child, const string& parent_path);
+    RPL_LOCAL int find_anchor(const string& rdb_path) const;
 };
 
 #endif

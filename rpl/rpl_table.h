@@ -7,7 +7,7 @@
 
 #include "rpl/rpl_report_section.h"
 
-class RPL_TABLE : public RPL_REPORT_SECTION {
+class RPL_EXPORT RPL_TABLE : public RPL_REPORT_SECTION {
 public:
     enum ALIGNMENT : std::int32_t { LEFT = 0, RIGHT = 1 };
     typedef std::vector<ALIGNMENT, MEM_STL_ALLOCATOR<ALIGNMENT>> ALIGNMENT_VECTOR;

@@ -4,7 +4,7 @@
 
 #include "rpl/rpl_report_section.h"
 
-class RPL_TEXT : public RPL_REPORT_SECTION {
+class RPL_EXPORT RPL_TEXT : public RPL_REPORT_SECTION {
 public:
     RPL_TEXT();
     explicit RPL_TEXT(const string& name);

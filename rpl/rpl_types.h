@@ -11,6 +11,7 @@
 #include "h/gen.h"
 #include "h/gen_string.h"
 #include "h/mem_alloc_sys.h"
+#include "rpl/rpl_export.h"
 
 class RPL_REPORT_SECTION;
 class RPL_REPORT_TOC;

@@ -1,9 +1,10 @@
 #!/bin/sh
 # Installs the Debian packages a make target needs. As root it runs apt-get;
 # otherwise it prints the exact apt-get line and fails.
-#   scripts/install-deps.sh build|flow|test|bench|fuzz|valgrind|browser
+#   scripts/install-deps.sh build|flow|abi|test|bench|fuzz|valgrind|browser
 # (build: what configuring and building needs; flow: the open-source iCE40
-# flow that make demo runs and the import tests check against; test: all of
+# flow that make demo runs and the import tests check against; abi: the
+# binary interface check and the Debian packages' lintian; test: all of
 # that and what the tests run)
 set -eu
 
@@ -11,7 +12,8 @@ packages_for() {
     case "$1" in
         build) echo "cmake g++ make pkg-config libgtest-dev libgmock-dev nlohmann-json3-dev libcli11-dev libcpp-httplib-dev libmicrohttpd-dev libgumbo-dev" ;;
         flow) echo "yosys nextpnr-ice40" ;;
-        test) echo "$(packages_for build) $(packages_for flow) python3 python3-jsonschema chromium chromium-driver python3-selenium man-db nodejs" ;;
+        test) echo "$(packages_for build) $(packages_for flow) python3 python3-jsonschema chromium chromium-driver python3-selenium man-db nodejs $(packages_for abi)" ;;
+        abi) echo "abi-dumper abi-compliance-checker lintian" ;;
         bench) echo "cmake g++ make libbenchmark-dev libsimpleini-dev libinih-dev pkg-config libmicrohttpd-dev libgumbo-dev" ;;
         fuzz) echo "cmake clang libclang-rt-14-dev nlohmann-json3-dev libcli11-dev pkg-config libmicrohttpd-dev libgumbo-dev" ;;
         valgrind) echo "valgrind" ;;

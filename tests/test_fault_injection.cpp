@@ -499,6 +499,39 @@ TEST_F(FaultInjection, SaveRemovesTemporaryFilesThatKilledSavesLeft) {
     }
 }
 
+// The time of the directory's last change, as a save sees it.
+std::pair<long long, long> changed_at(const std::string& directory) {
+    struct stat st;
+    if (::stat(directory.c_str(), &st) != 0) return {-1, -1};
+    return {static_cast<long long>(st.st_mtim.tv_sec), st.st_mtim.tv_nsec};
+}
+
+// A save skips its sweep only while nothing in the directory has changed
+// since the process's last save of the file; a leftover that appears
+// between two saves made in quick succession is therefore still removed by
+// the second, and saves in a row keep removing the ones that follow.
+TEST_F(FaultInjection, LeftoverPlantedBetweenQuickSavesIsStillRemoved) {
+    const std::string mine = "." + base_ + ".";
+    write_file(path_, kOldText);
+    for (int round = 0; round < 3; ++round) {
+        SCOPED_TRACE(round);
+        ASSERT_TRUE(save_value(path_, std::to_string(round)));
+        const auto before = changed_at(db_->path());
+        const std::string leftover = db_->file(mine + std::to_string(ended_process()) + ".3.tmp");
+        write_file(leftover, kOldText);
+        // Where the file system keeps coarse times, a change within the
+        // same tick as the save's leaves the time as it was: change the
+        // directory again until its time shows it.
+        while (changed_at(db_->path()) == before) {
+            write_file(db_->file("nudge"), "");
+            fs::remove(db_->file("nudge"));
+        }
+        EXPECT_TRUE(save_value(path_, std::to_string(round) + "x"));
+        EXPECT_FALSE(file_exists(leftover));
+        EXPECT_EQ(read_file(path_), value_text(std::to_string(round) + "x"));
+    }
+}
+
 // Kills a process that saves over and over, at a random moment of a save,
 // RPL_KILL_LOOP_ROUNDS times (12 by default). Every file left must be the
 // old text or the new one; in place (a second hard link) it may also be the
