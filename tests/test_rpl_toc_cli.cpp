@@ -432,12 +432,32 @@ TEST_F(RplTocCli, SmallJsonDocumentsHoldTheirValues) {
     }
 }
 
+// Reading a report costs many times its size in memory (an object of 22
+// bytes becomes a section of the library), so the size is capped at 16 MiB:
+// a valid report one byte over is refused with one line, and a regular file
+// that says it is larger is refused unread, however large (a sparse 1 TiB).
+TEST_F(RplTocCli, AReportOverTheSizeLimitIsRefusedInOneLineUnread) {
+    const std::size_t limit = std::size_t{16} << 20;
+    std::string text = read_file(small_);
+    const std::string over = report("over.json", text + std::string(limit + 1 - text.size(), ' '));
+    const std::string at = report("at.json", text + std::string(limit - text.size(), ' '));
+    expect_error(toc({"list", over}), "report file '" + over + "' is larger than 16 MiB");
+    EXPECT_EQ(toc({"list", at}).code, 0);
+    const std::string huge = files_.file("huge.json");
+    write_file(huge, "");
+    ASSERT_EQ(::truncate(huge.c_str(), std::int64_t{1} << 40), 0);
+    expect_error(toc({"list", huge}), "report file '" + huge + "' is larger than 16 MiB");
+    Launch from_huge;
+    from_huge.input = over;  // standard input says no size: read up to one byte past the limit
+    expect_error(toc({"list", "-"}, from_huge), "standard input is larger than 16 MiB");
+}
+
 // The settings file goes to --db-dir, given before or after the command,
 // else beside a regular report file, else to the current directory: "-" is
 // standard input, and /dev/stdin never puts it in /dev. Reading stops at
 // the cap whatever the file.
 TEST_F(RplTocCli, SettingsGoBesideARegularReportElseToTheCurrentDirectory) {
-    expect_error(toc({"show", "/dev/zero"}), "report file '/dev/zero' is larger than 256 MiB");
+    expect_error(toc({"show", "/dev/zero"}), "report file '/dev/zero' is larger than 16 MiB");
     const std::string file = report("r.json", read_file(small_));
     TempDir work;
     Launch from_small;

@@ -16,7 +16,7 @@ namespace rpl_toc {
 
 enum class Refused {
     report_unreadable,      // `value` the report file ("-": standard input), `detail` the system's reason
-    report_too_large,       // `value` the report file; `detail` the limit, "256 MiB"
+    report_too_large,       // `value` the report file; `detail` the limit, kMaxReportFileSize
     report_invalid,         // `value` the report file; `detail` where and what, "/root/name: expected a string"
     no_database_directory,  // `value` the directory given
     unknown_path,           // `value` the rdb path no section has
