@@ -589,6 +589,8 @@ TEST_F(RplTocCli, ChangesThatWereNotSavedAreErrorsAndLeaveTheFileAsItWas) {
               [](const std::string&, const std::string& file) { return mkfifo(file.c_str(), 0666) == 0; },
               "not a regular file", true, nobody},
              {"read-only file", old_file(0444, kAfterUnmarkF), "Permission denied", false, nobody},
+             // Root may write any file, but one without a write bit is left as it is, as for anyone.
+             {"read-only file, as root", old_file(0444, kAfterUnmarkF), "Permission denied", false, {}},
              {"append-only file",
               [&](const std::string& dir, const std::string& file) {
                   return old_file(0666, kAfterUnmarkF)(dir, file) && set_append_only(file, true);
@@ -641,6 +643,11 @@ TEST_F(RplTocCli, ChangesThatWereNotSavedAreErrorsAndLeaveTheFileAsItWas) {
             EXPECT_EQ(r.err, "rpl-toc: error: the change was not saved: " + file + ": " + c.reason + "\n");
             EXPECT_TRUE(content() == before) << "the file changed";
             EXPECT_EQ(entries_of(dir.path()), entries) << "nothing left beside it";
+        }
+        struct stat after {};
+        if (c.what.rfind("read-only file", 0) == 0) {
+            ASSERT_EQ(::stat(file.c_str(), &after), 0);
+            EXPECT_EQ(after.st_mode & 07777, 0444u) << "the mode changed";
         }
         Result show = raw({"--db-dir", dir.path(), "show", small_}, c.launch);
         EXPECT_EQ(show.code, 0);
