@@ -345,14 +345,26 @@ TEST_F(RplTocCli, ListPrintsEveryPathInIndexOrder) {
     EXPECT_NE(odd.find("||Odd Cases||Twin\n||Odd Cases||Twin\n"), std::string::npos) << odd;
     // Bytes as they are for a script (tests/scripts/paths_come_back.sh),
     // escaped for a person at a terminal.
+    // On a terminal, as ls shows names: a word the shell gives back as the
+    // same bytes, so a carriage return and the four characters \x0d differ.
     const std::string cr = report("cr.json", R"({"root": {"type": 1, "name": "R", "children": [
         {"type": 3, "name": "c\rd"}]}})");
+    const std::string text = report("text.json", R"({"root": {"type": 1, "name": "R", "children": [
+        {"type": 3, "name": "c\\x0dd"}]}})");
+    const std::string quote = report("quote.json", R"({"root": {"type": 1, "name": "R", "children": [
+        {"type": 3, "name": "it's"}, {"type": 3, "name": "\u202e\u0007'\\"}]}})");
     Launch terminal;
     terminal.terminal = true;
-    for (const auto& [launch, out] : std::vector<std::pair<Launch, std::string>>{
-             {{}, "||R||c\rd\n"}, {terminal, "||R||c\\x0dd\r\n"}}) {  // the terminal turns \n into \r\n
-        EXPECT_EQ(toc({"list", cr}, launch).out, out);
-        EXPECT_EQ(toc({"next", cr, "||R"}, launch).out, out);
+    for (const auto& [file, launch, out] : std::vector<std::tuple<std::string, Launch, std::string>>{
+             {cr, {}, "||R||c\rd\n"},
+             {cr, terminal, "$'||R||c\\rd'\r\n"},  // the terminal turns \n into \r\n
+             {text, {}, "||R||c\\x0dd\n"},
+             {text, terminal, "'||R||c\\x0dd'\r\n"},
+             {quote, terminal, "'||R||it'\\''s'\r\n$'||R||\\u202e\\x07\\'\\\\'\r\n"}}) {
+        EXPECT_EQ(toc({"list", file}, launch).out, out);
+        if (file != quote) {
+            EXPECT_EQ(toc({"next", file, "||R"}, launch).out, out);
+        }
     }
 }
 

@@ -47,11 +47,11 @@ void note_what_is_not_shown(Session& session, const Output& output) {
          (output.debug ? "" : " (run with --debug to see which)"));
 }
 
-// A path as printed for a script to give back: the bytes as they are,
-// escaped only for a person's terminal. A name holds no line feed (the
-// report reader refuses one), so a line is always one path.
+// A path as printed for a script to give back: the bytes as they are; for
+// a person's terminal, a shell word that pastes back. A name holds no line
+// feed (the report reader refuses one), so a line is always one path.
 std::string script_path(const std::string& path, const Output& output) {
-    return output.terminal ? printable(path) : path;
+    return output.terminal ? shell_word(path) : path;
 }
 
 // ---- Text output ------------------------------------------------------------------

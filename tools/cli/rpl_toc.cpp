@@ -39,7 +39,7 @@ const char* const kDescription =
     "choices are kept in the report's settings file in the database directory: --db-dir DIR, by\n"
     "default the directory of the report file, or the current directory when REPORT is - or not\n"
     "a regular file. list, next and prev print paths as they are when standard output is not a\n"
-    "terminal, so that a script can give them back; on a terminal, control bytes are escaped.\n"
+    "terminal, so that a script can give them back; on a terminal, as shell words that paste back.\n"
     "import makes a report file of what Yosys and nextpnr wrote, or of a folder of .csv, .txt,\n"
     ".log and .html files (docs/import.md).";
 

@@ -1,6 +1,8 @@
 #include "tools/core/section_info.h"
 
+#include <algorithm>
 #include <cstdio>
+#include <string_view>
 
 #include "tools/core/section_kinds.h"
 
@@ -55,6 +57,53 @@ std::string printable(const std::string& text) {
 }
 
 std::string quoted(const std::string& text) { return "'" + printable(text) + "'"; }
+
+namespace {
+
+bool shell_safe(char c) {
+    return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9') ||
+           std::string_view("%+,-./:=@_^").find(c) != std::string_view::npos;
+}
+
+// $'...' with every byte a shell would not give back as typed escaped:
+// control bytes and bidirectional controls, a backslash and a quote.
+std::string ansi_c_quoted(const std::string& text) {
+    static const char hex[] = "0123456789abcdef";
+    std::string out = "$'";
+    for (std::size_t i = 0; i < text.size(); ++i) {
+        unsigned char c = static_cast<unsigned char>(text[i]);
+        if (std::size_t length = steering_sequence(text, i)) {
+            out += code_point_escape(text, i, length);
+            i += length - 1;
+        } else if (c == '\\' || c == '\'') {
+            out += '\\';
+            out += text[i];
+        } else if (c >= 0x20 && c != 0x7f) {
+            out += text[i];
+        } else if (c == '\n') {
+            out += "\\n";
+        } else if (c == '\t') {
+            out += "\\t";
+        } else if (c == '\r') {
+            out += "\\r";
+        } else {
+            out += "\\x";
+            out += hex[c >> 4];
+            out += hex[c & 15];
+        }
+    }
+    return out + "'";
+}
+
+}  // namespace
+
+std::string shell_word(const std::string& text) {
+    if (!text.empty() && std::all_of(text.begin(), text.end(), shell_safe)) return text;
+    if (printable(text) != text) return ansi_c_quoted(text);
+    std::string out = "'";
+    for (char c : text) out += c == '\'' ? std::string("'\\''") : std::string(1, c);
+    return out + "'";
+}
 
 const char* section_kind(const RPL_REPORT_SECTION& section) {
     const SectionKind* kind = kind_of(section);
