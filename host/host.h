@@ -42,8 +42,14 @@ struct HOST_INFO_MESSAGE {
     std::string formatted;
 };
 
+// The newest traces are kept: a build traces every null or unknown object
+// of a report, and a report of ten million of them would otherwise hold
+// about 1 GB of traces. Between kHostKeptTraces and twice as many are kept.
+constexpr std::size_t kHostKeptTraces = 100000;
+
 struct HOST_MESSAGE_LOG {
-    std::vector<HOST_DEBUG_TRACE> debug_traces;  // traces and issued debug messages
+    std::vector<HOST_DEBUG_TRACE> debug_traces;  // traces and issued debug messages, the newest
+    std::size_t debug_traces_dropped = 0;        // older ones no longer kept
     std::vector<HOST_INTERNAL_ERROR> internal_errors;
     std::vector<HOST_INFO_MESSAGE> info_messages;  // issued information messages
 };

@@ -2,6 +2,7 @@
 // that tests read, and optionally echoed to stderr one line per entry.
 #include <cstdio>
 #include <cstring>
+#include <utility>
 
 #include "host/host.h"
 
@@ -135,10 +136,23 @@ std::string MSG_BASE::formatted() const {
     return unescaped;
 }
 
+namespace {
+
+void keep_trace(HOST_DEBUG_TRACE trace) {
+    HOST_MESSAGE_LOG& log = host_message_log();
+    if (log.debug_traces.size() >= 2 * kHostKeptTraces) {
+        log.debug_traces.erase(log.debug_traces.begin(), log.debug_traces.begin() + kHostKeptTraces);
+        log.debug_traces_dropped += kHostKeptTraces;
+    }
+    log.debug_traces.push_back(std::move(trace));
+}
+
+}  // namespace
+
 void MSG_BASE::issue() const {
     HOST_MESSAGE_LOG& log = host_message_log();
     if (m_is_debug) {
-        log.debug_traces.push_back({m_module, m_text});
+        keep_trace({m_module, m_text});
         if (echo().debug) std::fprintf(stderr, "debug: %s\n", m_text.c_str());
         return;
     }
@@ -148,7 +162,7 @@ void MSG_BASE::issue() const {
 
 bool msg_local_vdebug(char* module, const char* format, va_list args) {
     std::string text = vformat(format, args);
-    host_message_log().debug_traces.push_back({module ? module : "", text});
+    keep_trace({module ? module : "", text});
     if (echo().debug) std::fprintf(stderr, "debug: %s\n", text.c_str());
     return echo().debug;
 }
@@ -169,6 +183,7 @@ HOST_MESSAGE_LOG& host_message_log() {
 void host_clear_messages() {
     HOST_MESSAGE_LOG& log = host_message_log();
     log.debug_traces.clear();
+    log.debug_traces_dropped = 0;
     log.internal_errors.clear();
     log.info_messages.clear();
 }

@@ -488,6 +488,13 @@ bool rpl_save_file(const string& path, const string& text) {
     // target is no link, and one that took its place since is not followed.
     struct stat st;
     int fd = open_regular(target.c_str(), O_WRONLY | O_NOFOLLOW, 0, st);
+    // A file without any write bit is one its owner chose to keep as it
+    // is. Root may open it all the same; it is left alone for root too.
+    if (fd >= 0 && (st.st_mode & (S_IWUSR | S_IWGRP | S_IWOTH)) == 0) {
+        ::close(fd);
+        rpl_msg_debug("Settings file %s left as it is: it has no write permission.", path.c_str());
+        return false;
+    }
     if (fd < 0) {
         // Only a name with nothing there gets a new file; anything but a
         // regular file in its place (a FIFO, a device) is not written.

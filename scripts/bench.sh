@@ -57,3 +57,13 @@ else
     python3 "$here/bench/viewer_bounds.py" "$build/tools/rpl-toc" --report "$here/examples/small.json" ||
         echo "a target of the viewer's bounds was missed (see above)"
 fi
+
+# Reading the largest report file accepted, of the costliest shapes: the
+# peak resident size of rpl-toc against the file's size (bench/report_memory.py).
+echo
+echo "== reading the largest report (bench/report_memory.py)"
+if [ ! -x "$build/tools/rpl-toc" ]; then
+    echo "skipped: $build/tools/rpl-toc is not built"
+else
+    python3 "$here/bench/report_memory.py" "$build/tools/rpl-toc"
+fi

@@ -111,32 +111,52 @@ TEST_F(RplTocCli, FailuresAreOneErrorLineExitTwoAndWriteNothing) {
              {{"show", files_.path()}, "cannot read report file '" + files_.path() + "': it is a directory"},
              {{"export", small_}, "exactly one of --text FILE and --html FILE"},
              {{"export", small_, "--text", "a", "--html", "b"}, "exactly one of --text FILE and --html FILE"},
-             {{"mark", small_, "||R||F", "||R||nope"}, "no section with the path '||R||nope'"},
-             {{"unmark", small_, "||R||T1", "R||X1"}, "no section with the path 'R||X1'"},
-             {{"set", small_, "||R||nope", "--orientation", "2"}, "no section with the path '||R||nope'"},
-             {{"set", small_, "||R||T1", "--orientation", "3"}, "--orientation"},
+             {{"mark", small_, "||R||F", "||R||nope"}, "no section has the path '||R||nope'"},
+             {{"unmark", small_, "||R||T1", "R||X1"}, "no section has the path 'R||X1'"},
+             {{"set", small_, "||R||nope", "--orientation", "2"}, "no section has the path '||R||nope'"},
+             {{"set", small_, "||R||T1", "--orientation", "3"}, "--orientation '3': out of range"},
              {{"set", small_, "||R||T1", "--orientation", "2", "--align", "0=X"}, "--align '0=X': the alignment must"},
              {{"set", small_, "||R||T1", "--width", "0=1", "1=2"}, "1=2"},  // one value per option
              {{"set", small_, "||R||T1", "--width", "3=10"}, "no column 3; the table has 3 columns"},
              {{"set", small_, "||R||T1", "--chart-type", "2"}, "--chart-type applies to charts only"},
              {{"set", small_, "||R||F||C1", "--width", "0=1"}, "apply to tables only"},
              {{"set", small_, "||R||F||C1", "--chart-type", "3"}, "--chart-type"},  // stored as 0: never shown
-             {{"set", small_, "||R||T1"}, "set needs at least one of --orientation, --chart-type, --width"},
+             {{"set", small_, "||R||T1"},
+              "the change names no setting; give at least one of --orientation, --chart-type, --width, --align and "
+              "--order"},
              {{"--json", "export", small_, "--text", "-"}, "export --json prints to standard output"},
              // The library's own words, with the reason, and nothing before them.
              {{"export", small_, "--text", "/no/such/dir/out.txt"},
               "Can't open Text-Format or HTML-Format Report File /no/such/dir/out.txt: No such file or directory"},
-             {{"next", small_, "||R||nope"}, "no section with the path '||R||nope' (rpl-toc list --all prints"},
-             {{"prev", small_, "||r||t1"}, "no section with the path '||r||t1'"},
+             {{"next", small_, "||R||nope"}, "no section has the path '||R||nope' (rpl-toc list --all prints"},
+             {{"prev", small_, "||r||t1"}, "no section has the path '||r||t1'"},
              // A column list shorter than the table is not stored, so it is refused.
              {{"set", small_, "||R||T1", "--width", "0=120", "--width", "2=60"},
               "--width '0=120': widths are stored only when every column has one; give --width for column 1 too"},
              {{"set", small_, "||R||T1", "--order", "1=0"},
               "--order '1=0': display columns are stored only when every column has one; "
-              "give --order for columns 0, 2 too"},
+              "give --order for columns 0 and 2 too"},
              {{"set", small_, "||R||T1", "--align", "2=R"},
               "--align '2=R': alignments are stored with the widths, only when every column has a width; "
-              "give --width for columns 0, 1, 2 too"},
+              "give --width for columns 0, 1 and 2 too"},
+             // What a table's layout can mean: each refusal says which rule, and nothing is written.
+             {{"set", small_, "||R||T1", "--chart-type", "3"}, "--chart-type '3': out of range; the chart type is 1 (bar)"
+                                                               " or 2 (line)"},
+             {{"set", small_, "||R||T1", "--orientation", "99999999999999999999999"},
+              "--orientation '99999999999999999999999': out of range; the page orientation is 1 (portrait) or 2"},
+             {{"set", small_, "||R||T1", "--width", "0=99999999999", "--width", "1=1", "--width", "2=1"},
+              "--width '0=99999999999': out of range; a width runs from 0 to 10,000"},
+             {{"set", small_, "||R||T1", "--width", "0=1", "--width", "1=-5", "--width", "2=1"},
+              "--width '1=-5': out of range; a width runs from 0 to 10,000"},
+             {{"set", small_, "||R||T1", "--width", "0=1", "--width", "1=1", "--width", "0=2", "--width", "2=1"},
+              "--width: column 0 is given more than once"},
+             {{"set", small_, "||R||T1", "--order", "0=9", "--order", "1=3", "--order", "2=3"},
+              "--order '0=9': out of range; display columns run from 0 to 2, one for each of the table's 3 columns"},
+             {{"set", small_, "||R||T1", "--order", "0=2", "--order", "1=2", "--order", "2=0"},
+              "--order '1=2': display column 2 would also be that of column 0; each display column is used once"},
+             {{"set", small_, "||R||T1", "--width", "99999999999=1"},
+              "--width '99999999999=1': no column 99999999999; the table has 3 columns, numbered from 0"},
+             {{"view", small_, "--port", "70000"}, "--port 70000: out of range; a port runs from 0 to 65535"},
          }) {
         SCOPED_TRACE(args.empty() ? "(none)" : args.back());
         expect_error(toc(args), says);
@@ -286,7 +306,7 @@ TEST_F(RplTocCli, FindNextAndPrevPrintTheSectionOrExitOne) {
         "footer:           \nchart type:       1\nsettings:         changed\n";
     // Stepping passes over folders. A path no section has is no answer of
     // "none": find notes it, next and prev refuse it (FailuresAre...).
-    const std::string none = "rpl-toc: note: no section with the path 'R||F||C1' (rpl-toc list --all prints every path)\n";
+    const std::string none = "rpl-toc: note: no section has the path 'R||F||C1' (rpl-toc list --all prints every path)\n";
     for (const auto& [args, code, out, err] : std::vector<std::tuple<Args, int, std::string, std::string>>{
              {{"find", small_, "||R||F||C1"}, 0, c1, ""},
              {{"find", small_, "R||F||C1"}, 1, "", none},
@@ -325,14 +345,26 @@ TEST_F(RplTocCli, ListPrintsEveryPathInIndexOrder) {
     EXPECT_NE(odd.find("||Odd Cases||Twin\n||Odd Cases||Twin\n"), std::string::npos) << odd;
     // Bytes as they are for a script (tests/scripts/paths_come_back.sh),
     // escaped for a person at a terminal.
+    // On a terminal, as ls shows names: a word the shell gives back as the
+    // same bytes, so a carriage return and the four characters \x0d differ.
     const std::string cr = report("cr.json", R"({"root": {"type": 1, "name": "R", "children": [
         {"type": 3, "name": "c\rd"}]}})");
+    const std::string text = report("text.json", R"({"root": {"type": 1, "name": "R", "children": [
+        {"type": 3, "name": "c\\x0dd"}]}})");
+    const std::string quote = report("quote.json", R"({"root": {"type": 1, "name": "R", "children": [
+        {"type": 3, "name": "it's"}, {"type": 3, "name": "\u202e\u0007'\\"}]}})");
     Launch terminal;
     terminal.terminal = true;
-    for (const auto& [launch, out] : std::vector<std::pair<Launch, std::string>>{
-             {{}, "||R||c\rd\n"}, {terminal, "||R||c\\x0dd\r\n"}}) {  // the terminal turns \n into \r\n
-        EXPECT_EQ(toc({"list", cr}, launch).out, out);
-        EXPECT_EQ(toc({"next", cr, "||R"}, launch).out, out);
+    for (const auto& [file, launch, out] : std::vector<std::tuple<std::string, Launch, std::string>>{
+             {cr, {}, "||R||c\rd\n"},
+             {cr, terminal, "$'||R||c\\rd'\r\n"},  // the terminal turns \n into \r\n
+             {text, {}, "||R||c\\x0dd\n"},
+             {text, terminal, "'||R||c\\x0dd'\r\n"},
+             {quote, terminal, "'||R||it'\\''s'\r\n$'||R||\\u202e\\x07\\'\\\\'\r\n"}}) {
+        EXPECT_EQ(toc({"list", file}, launch).out, out);
+        if (file != quote) {
+            EXPECT_EQ(toc({"next", file, "||R"}, launch).out, out);
+        }
     }
 }
 
@@ -368,7 +400,7 @@ TEST_F(RplTocCli, MarkShowsWhatItDoesOnATerminalOnly) {
     for (const auto& [launch, err] : std::vector<std::pair<Launch, std::string>>{
              // ||R||F at depth 1, its chart and folder at depth 2: 2 + (3 + 1) + 3 saves.
              {terminal, shown("reading the report and building its table of contents") +
-                            shown("unmarking: 9 saves of the settings file")},
+                            shown("unmarking ||R||F, 9 saves expected")},
              {file, ""}}) {
         Result r = toc({"unmark", small_, "||R||F"}, launch);
         EXPECT_EQ(r.code, 0);
@@ -412,12 +444,32 @@ TEST_F(RplTocCli, SmallJsonDocumentsHoldTheirValues) {
     }
 }
 
+// Reading a report costs many times its size in memory (an object of 22
+// bytes becomes a section of the library), so the size is capped at 16 MiB:
+// a valid report one byte over is refused with one line, and a regular file
+// that says it is larger is refused unread, however large (a sparse 1 TiB).
+TEST_F(RplTocCli, AReportOverTheSizeLimitIsRefusedInOneLineUnread) {
+    const std::size_t limit = std::size_t{16} << 20;
+    std::string text = read_file(small_);
+    const std::string over = report("over.json", text + std::string(limit + 1 - text.size(), ' '));
+    const std::string at = report("at.json", text + std::string(limit - text.size(), ' '));
+    expect_error(toc({"list", over}), "report file '" + over + "' is larger than 16 MiB");
+    EXPECT_EQ(toc({"list", at}).code, 0);
+    const std::string huge = files_.file("huge.json");
+    write_file(huge, "");
+    ASSERT_EQ(::truncate(huge.c_str(), std::int64_t{1} << 40), 0);
+    expect_error(toc({"list", huge}), "report file '" + huge + "' is larger than 16 MiB");
+    Launch from_huge;
+    from_huge.input = over;  // standard input says no size: read up to one byte past the limit
+    expect_error(toc({"list", "-"}, from_huge), "standard input is larger than 16 MiB");
+}
+
 // The settings file goes to --db-dir, given before or after the command,
 // else beside a regular report file, else to the current directory: "-" is
 // standard input, and /dev/stdin never puts it in /dev. Reading stops at
 // the cap whatever the file.
 TEST_F(RplTocCli, SettingsGoBesideARegularReportElseToTheCurrentDirectory) {
-    expect_error(toc({"show", "/dev/zero"}), "report file '/dev/zero' is larger than 256 MiB");
+    expect_error(toc({"show", "/dev/zero"}), "report file '/dev/zero' is larger than 16 MiB");
     const std::string file = report("r.json", read_file(small_));
     TempDir work;
     Launch from_small;
@@ -549,6 +601,8 @@ TEST_F(RplTocCli, ChangesThatWereNotSavedAreErrorsAndLeaveTheFileAsItWas) {
               [](const std::string&, const std::string& file) { return mkfifo(file.c_str(), 0666) == 0; },
               "not a regular file", true, nobody},
              {"read-only file", old_file(0444, kAfterUnmarkF), "Permission denied", false, nobody},
+             // Root may write any file, but one without a write bit is left as it is, as for anyone.
+             {"read-only file, as root", old_file(0444, kAfterUnmarkF), "Permission denied", false, {}},
              {"append-only file",
               [&](const std::string& dir, const std::string& file) {
                   return old_file(0666, kAfterUnmarkF)(dir, file) && set_append_only(file, true);
@@ -601,6 +655,11 @@ TEST_F(RplTocCli, ChangesThatWereNotSavedAreErrorsAndLeaveTheFileAsItWas) {
             EXPECT_EQ(r.err, "rpl-toc: error: the change was not saved: " + file + ": " + c.reason + "\n");
             EXPECT_TRUE(content() == before) << "the file changed";
             EXPECT_EQ(entries_of(dir.path()), entries) << "nothing left beside it";
+        }
+        struct stat after {};
+        if (c.what.rfind("read-only file", 0) == 0) {
+            ASSERT_EQ(::stat(file.c_str(), &after), 0);
+            EXPECT_EQ(after.st_mode & 07777, 0444u) << "the mode changed";
         }
         Result show = raw({"--db-dir", dir.path(), "show", small_}, c.launch);
         EXPECT_EQ(show.code, 0);

@@ -170,17 +170,38 @@ TEST_F(TocOperations, ChangesAreRefusedInNeutralTermsAndChangeNothing) {
         Refused refused;
         Setting setting;
         std::string value, kind;
-        std::uint32_t column, columns;
+        std::uint64_t column;
+        std::uint32_t columns;
         std::vector<std::uint32_t> missing;
     };
+    SettingsChange order_shared;
+    order_shared.order = {{0, 1}, {1, 1}, {2, 0}};
+    SettingsChange order_past;
+    order_past.order = {{0, 9}, {1, 1}, {2, 0}};
+    SettingsChange align_twice;
+    align_twice.alignments = {{1, RPL_TABLE::RIGHT}, {1, RPL_TABLE::LEFT}};
     for (const Case& c : std::vector<Case>{
              {"unknown path", "||R||nope", chart_type, Refused::unknown_path, Setting::none, "||R||nope", "", 0, 0, {}},
              {"chart type of a table", "||R||T1", chart_type, Refused::wrong_kind, Setting::chart_type, "||R||T1",
               "table", 0, 0, {}},
              {"widths of a chart", "||R||F||C1", widths({{0, 1}}), Refused::wrong_kind, Setting::widths,
               "||R||F||C1", "chart", 0, 0, {}},
-             {"a third orientation", "||R||T1", orientation, Refused::bad_value, Setting::orientation, "3", "", 0, 0,
+             {"a third orientation", "||R||T1", orientation, Refused::out_of_range, Setting::orientation, "3", "", 0, 0,
               {}},
+             {"a negative width", "||R||T1", widths({{0, 1}, {1, -5}, {2, 1}}), Refused::out_of_range,
+              Setting::widths, "-5", "", 1, 3, {}},
+             {"a width past the maximum", "||R||T1", widths({{0, 1}, {1, 99999999999}, {2, 1}}),
+              Refused::out_of_range, Setting::widths, "99999999999", "", 1, 3, {}},
+             {"a width given twice", "||R||T1", widths({{0, 1}, {1, 2}, {0, 3}, {2, 1}}), Refused::column_repeated,
+              Setting::widths, "", "", 0, 3, {}},
+             {"an alignment given twice", "||R||T1", align_twice, Refused::column_repeated, Setting::alignments, "",
+              "", 1, 3, {}},
+             {"a column past 32 bits", "||R||T1", widths({{4294967296, 1}}), Refused::no_such_column,
+              Setting::widths, "", "", 4294967296, 3, {}},
+             {"a display column past the last", "||R||T1", order_past, Refused::out_of_range, Setting::order, "9", "",
+              0, 3, {}},
+             {"a display column used twice", "||R||T1", order_shared, Refused::display_column_shared, Setting::order,
+              "1", "", 1, 0, {}},
              {"a column the table lacks", "||R||T1", widths({{0, 1}, {3, 10}}), Refused::no_such_column,
               Setting::widths, "", "", 3, 3, {}},
              {"a short width list", "||R||T1", widths({{0, 120}}), Refused::columns_missing, Setting::widths, "", "",

@@ -951,7 +951,7 @@ TEST(ViewerRefusals, AListShortOfAHugeTableNamesAFewColumnsAndCountsTheRest) {
     refusal.missing_more = 4294967289u;
     rpl_toc::HttpResponse answer = rpl_toc::refusal_response(refusal);
     EXPECT_EQ(answer.status, 400);
-    EXPECT_NE(answer.body.find("fill in the Width of columns 1, 2, 3, 4, 5 and 4,294,967,289 more too."), std::string::npos)
+    EXPECT_NE(answer.body.find("give Width for columns 1, 2, 3, 4, 5 and 4,294,967,289 more too."), std::string::npos)
         << answer.body;
     refusal.missing = {1, 2};
     refusal.missing_more = 0;

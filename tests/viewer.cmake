@@ -13,6 +13,15 @@ if(TARGET test_viewer_http AND TARGET rpl_toc_view)
   add_dependencies(test_viewer_http rpl-toc)
 endif()
 
+# One refusal through both front ends: the built rpl-toc and the handler.
+if(TARGET test_refusal_words AND TARGET rpl_toc_view)
+  target_compile_definitions(test_refusal_words PRIVATE
+    RPL_TOC_BINARY="$<TARGET_FILE:rpl-toc>"
+    RPL_EXAMPLES_DIR="${PROJECT_SOURCE_DIR}/examples")
+  target_link_libraries(test_refusal_words PRIVATE rpl_toc_view rpl_test_rpl_toc)
+  add_dependencies(test_refusal_words rpl-toc)
+endif()
+
 if(TARGET rpl-toc)
   # Debian's python3, which has python3-selenium, before any other on PATH.
   find_program(RPL_SYSTEM_PYTHON3 python3 PATHS /usr/bin NO_DEFAULT_PATH)

@@ -404,14 +404,14 @@ class ViewerPage(unittest.TestCase):
         self.driver.find_element(By.CSS_SELECTOR, '#details button[type="submit"]').click()
         columns_error = lambda: self.driver.find_element(By.CSS_SELECTOR, '#details form.columns .form-error')
         self.wait(lambda: self.settled() and columns_error().is_displayed(), 'the partial list is refused')
-        self.assertEqual(columns_error().text, 'Column widths are stored only when every column has one; '
-                                               'fill in the Width of columns 1, 2, 3 and 4 too.')
+        self.assertEqual(columns_error().text, 'Width: widths are stored only when every column has one; '
+                                               'give Width for columns 1, 2, 3 and 4 too.')
 
         orientation_error = lambda: self.driver.find_element(By.CSS_SELECTOR, '#details form.orientation .form-error')
         choice = lambda value: self.driver.find_element(
             By.CSS_SELECTOR, '#details input[value="%d"][name="orientation"]' % value)
         cases = [  # each picks the other orientation, which sends the form
-            (2, {'chart_type': 2}, "A chart type applies to charts only; '%s' is a table." % SETUP),
+            (2, {'chart_type': 2}, "Chart type applies to charts only; '%s' is a table." % SETUP),
             (1, {'path': TIMING + '||Gone'}, "No section has the path '%s'." % (TIMING + '||Gone')),
         ]
         for orientation, members, words in cases:

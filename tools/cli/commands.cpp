@@ -11,6 +11,7 @@
 #include "tools/cli/status_line.h"
 #include "tools/cli/toc_tree.h"
 #include "tools/core/operations.h"
+#include "tools/core/progress_words.h"
 #include "tools/core/section_info.h"
 #include "tools/core/settings_probe.h"
 #include "tools/core/toc_json.h"
@@ -46,11 +47,11 @@ void note_what_is_not_shown(Session& session, const Output& output) {
          (output.debug ? "" : " (run with --debug to see which)"));
 }
 
-// A path as printed for a script to give back: the bytes as they are,
-// escaped only for a person's terminal. A name holds no line feed (the
-// report reader refuses one), so a line is always one path.
+// A path as printed for a script to give back: the bytes as they are; for
+// a person's terminal, a shell word that pastes back. A name holds no line
+// feed (the report reader refuses one), so a line is always one path.
 std::string script_path(const std::string& path, const Output& output) {
-    return output.terminal ? printable(path) : path;
+    return output.terminal ? shell_word(path) : path;
 }
 
 // ---- Text output ------------------------------------------------------------------
@@ -99,21 +100,13 @@ void check_saved(const Change& change) {
 // ---- Progress -------------------------------------------------------------------------
 
 // A mark of a large subtree saves the settings file thousands of times;
-// the status line says how many, and how far the named paths are.
+// the status line says how many, and how far the mark is.
 Outcome<Change> mark_with_progress(Session& session, const std::vector<std::string>& paths, bool marked,
                                    const Output& output) {
-    std::string doing;
-    if (output.progress)
-        doing = std::string(marked ? "marking" : "unmarking") + ": " +
-                with_separators(saves_of_mark(session, paths)) + " saves of the settings file";
-    std::atomic<std::size_t> written{0}, total{0};
-    StatusLine status(output.progress, [&](double seconds) {
-        std::size_t done = written, of = total;
-        std::string part = done > 0 && done < of ? ", " + with_separators(done) + " of " + with_separators(of) +
-                                                       " sections written"
-                                                 : std::string();
-        return doing + part + time_so_far(seconds);
-    });
+    std::size_t expected = output.progress ? saves_of_mark(session, paths) : 0;
+    std::string what = mark_activity(paths, marked);
+    std::atomic<std::size_t> written{0}, total{expected};
+    StatusLine status(output.progress, [&](double seconds) { return progress_words({what, written, total, seconds}); });
     return mark_sections(session, paths, marked, [&](std::size_t done, std::size_t of) {
         written = done;
         total = of;

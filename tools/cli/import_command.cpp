@@ -9,6 +9,7 @@
 
 #include "host/host_strings.h"
 #include "tools/cli/refusal_text.h"
+#include "tools/core/progress_words.h"
 #include "tools/cli/status_line.h"
 #include "tools/core/import_inputs.h"
 #include "tools/core/import_layout.h"
@@ -55,7 +56,7 @@ int run_import(const std::vector<std::string>& inputs, const std::string& report
                const Output& output) {
     Import import;
     {
-        StatusLine status(output.progress, [](double seconds) { return "importing" + time_so_far(seconds); });
+        StatusLine status(output.progress, [](double seconds) { return progress_words(Progress{"importing", 0, 0, seconds}); });
         import = import_inputs(inputs);
     }
     if (!import.ok()) throw CommandError(kExitError, printable(import.error));

@@ -24,6 +24,8 @@
 #include "tools/cli/import_command.h"
 #include "tools/cli/refusal_text.h"
 #include "tools/cli/status_line.h"
+#include "tools/core/progress_words.h"
+#include "tools/core/settings_rules.h"
 #include "tools/view/view_server.h"
 
 namespace {
@@ -37,7 +39,7 @@ const char* const kDescription =
     "choices are kept in the report's settings file in the database directory: --db-dir DIR, by\n"
     "default the directory of the report file, or the current directory when REPORT is - or not\n"
     "a regular file. list, next and prev print paths as they are when standard output is not a\n"
-    "terminal, so that a script can give them back; on a terminal, control bytes are escaped.\n"
+    "terminal, so that a script can give them back; on a terminal, as shell words that paste back.\n"
     "import makes a report file of what Yosys and nextpnr wrote, or of a folder of .csv, .txt,\n"
     ".log and .html files (docs/import.md).";
 
@@ -128,16 +130,15 @@ void define_marking(CLI::App& app, CommandLine& cl, Commands& commands) {
 void define_set(CLI::App& app, CommandLine& cl, Commands& commands) {
     CLI::App* set = add_command(app, "set", "change a section's layout settings and save them", cl);
     set->add_option("PATH", cl.path, "the section to change")->required();
-    set->add_option("--orientation", cl.set.orientation, "page orientation")
-        ->check(CLI::Range(1, 2).description(""))->type_name("1|2");
-    set->add_option("--chart-type", cl.set.chart_type, "chart type (charts only)")
-        ->check(CLI::Range(1, 2).description(""))->type_name("1|2");
+    // CLI11 only hands over the texts: the tool checks and words every value.
+    set->add_option("--orientation", cl.set.orientation, "page orientation: 1 portrait, 2 landscape")->type_name("1|2");
+    set->add_option("--chart-type", cl.set.chart_type, "chart type (charts only): 1 bar, 2 line")->type_name("1|2");
     // One value per option, so that a value cannot swallow the next argument.
-    set->add_option("--width", cl.set.widths, "width W of column I (tables only)")
+    set->add_option("--width", cl.set.widths, "width W of column I, 0 to " + std::to_string(kMaxColumnWidth) + " (tables only)")
         ->type_name("I=W")->allow_extra_args(false);
     set->add_option("--align", cl.set.aligns, "alignment of column I, L or R (tables only)")
         ->type_name("I=L|R")->allow_extra_args(false);
-    set->add_option("--order", cl.set.orders, "display column D of column I (tables only)")
+    set->add_option("--order", cl.set.orders, "display column D of column I, 0 to n-1, each once (tables only)")
         ->type_name("I=D")->allow_extra_args(false);
     set->callback([&cl, set] {  // a usage error, found before the report is read
         cl.set.has_orientation = set->count("--orientation") > 0;
@@ -182,11 +183,12 @@ int view(Session& session, const CommandLine& cl) {
 void define_view(CLI::App& app, CommandLine& cl, Commands& commands) {
     CLI::App* view_command =
         add_command(app, "view", "look at the TOC, mark sections and change their layout in a browser", cl);
-    view_command->add_option("--port", cl.port, "port on 127.0.0.1 (default: a free one)")
-        ->check(CLI::Range(0, 65535).description(""))->type_name("N");
+    view_command->add_option("--port", cl.port, "port on 127.0.0.1, 0 to 65535 (default 0: a free one)")->type_name("N");
     view_command->add_flag("--no-open", cl.no_open, "do not open a browser");
-    view_command->callback([&cl] {  // a usage error, found before the report is read
+    view_command->callback([&cl] {  // usage errors, found before the report is read
         if (cl.json) throw CLI::ValidationError("view prints no JSON; leave out --json");
+        if (cl.port < 0 || cl.port > 65535)
+            throw CLI::ValidationError("--port " + std::to_string(cl.port) + ": out of range; a port runs from 0 to 65535");
     });
     commands[view_command] = [&cl](Session& s, const Output&) { return view(s, cl); };
 }
@@ -272,7 +274,7 @@ bool colour_terminal() {
 // prints its address only after that): say what is going on meanwhile.
 Outcome<std::unique_ptr<Session>> open_with_progress(const CommandLine& cl, const Output& output) {
     StatusLine loading(output.progress, [](double seconds) {
-        return "reading the report and building its table of contents" + time_so_far(seconds);
+        return progress_words(Progress{kReadingReport, 0, 0, seconds});
     });
     return open_session(cl.report, cl.db_dir);
 }

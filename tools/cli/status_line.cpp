@@ -85,9 +85,4 @@ void StatusLine::show(double seconds) {
     m_shown = text;
 }
 
-std::string time_so_far(double seconds) {
-    if (seconds < 1) return std::string();
-    return "; " + std::to_string(static_cast<long>(seconds)) + " s so far";
-}
-
 }  // namespace rpl_toc

@@ -43,9 +43,6 @@ private:
     std::thread m_thread;
 };
 
-// "; 3 s so far" once a second has passed, else nothing.
-std::string time_so_far(double seconds);
-
 }  // namespace rpl_toc
 
 #endif

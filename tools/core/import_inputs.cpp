@@ -8,9 +8,6 @@
 namespace rpl_toc {
 namespace {
 
-// As session.cpp reads report files.
-constexpr std::size_t kMaxReportBytes = std::size_t{256} << 20;
-
 // The name a folder given as `path` goes by: its last component.
 std::string folder_name(std::string path) {
     while (path.size() > 1 && path.back() == '/') path.pop_back();
@@ -113,8 +110,8 @@ Import finish_import(Import import) {
         import.error = std::string("the imported report cannot be written as JSON: ") + e.what();
         return import;
     }
-    if (import.text.size() > kMaxReportBytes) {
-        import.error = "the imported report would be larger than rpl-toc reads (256 MiB)";
+    if (import.text.size() > kMaxReportFileBytes) {
+        import.error = std::string("the imported report would be larger than rpl-toc reads (") + kMaxReportFileSize + ")";
         return import;
     }
     ReportLoad load = load_report_json(import.text);

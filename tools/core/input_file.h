@@ -12,8 +12,8 @@
 
 namespace rpl_toc {
 
-// The largest input file read. The report an import writes must stay
-// within what rpl-toc reads back (256 MiB, session.cpp).
+// The largest input file read. The report an import writes must also stay
+// within what rpl-toc reads back (kMaxReportFileBytes, report_json.h).
 constexpr std::uint64_t kMaxInputFileBytes = std::uint64_t{64} << 20;
 
 struct FileRead {

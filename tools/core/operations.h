@@ -77,32 +77,36 @@ std::vector<MarkCheckpoint> mark_checkpoints(Session& session, const std::vector
 Outcome<Change> mark_sections(Session& session, const std::vector<std::string>& paths, bool marked,
                               const MarkProgress& progress = MarkProgress());
 
+// A column and its value as a front end read them: any whole numbers, so
+// that the range checks (settings_rules.h) are made, and worded, here.
 struct ColumnValue {
-    std::uint32_t column;
-    int value;
+    std::uint64_t column;
+    std::int64_t value;
 };
 
 struct ColumnAlignment {
-    std::uint32_t column;
+    std::uint64_t column;
     RPL_TABLE::ALIGNMENT alignment;
 };
 
 // A change of one section's layout: what is given is changed, in the order
 // orientation, chart type, widths, alignments, order.
 struct SettingsChange {
-    std::optional<int> orientation;  // 1 portrait, 2 landscape
-    std::optional<int> chart_type;   // 1 or 2, charts only
+    std::optional<std::int64_t> orientation;  // 1 portrait, 2 landscape
+    std::optional<std::int64_t> chart_type;   // 1 or 2, charts only
     std::vector<ColumnValue> widths;
     std::vector<ColumnAlignment> alignments;  // saved with the widths
     std::vector<ColumnValue> order;           // display columns
     bool names_nothing() const;
 };
 
-// Checks the whole change against the section before anything changes,
-// then applies it and saves it through the library. Refused: unknown_path,
-// nothing_to_change, bad_value, wrong_kind, no_such_column and
-// columns_missing (the library stores a column list only when it reaches
-// every column, and alignments only with the widths).
+// Checks the whole change against the section and settings_rules.h before
+// anything changes, then applies it and saves it through the library.
+// Refused: unknown_path, nothing_to_change, out_of_range, wrong_kind,
+// no_such_column, column_repeated, columns_missing (the library stores a
+// column list only when it reaches every column, and alignments only with
+// the widths) and display_column_shared. The checks cost what the change
+// names, and the table's stored lists, whatever column count it declares.
 Outcome<Change> change_settings(Session& session, const std::string& path, const SettingsChange& change);
 
 // The settings file as a person would find it on disk.

@@ -11,6 +11,7 @@
 #include "tools/core/html_sanitizer.h"
 #include "tools/core/section_contents.h"
 #include "tools/core/section_info.h"
+#include "tools/core/settings_rules.h"
 
 namespace rpl_toc {
 namespace {
@@ -270,7 +271,6 @@ ChartData chart_data(const Grid& grid, std::uint32_t columns) {
     return data;
 }
 
-bool drawable_chart(int type) { return type == 1 || type == 2; }
 
 std::string unknown_chart_note(int type) {
     return "Chart type " + std::to_string(type) + " is not one this writer draws (1 bar, 2 line); its data:";
@@ -337,9 +337,9 @@ std::string text_line_chart(const ChartData& data) {
 std::string text_chart(const Grid& grid, std::uint32_t columns, const Layout& layout, std::size_t width) {
     ChartData data = chart_data(grid, columns);
     std::string out;
-    if (!drawable_chart(layout.chart_type)) return unknown_chart_note(layout.chart_type) + "\n" + text_table(grid, layout);
+    if (!is_chart_type(layout.chart_type)) return unknown_chart_note(layout.chart_type) + "\n" + text_table(grid, layout);
     if (data.series.empty() || data.labels.empty()) return "No numeric data to chart.\n";
-    out = layout.chart_type == 1 ? text_bar_chart(data, width) : text_line_chart(data);
+    out = layout.chart_type == kBarChart ? text_bar_chart(data, width) : text_line_chart(data);
     if (grid.drawn.rows_total > grid.drawn.rows_shown)
         out += kCutMark + std::string(" ") + plural(grid.drawn.rows_total - grid.drawn.rows_shown, "more row", "more rows") +
                " not charted\n";
@@ -347,12 +347,12 @@ std::string text_chart(const Grid& grid, std::uint32_t columns, const Layout& la
 }
 
 std::string html_chart(const RPL_REPORT_SECTION& section, const Grid& grid, std::uint32_t columns, const Layout& layout) {
-    if (!drawable_chart(layout.chart_type))
+    if (!is_chart_type(layout.chart_type))
         return "<p class=\"rpl-note\">" + html_escape(unknown_chart_note(layout.chart_type)) + "</p>\n" +
                html_table(grid, layout);
     ChartFrame frame;
-    frame.width = layout.orientation == 2 ? kLandscapeChartWidth : kPortraitChartWidth;
-    ChartKind kind = layout.chart_type == 1 ? ChartKind::bar : ChartKind::line;
+    frame.width = layout.orientation == kLandscape ? kLandscapeChartWidth : kPortraitChartWidth;
+    ChartKind kind = layout.chart_type == kBarChart ? ChartKind::bar : ChartKind::line;
     std::string out = "<figure class=\"rpl-chart-figure\">" +
                       chart_svg(chart_data(grid, columns), kind, printable(to_std(section.m_name)), frame) + "</figure>\n";
     if (grid.drawn.rows_total > grid.drawn.rows_shown)
@@ -605,11 +605,20 @@ Layout layout_of(const RPL_REPORT_SECTION& section) {
 }
 
 Layout with_change(Layout layout, const SettingsChange& change) {
-    if (change.orientation) layout.orientation = *change.orientation;
-    if (change.chart_type) layout.chart_type = *change.chart_type;
-    for (const ColumnValue& w : change.widths) layout.widths.typed[w.column] = w.value;
-    for (const ColumnAlignment& a : change.alignments) layout.alignments.typed[a.column] = a.alignment;
-    for (const ColumnValue& o : change.order) layout.order.typed[o.column] = o.value;
+    // Values past what the section's fields hold are drawn as the nearest
+    // they hold; columns past any table's are not drawn.
+    auto held = [](std::int64_t v) {
+        return static_cast<int>(std::clamp<std::int64_t>(v, std::numeric_limits<int>::min(), std::numeric_limits<int>::max()));
+    };
+    auto column = [](std::uint64_t c) { return c <= std::numeric_limits<std::uint32_t>::max(); };
+    if (change.orientation) layout.orientation = held(*change.orientation);
+    if (change.chart_type) layout.chart_type = held(*change.chart_type);
+    for (const ColumnValue& w : change.widths)
+        if (column(w.column)) layout.widths.typed[static_cast<std::uint32_t>(w.column)] = held(w.value);
+    for (const ColumnAlignment& a : change.alignments)
+        if (column(a.column)) layout.alignments.typed[static_cast<std::uint32_t>(a.column)] = a.alignment;
+    for (const ColumnValue& o : change.order)
+        if (column(o.column)) layout.order.typed[static_cast<std::uint32_t>(o.column)] = held(o.value);
     return layout;
 }
 
@@ -631,7 +640,7 @@ std::vector<std::uint32_t> display_order(std::uint32_t columns, const ColumnList
     return out;
 }
 
-std::size_t page_width(int orientation) { return orientation == 2 ? 132 : 80; }
+std::size_t page_width(int orientation) { return orientation == kLandscape ? 132 : 80; }
 
 std::string render_text(const RPL_REPORT_SECTION& section, RDB_OBJECT* object, const Layout& layout, std::size_t width,
                         const Extent& extent, Drawn* drawn) {
@@ -645,7 +654,7 @@ std::string render_text(const RPL_REPORT_SECTION& section, RDB_OBJECT* object, c
 
 std::string render_html(const RPL_REPORT_SECTION& section, RDB_OBJECT* object, const Layout& layout,
                         const Extent& extent, Drawn* drawn) {
-    std::string out = std::string("<div class=\"rpl-page ") + (layout.orientation == 2 ? "rpl-landscape" : "rpl-portrait") + "\">\n";
+    std::string out = std::string("<div class=\"rpl-page ") + (layout.orientation == kLandscape ? "rpl-landscape" : "rpl-portrait") + "\">\n";
     if (!section.m_header.empty()) out += "<p class=\"rpl-header\">" + html_escape(printable(to_std(section.m_header))) + "</p>\n";
     if (has_contents(section) && !object) out += "<p class=\"rpl-note\">The report holds no contents for this section.</p>\n";
     else out += html_body(section, object, layout, extent, drawn);

@@ -1,8 +1,7 @@
 // What an operation of tools/core answers when it will not do what it was
 // asked: what was wrong, with which value, and which columns, in neutral
-// terms. Each front end words a refusal itself, the command line with its
-// flags and exit codes, the viewer with its form's fields and HTTP statuses,
-// so nothing here knows either.
+// terms. refusal_words.h words it once for every front end, with the names
+// a front end hands in (the command line's flags, the page's fields).
 #ifndef TOOLS_CORE_REFUSAL_H
 #define TOOLS_CORE_REFUSAL_H
 
@@ -17,14 +16,16 @@ namespace rpl_toc {
 
 enum class Refused {
     report_unreadable,      // `value` the report file ("-": standard input), `detail` the system's reason
-    report_too_large,       // `value` the report file; `detail` the limit, "256 MiB"
+    report_too_large,       // `value` the report file; `detail` the limit, kMaxReportFileSize
     report_invalid,         // `value` the report file; `detail` where and what, "/root/name: expected a string"
     no_database_directory,  // `value` the directory given
     unknown_path,           // `value` the rdb path no section has
     nothing_to_change,      // a settings change that names no setting
-    bad_value,              // `setting` and `value`: an orientation or chart type other than 1 and 2
+    out_of_range,           // `setting` (and `column` of a list) given `value`, which settings_rules.h does not allow; `columns` the table's count
     wrong_kind,             // `setting` applies to another kind; `value` the path, `kind` the section's kind
     no_such_column,         // `setting`, `column`; `columns` the table's count
+    column_repeated,        // `setting` names `column` more than once
+    display_column_shared,  // display column `value` would be that of `column` and of `other_column` too
     columns_missing,        // `setting`'s list would leave out `missing` and `missing_more` others, so the library would not store it
     report_not_written,     // `value` the output file; `detail` the system's reason
 };
@@ -43,7 +44,8 @@ struct Refusal {
     std::string value;
     Setting setting = Setting::none;
     std::string kind;
-    std::uint32_t column = 0;
+    std::uint64_t column = 0;  // a column as given, which may lie past any table
+    std::uint64_t other_column = 0;
     std::uint32_t columns = 0;
     // columns_missing: the first few columns left out, in order (at most
     // kMissingNamed), and how many more there are, so that a refusal costs

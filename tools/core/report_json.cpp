@@ -13,6 +13,9 @@
 #include "tools/core/section_kinds.h"
 
 namespace rpl_toc {
+
+const char* const kMaxReportFileSize = "16 MiB";
+
 namespace {
 
 using nlohmann::json;
@@ -28,17 +31,19 @@ bool is_common_field(const std::string& key) {
 
 std::string invalid_json_message(const json::parse_error& e) { return "invalid JSON at " + parse_error_text(e.what()); }
 
-const json* field(const json& object, const char* key) {
+json* field(json& object, const char* key) {
     auto it = object.find(key);
     return it == object.end() ? nullptr : &*it;
 }
 
-// Walks the parsed document and builds the objects. Keeps the JSON pointer
-// of the place it is at, so every error can name it.
+// Walks the parsed document and builds the objects, emptying each part of
+// the document once it is built, so that the two are never held whole at
+// once. Keeps the JSON pointer of the place it is at, so every error can
+// name it.
 class Builder {
 public:
     explicit Builder(int max_depth) : m_max_depth(max_depth) {}
-    ReportFile report(const json& doc);
+    ReportFile report(json& doc);
 
 private:
     // Extends the pointer by one token for the life of the scope.
@@ -59,7 +64,7 @@ private:
     // The fields of the object at the current place, for a kind's builder.
     class Fields : public ReportFields {
     public:
-        Fields(Builder& builder, const json& object) : m_builder(builder), m_object(object) {}
+        Fields(Builder& builder, json& object) : m_builder(builder), m_object(object) {}
         bool has(const char* key) const override { return field(m_object, key) != nullptr; }
         std::string read_string(const char* key) override { return m_builder.read_string(m_object, key); }
         bool read_bool(const char* key) override { return m_builder.read_bool(m_object, key); }
@@ -84,34 +89,34 @@ private:
 
     private:
         Builder& m_builder;
-        const json& m_object;
+        json& m_object;
     };
 
     [[noreturn]] void fail(const std::string& what) const;
     [[noreturn]] void fail_at(const std::string& token, const std::string& what);
 
-    void check_fields(const json& object, int type);
-    void check_report_fields(const json& doc);
-    int read_type(const json& object);
-    std::string read_name(const json& object);
-    std::string read_string(const json& object, const char* key);
-    bool read_bool(const json& object, const char* key);
-    std::int64_t read_integer(const json& object, const char* key, const IntRange& range, std::int64_t fallback);
-    std::vector<bool> read_bool_array(const json& object, const char* key);
-    std::vector<std::string> read_string_array(const json& object, const char* key);
-    std::vector<std::vector<RDB_CELL>> read_cells(const json& object, const char* key, std::uint64_t max_columns);
-    RDB_CELL read_cell(const json& value);
-    std::vector<RDB_GAUGE_DATA> read_gauges(const json& object, const char* key);
-    RDB_GAUGE_DATA read_gauge(const json& value);
-    double read_number(const json& object, const char* key);
-    std::vector<std::pair<std::string, std::string>> read_items(const json& object, const char* key);
-    void read_children(const json& object, RDB_FOLDER_OBJECT& folder);
+    void check_fields(json& object, int type);
+    void check_report_fields(json& doc);
+    int read_type(json& object);
+    std::string read_name(json& object);
+    std::string read_string(json& object, const char* key);
+    bool read_bool(json& object, const char* key);
+    std::int64_t read_integer(json& object, const char* key, const IntRange& range, std::int64_t fallback);
+    std::vector<bool> read_bool_array(json& object, const char* key);
+    std::vector<std::string> read_string_array(json& object, const char* key);
+    std::vector<std::vector<RDB_CELL>> read_cells(json& object, const char* key, std::uint64_t max_columns);
+    RDB_CELL read_cell(json& value);
+    std::vector<RDB_GAUGE_DATA> read_gauges(json& object, const char* key);
+    RDB_GAUGE_DATA read_gauge(json& value);
+    double read_number(json& object, const char* key);
+    std::vector<std::pair<std::string, std::string>> read_items(json& object, const char* key);
+    void read_children(json& object, RDB_FOLDER_OBJECT& folder);
 
-    std::unique_ptr<RDB_FOLDER_OBJECT> main_folder(const json& root);
-    std::unique_ptr<RDB_OBJECT> object(const json& value);
-    std::unique_ptr<RDB_OBJECT> kind(const json& object, int type, const std::string& name);
-    void add_children(RDB_FOLDER_OBJECT& folder, const json& children);
-    void count_row_tested_rows(RDB_OBJECT& built, const json& object);
+    std::unique_ptr<RDB_FOLDER_OBJECT> main_folder(json& root);
+    std::unique_ptr<RDB_OBJECT> object(json& value);
+    std::unique_ptr<RDB_OBJECT> kind(json& object, int type, const std::string& name);
+    void add_children(RDB_FOLDER_OBJECT& folder, json& children);
+    void count_row_tested_rows(RDB_OBJECT& built, json& object);
 
     int m_max_depth;   // levels below the main folder an object may lie at
     int m_level = 0;   // of the folder whose children are being read
@@ -129,7 +134,7 @@ void Builder::fail_at(const std::string& token, const std::string& what) {
     fail(what);
 }
 
-void Builder::check_fields(const json& object, int type) {
+void Builder::check_fields(json& object, int type) {
     const SectionKind* kind = kind_of_object_type(type);
     for (auto it = object.begin(); it != object.end(); ++it) {
         const std::string& key = it.key();
@@ -143,12 +148,12 @@ void Builder::check_fields(const json& object, int type) {
     }
 }
 
-void Builder::check_report_fields(const json& doc) {
+void Builder::check_report_fields(json& doc) {
     for (auto it = doc.begin(); it != doc.end(); ++it)
         if (it.key() != "name" && it.key() != "type" && it.key() != "root") fail_at(it.key(), "unknown field");
 }
 
-int Builder::read_type(const json& object) {
+int Builder::read_type(json& object) {
     if (!field(object, "type")) fail("missing \"type\"");
     return static_cast<int>(read_integer(object, "type", kAnyInt32, 0));
 }
@@ -156,30 +161,30 @@ int Builder::read_type(const json& object) {
 // A section's name is a line of the settings file's header: a line feed
 // would split the header and let the rest name another section, whose
 // settings would then be overwritten; a NUL byte ends the header early.
-std::string Builder::read_name(const json& object) {
+std::string Builder::read_name(json& object) {
     std::string name = read_string(object, "name");
     if (name.find('\n') != std::string::npos) fail_at("name", "a name may not contain a line feed");
     if (name.find('\0') != std::string::npos) fail_at("name", "a name may not contain a NUL byte");
     return name;
 }
 
-std::string Builder::read_string(const json& object, const char* key) {
-    const json* value = field(object, key);
+std::string Builder::read_string(json& object, const char* key) {
+    json* value = field(object, key);
     if (!value) return std::string();
     if (!value->is_string()) fail_at(key, "expected a string");
     return value->get<std::string>();
 }
 
-bool Builder::read_bool(const json& object, const char* key) {
-    const json* value = field(object, key);
+bool Builder::read_bool(json& object, const char* key) {
+    json* value = field(object, key);
     if (!value) return false;
     if (!value->is_boolean()) fail_at(key, "expected true or false");
     return value->get<bool>();
 }
 
-std::int64_t Builder::read_integer(const json& object, const char* key, const IntRange& range,
+std::int64_t Builder::read_integer(json& object, const char* key, const IntRange& range,
                                    std::int64_t fallback) {
-    const json* value = field(object, key);
+    json* value = field(object, key);
     if (!value) return fallback;
     Step step(m_at, key);
     if (!value->is_number_integer()) fail(std::string("expected ") + range.what);
@@ -195,9 +200,9 @@ std::int64_t Builder::read_integer(const json& object, const char* key, const In
     return v;
 }
 
-std::vector<bool> Builder::read_bool_array(const json& object, const char* key) {
+std::vector<bool> Builder::read_bool_array(json& object, const char* key) {
     std::vector<bool> out;
-    const json* value = field(object, key);
+    json* value = field(object, key);
     if (!value) return out;
     Step step(m_at, key);
     if (!value->is_array()) fail("expected an array of true and false");
@@ -208,9 +213,9 @@ std::vector<bool> Builder::read_bool_array(const json& object, const char* key) 
     return out;
 }
 
-std::vector<std::string> Builder::read_string_array(const json& object, const char* key) {
+std::vector<std::string> Builder::read_string_array(json& object, const char* key) {
     std::vector<std::string> out;
-    const json* value = field(object, key);
+    json* value = field(object, key);
     if (!value) return out;
     Step step(m_at, key);
     if (!value->is_array()) fail("expected an array of strings");
@@ -223,7 +228,7 @@ std::vector<std::string> Builder::read_string_array(const json& object, const ch
 
 // A number keeps its value for charts and its shortest exact text for
 // tables (0.250 reads as 0.25): the parser keeps no digits of its own.
-RDB_CELL Builder::read_cell(const json& value) {
+RDB_CELL Builder::read_cell(json& value) {
     RDB_CELL cell;
     if (value.is_null()) return cell;
     if (value.is_string()) {
@@ -239,16 +244,16 @@ RDB_CELL Builder::read_cell(const json& value) {
     return cell;
 }
 
-std::vector<std::vector<RDB_CELL>> Builder::read_cells(const json& object, const char* key, std::uint64_t max_columns) {
+std::vector<std::vector<RDB_CELL>> Builder::read_cells(json& object, const char* key, std::uint64_t max_columns) {
     std::vector<std::vector<RDB_CELL>> out;
-    const json* rows = field(object, key);
+    json* rows = field(object, key);
     if (!rows) return out;
     Step step(m_at, key);
     if (!rows->is_array()) fail("expected an array of rows");
     out.reserve(rows->size());
     for (std::size_t r = 0; r < rows->size(); ++r) {
         Step row_step(m_at, std::to_string(r));
-        const json& row = (*rows)[r];
+        json& row = (*rows)[r];
         if (!row.is_array()) fail("expected a row: an array of strings, numbers and nulls");
         if (row.size() > max_columns)
             fail("a row of " + std::to_string(row.size()) + " cells; the table has " + std::to_string(max_columns) +
@@ -260,18 +265,19 @@ std::vector<std::vector<RDB_CELL>> Builder::read_cells(const json& object, const
             cells.push_back(read_cell(row[c]));
         }
         out.push_back(std::move(cells));
+        row = json();  // read: the document need not hold it beside the table
     }
     return out;
 }
 
-double Builder::read_number(const json& object, const char* key) {
-    const json* value = field(object, key);
+double Builder::read_number(json& object, const char* key) {
+    json* value = field(object, key);
     if (!value) return 0.0;
     if (!value->is_number()) fail_at(key, "expected a number");
     return value->get<double>();
 }
 
-RDB_GAUGE_DATA Builder::read_gauge(const json& value) {
+RDB_GAUGE_DATA Builder::read_gauge(json& value) {
     RDB_GAUGE_DATA gauge;
     if (value.is_boolean()) {
         gauge.is_percentage = value.get<bool>();
@@ -288,9 +294,9 @@ RDB_GAUGE_DATA Builder::read_gauge(const json& value) {
     return gauge;
 }
 
-std::vector<RDB_GAUGE_DATA> Builder::read_gauges(const json& object, const char* key) {
+std::vector<RDB_GAUGE_DATA> Builder::read_gauges(json& object, const char* key) {
     std::vector<RDB_GAUGE_DATA> out;
-    const json* value = field(object, key);
+    json* value = field(object, key);
     if (!value) return out;
     Step step(m_at, key);
     if (!value->is_array()) fail("expected an array of gauges");
@@ -301,19 +307,19 @@ std::vector<RDB_GAUGE_DATA> Builder::read_gauges(const json& object, const char*
     return out;
 }
 
-std::vector<std::pair<std::string, std::string>> Builder::read_items(const json& object, const char* key) {
+std::vector<std::pair<std::string, std::string>> Builder::read_items(json& object, const char* key) {
     std::vector<std::pair<std::string, std::string>> out;
-    const json* value = field(object, key);
+    json* value = field(object, key);
     if (!value) return out;
     Step step(m_at, key);
     if (!value->is_array()) fail("expected an array of items");
     for (std::size_t i = 0; i < value->size(); ++i) {
         Step item(m_at, std::to_string(i));
-        const json& entry = (*value)[i];
+        json& entry = (*value)[i];
         if (!entry.is_object()) fail("expected an object with \"name\" and \"value\"");
         for (auto it = entry.begin(); it != entry.end(); ++it)
             if (it.key() != "name" && it.key() != "value") fail_at(it.key(), "unknown field");
-        const json* item_value = field(entry, "value");
+        json* item_value = field(entry, "value");
         std::string text;
         if (item_value && item_value->is_string())
             text = item_value->get<std::string>();
@@ -326,21 +332,21 @@ std::vector<std::pair<std::string, std::string>> Builder::read_items(const json&
     return out;
 }
 
-void Builder::read_children(const json& object, RDB_FOLDER_OBJECT& folder) {
-    const json* children = field(object, "children");
+void Builder::read_children(json& object, RDB_FOLDER_OBJECT& folder) {
+    json* children = field(object, "children");
     if (!children) return;
     Step step(m_at, "children");
     if (!children->is_array()) fail("expected an array");
     add_children(folder, *children);
 }
 
-ReportFile Builder::report(const json& doc) {
+ReportFile Builder::report(json& doc) {
     if (!doc.is_object()) fail("expected a JSON object");
     check_report_fields(doc);
     ReportFile out;
     out.name = read_string(doc, "name");
     out.type = static_cast<std::int32_t>(read_integer(doc, "type", kAnyInt32, 0));
-    const json* root = field(doc, "root");
+    json* root = field(doc, "root");
     if (root && !root->is_null()) {
         Step step(m_at, "root");
         out.main_folder = main_folder(*root);
@@ -351,7 +357,7 @@ ReportFile Builder::report(const json& doc) {
 // The main folder. One whose type is not a folder's is kept as a folder
 // object with that type code: the library then finds no root folder, as it
 // would in a real database.
-std::unique_ptr<RDB_FOLDER_OBJECT> Builder::main_folder(const json& root) {
+std::unique_ptr<RDB_FOLDER_OBJECT> Builder::main_folder(json& root) {
     if (!root.is_object()) fail("expected an object or null");
     int type = read_type(root);
     check_fields(root, type);
@@ -368,7 +374,7 @@ std::unique_ptr<RDB_FOLDER_OBJECT> Builder::main_folder(const json& root) {
     return out;
 }
 
-std::unique_ptr<RDB_OBJECT> Builder::object(const json& value) {
+std::unique_ptr<RDB_OBJECT> Builder::object(json& value) {
     if (!value.is_object()) fail("expected an object or null");
     int type = read_type(value);
     check_fields(value, type);
@@ -380,7 +386,7 @@ std::unique_ptr<RDB_OBJECT> Builder::object(const json& value) {
 }
 
 // Types that no kind presents carry nothing more than a name.
-std::unique_ptr<RDB_OBJECT> Builder::kind(const json& object, int type, const std::string& name) {
+std::unique_ptr<RDB_OBJECT> Builder::kind(json& object, int type, const std::string& name) {
     const SectionKind* kind = kind_of_object_type(type);
     if (!kind) return std::make_unique<RDB_OBJECT>(type, name);
     Fields fields(*this, object);
@@ -389,7 +395,7 @@ std::unique_ptr<RDB_OBJECT> Builder::kind(const json& object, int type, const st
 
 // The build asks a row-tested table about its rows one by one, so their
 // sum over the report is bounded. (A root that is a table is never asked.)
-void Builder::count_row_tested_rows(RDB_OBJECT& built, const json& object) {
+void Builder::count_row_tested_rows(RDB_OBJECT& built, json& object) {
     RDB_TABLE_OBJECT* table = built.dynamic_cast_to_RDB_TABLE_OBJECT();
     if (!table || !built.dynamic_cast_to_RDB_ROW_TEST_OBJECT()) return;
     m_row_tested_rows += table->get_number_of_rows();
@@ -398,7 +404,7 @@ void Builder::count_row_tested_rows(RDB_OBJECT& built, const json& object) {
                 "the tables with a row test may have at most " + std::to_string(kMaxRowTestedRows) + " rows in all");
 }
 
-void Builder::add_children(RDB_FOLDER_OBJECT& folder, const json& children) {
+void Builder::add_children(RDB_FOLDER_OBJECT& folder, json& children) {
     if (!children.empty() && m_level >= m_max_depth)
         fail("nesting too deep: rpl-toc reads objects at most " + std::to_string(m_max_depth) +
              " levels below the main folder");
@@ -408,7 +414,7 @@ void Builder::add_children(RDB_FOLDER_OBJECT& folder, const json& children) {
         ~Level() { --level; }
     } below(m_level);
     for (std::size_t i = 0; i < children.size(); ++i) {
-        const json& value = children[i];
+        json& value = children[i];
         if (value.is_null()) {
             folder.add<RDB_OBJECT>(nullptr);
             continue;
@@ -417,6 +423,7 @@ void Builder::add_children(RDB_FOLDER_OBJECT& folder, const json& children) {
         std::unique_ptr<RDB_OBJECT> child = object(value);
         folder.add(child.get());
         child.release();  // the folder owns it now
+        value = json();   // and the document need not hold it beside the object
     }
 }
 

@@ -14,6 +14,7 @@
 #ifndef TOOLS_CORE_REPORT_JSON_H
 #define TOOLS_CORE_REPORT_JSON_H
 
+#include <cstddef>
 #include <cstdint>
 #include <memory>
 #include <string>
@@ -37,6 +38,16 @@ constexpr int kMaxObjectDepth = 100;
 // that fails, about 5 ns a row, so this bounds that part of a build to
 // some 50 ms whatever the report. docs/report-format.md states it.
 constexpr std::int64_t kMaxRowTestedRows = 10'000'000;
+
+// Report files beyond this size are refused, before a byte is read when
+// the file says its size. What reading costs is what the document, its
+// objects and the table of contents hold at once: about 6 times the file
+// for names and texts, and up to 40 times for a file of nothing but tiny
+// values ("null," children, "0," cells). At this size the largest report
+// stays within about 700 MB of memory; bench/README.md has the figures.
+constexpr std::size_t kMaxReportFileBytes = std::size_t{16} << 20;
+// The limit as messages say it.
+extern const char* const kMaxReportFileSize;  // "16 MiB"
 
 struct ReportFile {
     std::string name;

@@ -10,6 +10,7 @@
 #include "tools/core/presentation.h"
 #include "tools/core/section_contents.h"
 #include "tools/core/section_info.h"
+#include "tools/core/settings_rules.h"
 #include "tools/core/style_files.h"
 
 namespace rpl_toc {
@@ -82,8 +83,8 @@ std::string name_of(const RPL_REPORT_SECTION& section) { return printable(to_std
 
 // Orientation as print settings number it.
 std::string orientation_name(int orientation) {
-    if (orientation == 1) return "portrait";
-    if (orientation == 2) return "landscape";
+    if (orientation == kPortrait) return "portrait";
+    if (orientation == kLandscape) return "landscape";
     return "orientation " + std::to_string(orientation);
 }
 
@@ -200,7 +201,7 @@ std::string section_classes(const Entry& e, bool first) {
     bool folder = e.section->dynamic_cast_to_RPL_FOLDER() != nullptr;
     std::string out = folder ? "folder" : "card";
     if (folder && e.level <= 1 && !first) out += " top";
-    if (e.section->m_page_orientation == 2) out += " landscape";
+    if (e.section->m_page_orientation == kLandscape) out += " landscape";
     return out;
 }
 
@@ -211,7 +212,7 @@ void html_section(std::ostream& out, const Entry& e, bool first, BorrowedReport&
     out << "<section id=\"" << anchor(e) << "\" class=\"" << section_classes(e, first) << "\" style=\"--level:"
         << e.level << "\">\n<h2><span class=\"num\">" << e.number << "</span> " << html_escape(name_of(s))
         << " <span class=\"kind " << kind << "\">" << kind << "</span>";
-    if (s.m_page_orientation == 2) out << "<span class=\"page\">landscape</span>";
+    if (s.m_page_orientation == kLandscape) out << "<span class=\"page\">landscape</span>";
     out << "<a class=\"up\" href=\"#contents\">contents</a></h2>\n";
     if (folder) {
         // A folder has no output of its own: its header and footer, if any, on one line.

@@ -8,6 +8,7 @@
 #include "host/host_strings.h"
 #include "tools/core/section_kinds.h"
 #include "tools/core/settings_probe.h"
+#include "tools/core/settings_rules.h"
 
 namespace rpl_toc {
 namespace {
@@ -34,11 +35,10 @@ std::unique_ptr<RPL_REPORT_SECTION> read_back(RPL_REPORT_TOC& toc, const RPL_REP
     return read;
 }
 
-// The page orientations the library saves are 1 and 2; others read back as 1.
 bool holds(const RPL_REPORT_SECTION& held, const RPL_REPORT_SECTION& read) {
     if (read.m_marked_for_output != held.m_marked_for_output) return false;
     int orientation = held.m_page_orientation;
-    if ((orientation == 1 || orientation == 2) && read.m_page_orientation != orientation) return false;
+    if (is_orientation(orientation) && read.m_page_orientation != orientation) return false;
     const SectionKind* kind = kind_of(held);
     return !kind || kind->holds_kind_settings(held, read);
 }

@@ -1,8 +1,11 @@
 #include "tools/core/section_info.h"
 
+#include <algorithm>
 #include <cstdio>
+#include <string_view>
 
 #include "tools/core/section_kinds.h"
+#include "tools/core/settings_rules.h"
 
 namespace rpl_toc {
 
@@ -29,9 +32,9 @@ std::string code_point_escape(const std::string& text, std::size_t i, std::size_
     return out;
 }
 
-}  // namespace
-
-std::string printable(const std::string& text) {
+// Control bytes and steering sequences as C escapes. `shell`: as the
+// shell's $'...' reads them, with a backslash and a quote escaped too.
+std::string escaped(const std::string& text, bool shell) {
     static const char hex[] = "0123456789abcdef";
     std::string out;
     for (std::size_t i = 0; i < text.size(); ++i) {
@@ -39,12 +42,13 @@ std::string printable(const std::string& text) {
         if (std::size_t length = steering_sequence(text, i)) {
             out += code_point_escape(text, i, length);
             i += length - 1;
+        } else if (shell && (c == '\\' || c == '\'')) {
+            out += '\\';
+            out += text[i];
         } else if (c >= 0x20 && c != 0x7f) {
             out += text[i];
-        } else if (c == '\n') {
-            out += "\\n";
-        } else if (c == '\t') {
-            out += "\\t";
+        } else if (c == '\n' || c == '\t' || (shell && c == '\r')) {
+            out += c == '\n' ? "\\n" : c == '\t' ? "\\t" : "\\r";
         } else {
             out += "\\x";
             out += hex[c >> 4];
@@ -54,7 +58,24 @@ std::string printable(const std::string& text) {
     return out;
 }
 
+bool shell_safe(char c) {
+    return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9') ||
+           std::string_view("%+,-./:=@_^").find(c) != std::string_view::npos;
+}
+
+}  // namespace
+
+std::string printable(const std::string& text) { return escaped(text, false); }
+
 std::string quoted(const std::string& text) { return "'" + printable(text) + "'"; }
+
+std::string shell_word(const std::string& text) {
+    if (!text.empty() && std::all_of(text.begin(), text.end(), shell_safe)) return text;
+    if (printable(text) != text) return "$'" + escaped(text, true) + "'";
+    std::string out = "'";
+    for (char c : text) out += c == '\'' ? std::string("'\\''") : std::string(1, c);
+    return out + "'";
+}
 
 const char* section_kind(const RPL_REPORT_SECTION& section) {
     const SectionKind* kind = kind_of(section);
@@ -82,7 +103,7 @@ std::vector<std::pair<std::string, std::string>> kind_values(const RPL_REPORT_SE
 std::string kind_summary(const RPL_REPORT_SECTION& section) {
     const SectionKind* kind = kind_of(section);
     std::string out = kind ? kind->summary(section) : "section";
-    if (section.m_page_orientation == 2) out += ", orientation 2";
+    if (section.m_page_orientation == kLandscape) out += ", orientation 2";
     return out;
 }
 

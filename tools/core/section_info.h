@@ -19,6 +19,12 @@ namespace rpl_toc {
 std::string printable(const std::string& text);
 // printable(text) in single quotes, as messages quote a path or a value.
 std::string quoted(const std::string& text);
+// `text` as a shell word that pastes back as the same bytes, as ls shows
+// names: as it is when only letters, digits and % + , - . / : = @ _ ^;
+// else in single quotes; else, when it holds a control character, as
+// $'...' with C escapes ($'||R||c\rd'), so that a carriage return and the
+// four characters \x0d never look alike.
+std::string shell_word(const std::string& text);
 // `text` with & < > " ' as character references: safe as HTML text and
 // inside a double- or single-quoted attribute.
 std::string html_escape(const std::string& text);

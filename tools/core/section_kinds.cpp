@@ -4,6 +4,7 @@
 #include <limits>
 
 #include "host/host_strings.h"
+#include "tools/core/settings_rules.h"
 
 namespace rpl_toc {
 
@@ -116,14 +117,13 @@ bool same_items(const List& a, const List& b, std::uint32_t columns, typename Li
     return true;
 }
 
-// The library saves a column list only when it reaches every column, and
-// the alignments with the widths.
+// The alignments are saved with the widths.
 bool table_holds(const RPL_REPORT_SECTION& held, const RPL_REPORT_SECTION& read) {
     const RPL_TABLE& h = table(held);
     const RPL_TABLE& r = table(read);
     std::uint32_t n = h.m_num_columns;
-    bool widths_saved = n > 0 && h.m_column_width.size() >= n;
-    bool order_saved = n > 0 && h.m_display_column.size() >= n;
+    bool widths_saved = list_is_stored(h.m_column_width.size(), n);
+    bool order_saved = list_is_stored(h.m_display_column.size(), n);
     if (widths_saved && !(same_items(h.m_column_width, r.m_column_width, n, 0) &&
                           same_items(h.m_column_alignment, r.m_column_alignment, n, RPL_TABLE::LEFT)))
         return false;
@@ -181,10 +181,9 @@ std::string chart_summary(const RPL_REPORT_SECTION& s) { return "chart, type " +
 void chart_json(Json& out, const RPL_REPORT_SECTION& s) { out["chart_type"] = chart(s).m_chart_type; }
 std::unique_ptr<RPL_REPORT_SECTION> blank_chart(const RPL_REPORT_SECTION&) { return std::make_unique<RPL_CHART>(); }
 
-// The library saves the chart types 1 and 2 only.
 bool chart_holds(const RPL_REPORT_SECTION& held, const RPL_REPORT_SECTION& read) {
     int type = chart(held).m_chart_type;
-    return (type != 1 && type != 2) || chart(read).m_chart_type == type;
+    return !is_chart_type(type) || chart(read).m_chart_type == type;
 }
 
 // A chart is a table drawn as a chart: its columns are those of its data.

@@ -12,15 +12,13 @@
 
 #include "host/host.h"
 #include "host/host_strings.h"
+#include "tools/core/report_json.h"
 #include "tools/core/settings_probe.h"
 
 namespace rpl_toc {
 namespace {
 
 namespace fs = std::filesystem;
-
-// Report files beyond this size are refused rather than read into memory.
-constexpr std::size_t kMaxReportFileBytes = std::size_t{256} << 20;
 
 // The reading functions below throw a Refusal, which open_session returns.
 [[noreturn]] void refuse(Refused what, const std::string& value, const std::string& detail = std::string()) {
@@ -43,7 +41,7 @@ std::string read_bounded(int fd, const std::string& path) {
         if (n == 0) break;
         used += static_cast<std::size_t>(n);
         if (used > kMaxReportFileBytes)
-            refuse(Refused::report_too_large, path, "256 MiB");
+            refuse(Refused::report_too_large, path, kMaxReportFileSize);
     }
     text.resize(used);
     return text;
@@ -57,6 +55,11 @@ std::string read_report_file(const std::string& path) {
     if (::fstat(fd, &st) == 0 && S_ISDIR(st.st_mode)) {
         ::close(fd);
         refuse(Refused::report_unreadable, path, "it is a directory");
+    }
+    // A regular file says its size: one past the limit is refused unread.
+    if (S_ISREG(st.st_mode) && static_cast<std::uint64_t>(st.st_size) > kMaxReportFileBytes) {
+        ::close(fd);
+        refuse(Refused::report_too_large, path, kMaxReportFileSize);
     }
     try {
         std::string text = read_bounded(fd, path);

@@ -2,12 +2,14 @@
 // against the section before anything is changed, so a refused change
 // leaves the section and the settings file as they were.
 #include <algorithm>
+#include <map>
 #include <set>
 
 #include "host/host_strings.h"
 #include "tools/core/operations.h"
 #include "tools/core/save_check.h"
 #include "tools/core/section_info.h"
+#include "tools/core/settings_rules.h"
 
 namespace rpl_toc {
 namespace {
@@ -21,9 +23,9 @@ Refusal about(Refused what, Setting setting) {
     return out;
 }
 
-void check_one_or_two(const std::optional<int>& value, Setting setting) {
-    if (!value || *value == 1 || *value == 2) return;
-    Refusal refusal = about(Refused::bad_value, setting);
+void check_allowed(const std::optional<std::int64_t>& value, Setting setting, bool (*allows)(std::int64_t)) {
+    if (!value || allows(*value)) return;
+    Refusal refusal = about(Refused::out_of_range, setting);
     refusal.value = std::to_string(*value);
     refuse(refusal);
 }
@@ -36,13 +38,29 @@ void check_kind(bool applies, Setting setting, const RPL_REPORT_SECTION& section
     refuse(refusal);
 }
 
+// Every item names a column of the table, once.
 template <class Items>
-void check_columns_exist(const Items& items, Setting setting, std::uint32_t columns) {
+void check_columns_named(const Items& items, Setting setting, std::uint32_t columns) {
+    std::set<std::uint64_t> named;
     for (const auto& item : items) {
-        if (item.column < columns) continue;
         Refusal refusal = about(Refused::no_such_column, setting);
         refusal.column = item.column;
         refusal.columns = columns;
+        if (item.column >= columns) refuse(refusal);
+        if (named.insert(item.column).second) continue;
+        refusal.what = Refused::column_repeated;
+        refuse(refusal);
+    }
+}
+
+void check_values(const std::vector<ColumnValue>& items, Setting setting, std::uint32_t columns) {
+    for (const ColumnValue& item : items) {
+        bool ok = setting == Setting::widths ? is_column_width(item.value) : is_display_column(item.value, columns);
+        if (ok) continue;
+        Refusal refusal = about(Refused::out_of_range, setting);
+        refusal.column = item.column;
+        refusal.columns = columns;
+        refusal.value = std::to_string(item.value);
         refuse(refusal);
     }
 }
@@ -58,8 +76,9 @@ struct Missing {
 
 template <class Items>
 Missing missing_columns(std::size_t stored, const Items& given, std::uint32_t columns) {
-    const auto start = static_cast<std::uint32_t>(std::min<std::size_t>(stored, columns));
-    std::set<std::uint32_t> named;
+    if (list_is_stored(stored, columns)) return Missing();
+    const auto start = static_cast<std::uint32_t>(stored);
+    std::set<std::uint64_t> named;
     for (const auto& g : given)
         if (g.column >= start && g.column < columns) named.insert(g.column);
     Missing missing;
@@ -79,25 +98,55 @@ void check_complete(bool given, Setting setting, const Missing& missing) {
     refuse(refusal);
 }
 
+// The display columns after the change, the given ones over the stored
+// ones, each used once. The list is complete by now, so the table's
+// columns are no more than the stored list and the change hold.
+void check_order_distinct(const RPL_TABLE& table, const std::vector<ColumnValue>& order) {
+    std::uint32_t n = table.m_num_columns;
+    std::vector<std::int64_t> after(table.m_display_column.begin(),
+                                    table.m_display_column.begin() + std::min<std::size_t>(n, table.m_display_column.size()));
+    after.resize(n, 0);
+    std::vector<bool> given(n, false);
+    for (const ColumnValue& o : order) {
+        after[o.column] = o.value;
+        given[o.column] = true;
+    }
+    std::map<std::int64_t, std::uint32_t> user;  // display column -> the column that has it
+    for (std::uint32_t i = 0; i < n; ++i) {
+        auto [at, fresh] = user.emplace(after[i], i);
+        if (fresh) continue;
+        // Name a column the change gave, so that the person sees what to mend.
+        std::uint32_t mine = given[i] ? i : at->second, other = given[i] ? at->second : i;
+        Refusal refusal = about(Refused::display_column_shared, Setting::order);
+        refusal.column = mine;
+        refusal.other_column = other;
+        refusal.value = std::to_string(after[i]);
+        refuse(refusal);
+    }
+}
+
 // The library writes a column list only when it reaches every column of
 // the table, and alignments only with the widths: a change that would leave
 // a list short would be shown but never stored, so it is refused.
 void check_columns(const RPL_TABLE& table, const SettingsChange& change) {
     std::uint32_t n = table.m_num_columns;
-    check_columns_exist(change.widths, Setting::widths, n);
-    check_columns_exist(change.alignments, Setting::alignments, n);
-    check_columns_exist(change.order, Setting::order, n);
+    check_columns_named(change.widths, Setting::widths, n);
+    check_columns_named(change.alignments, Setting::alignments, n);
+    check_columns_named(change.order, Setting::order, n);
+    check_values(change.widths, Setting::widths, n);
+    check_values(change.order, Setting::order, n);
     Missing widths = missing_columns(table.m_column_width.size(), change.widths, n);
     check_complete(!change.widths.empty(), Setting::widths, widths);
     check_complete(!change.alignments.empty(), Setting::alignments, widths);
     check_complete(!change.order.empty(), Setting::order,
                    missing_columns(table.m_display_column.size(), change.order, n));
+    if (!change.order.empty()) check_order_distinct(table, change.order);
 }
 
 void check_change(const RPL_REPORT_SECTION& section, const SettingsChange& change) {
     if (change.names_nothing()) refuse(Refusal{Refused::nothing_to_change});
-    check_one_or_two(change.orientation, Setting::orientation);
-    check_one_or_two(change.chart_type, Setting::chart_type);
+    check_allowed(change.orientation, Setting::orientation, is_orientation);
+    check_allowed(change.chart_type, Setting::chart_type, is_chart_type);
     if (change.chart_type) check_kind(section.dynamic_cast_to_RPL_CHART(), Setting::chart_type, section);
     Setting first_list = !change.widths.empty()       ? Setting::widths
                          : !change.alignments.empty() ? Setting::alignments
@@ -109,13 +158,15 @@ void check_change(const RPL_REPORT_SECTION& section, const SettingsChange& chang
     check_columns(*table, change);
 }
 
+// The checks above put every value in range of the library's types.
 void apply_change(RPL_REPORT_SECTION& section, const SettingsChange& change) {
-    if (change.orientation) section.m_page_orientation = *change.orientation;
-    if (change.chart_type) section.dynamic_cast_to_RPL_CHART()->m_chart_type = *change.chart_type;
+    if (change.orientation) section.m_page_orientation = static_cast<int>(*change.orientation);
+    if (change.chart_type) section.dynamic_cast_to_RPL_CHART()->m_chart_type = static_cast<int>(*change.chart_type);
     if (RPL_TABLE* table = section.dynamic_cast_to_RPL_TABLE()) {
-        for (const ColumnValue& w : change.widths) table->set_column_width(w.column, w.value);
-        for (const ColumnAlignment& a : change.alignments) table->set_alignment(a.column, a.alignment);
-        for (const ColumnValue& o : change.order) table->set_display_column(o.column, o.value);
+        auto column = [](std::uint64_t c) { return static_cast<unsigned int>(c); };
+        for (const ColumnValue& w : change.widths) table->set_column_width(column(w.column), static_cast<int>(w.value));
+        for (const ColumnAlignment& a : change.alignments) table->set_alignment(column(a.column), a.alignment);
+        for (const ColumnValue& o : change.order) table->set_display_column(column(o.column), static_cast<int>(o.value));
     }
     section.m_settings_changed = true;
     section.write_acf_settings();

@@ -70,6 +70,8 @@ std::string unwritable_reason(const std::string& path) {
         return system_reason(EISDIR);
     } else if (!S_ISREG(st.st_mode)) {
         return "not a regular file";
+    } else if ((st.st_mode & (S_IWUSR | S_IWGRP | S_IWOTH)) == 0) {
+        return system_reason(EACCES);  // the library leaves such a file alone, for root too
     } else {
         int fd = ::open(path.c_str(), O_WRONLY | O_NONBLOCK | O_CLOEXEC);
         if (fd < 0) return system_reason(errno);

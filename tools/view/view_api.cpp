@@ -1,5 +1,6 @@
 #include "tools/view/view_api.h"
 
+#include <algorithm>
 #include <cctype>
 #include <cstdint>
 #include <cstdio>
@@ -177,10 +178,20 @@ InJson body_object(const std::string& body, std::initializer_list<const char*> m
 
 // ---- set ------------------------------------------------------------------------
 
-// A column index: an integer from 0 up, within 32 bits.
-std::optional<std::uint32_t> column_index(const InJson& value) {
-    if (!value.is_number_unsigned() || value.get<std::uint64_t>() > UINT32_MAX) return std::nullopt;
-    return static_cast<std::uint32_t>(value.get<std::uint64_t>());
+// A column index: a whole number from 0 up; the operation checks it
+// against the table.
+std::optional<std::uint64_t> column_index(const InJson& value) {
+    if (!value.is_number_unsigned()) return std::nullopt;
+    return value.get<std::uint64_t>();
+}
+
+// Any whole number, one past what 64 bits hold read as the nearest they
+// hold: the operation checks every value's range and words it.
+std::optional<std::int64_t> whole_number(const InJson& value) {
+    if (value.is_number_unsigned())
+        return static_cast<std::int64_t>(std::min<std::uint64_t>(value.get<std::uint64_t>(), INT64_MAX));
+    if (value.is_number_integer()) return value.get<std::int64_t>();
+    return std::nullopt;
 }
 
 // [[i, v], ...]: `item` makes one entry of a column and its value, or
@@ -194,7 +205,7 @@ std::vector<Entry> column_list(const InJson& request, const char* member, const 
     if (!list.is_array()) throw BadRequest{400, refused};
     for (const InJson& pair : list) {
         if (!pair.is_array() || pair.size() != 2) throw BadRequest{400, refused};
-        std::optional<std::uint32_t> column = column_index(pair[0]);
+        std::optional<std::uint64_t> column = column_index(pair[0]);
         std::optional<Entry> entry = column ? item(*column, pair[1]) : std::nullopt;
         if (!entry) throw BadRequest{400, refused};
         out.push_back(*entry);
@@ -202,25 +213,24 @@ std::vector<Entry> column_list(const InJson& request, const char* member, const 
     return out;
 }
 
-std::optional<ColumnValue> integer_entry(std::uint32_t column, const InJson& value) {
-    if (!value.is_number_integer() || value.get<std::int64_t>() < INT32_MIN || value.get<std::int64_t>() > INT32_MAX)
-        return std::nullopt;
-    return ColumnValue{column, value.get<int>()};
+std::optional<ColumnValue> integer_entry(std::uint64_t column, const InJson& value) {
+    std::optional<std::int64_t> number = whole_number(value);
+    if (!number) return std::nullopt;
+    return ColumnValue{column, *number};
 }
 
-std::optional<ColumnAlignment> alignment_entry(std::uint32_t column, const InJson& value) {
+std::optional<ColumnAlignment> alignment_entry(std::uint64_t column, const InJson& value) {
     if (value == "L") return ColumnAlignment{column, RPL_TABLE::LEFT};
     if (value == "R") return ColumnAlignment{column, RPL_TABLE::RIGHT};
     return std::nullopt;
 }
 
-// An integer member, when the request has it; the operation checks its value.
-std::optional<int> integer_member(const InJson& request, const char* key) {
+// A whole-number member, when the request has it; the operation checks its value.
+std::optional<std::int64_t> integer_member(const InJson& request, const char* key) {
     if (!request.contains(key)) return std::nullopt;
-    const InJson& value = request[key];
-    if (!value.is_number_integer() || value.get<std::int64_t>() < INT32_MIN || value.get<std::int64_t>() > INT32_MAX)
-        throw BadRequest{400, std::string("\"") + key + "\" must be 1 or 2."};
-    return value.get<int>();
+    std::optional<std::int64_t> number = whole_number(request[key]);
+    if (!number) throw BadRequest{400, std::string("\"") + key + "\" must be a whole number."};
+    return number;
 }
 
 SettingsChange settings_change(const InJson& request) {

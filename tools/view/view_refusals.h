@@ -8,7 +8,10 @@
 
 namespace rpl_toc {
 
-// {"format": 1, "error": SENTENCE}: 404 for a path no section has, 400 for
+// The refusal as the page says it, in its form's words (refusal_words.h).
+std::string refusal_sentence(const Refusal& refusal);
+
+// {"format": 1, "error": refusal_sentence}: 404 for a path no section has, 400 for
 // a change the section cannot take, 500 for anything else.
 HttpResponse refusal_response(const Refusal& refusal);
 
