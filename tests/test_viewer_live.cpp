@@ -313,7 +313,10 @@ TEST_F(HostTest, ALongMarkStreamsItsSavesAsTheyLand) {
         done = e.data["saves_done"];
         EXPECT_LE(done, expected);
         EXPECT_EQ(e.data["expected_saves"], expected);
-        EXPECT_NE(e.data["sentence"].get<std::string>().find("of " + with_separators(expected) + " saves done"), std::string::npos);
+        std::string sentence = e.data["sentence"];
+        EXPECT_TRUE(sentence.find("of " + with_separators(expected) + " saves") != std::string::npos ||
+                    sentence.find(with_separators(expected) + " saves expected") != std::string::npos)
+            << sentence;
         if (!e.data.contains("written")) continue;
         EXPECT_EQ(e.data["written"]["marked"], false);
         EXPECT_EQ(e.data["written"]["marking"], 0);
@@ -333,7 +336,7 @@ TEST(ViewerActivity, CountsTheSavesThatLandAndPassesTheCheckpointsTheyReach) {
     EXPECT_EQ(progress.saves_done, 4u);
     EXPECT_EQ(progress.passed, std::vector<std::string>{"||R||A"});
     EXPECT_TRUE(progress.marked);
-    EXPECT_EQ(progress.sentence.substr(0, 33), "marking ||R, 4 of 10 saves done, ");
+    EXPECT_EQ(progress.sentence, "marking ||R, 4 of 10 saves");
     activity.advance(8, 10);  // sections written, not saves
     EXPECT_EQ(activity.take_progress().passed, std::vector<std::string>{});
     activity.landed(3);

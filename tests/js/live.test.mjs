@@ -17,8 +17,8 @@ const settings = { settings_file: '/d/r.rplset', exists: true, readable: true, b
 test('progress shows the server\'s sentence and the sections its saves have written', () => {
   const own = new OwnChanges();
   const written = { paths: ['||R||A'], marked: true, marking: 2 };
-  assert.deepEqual(eventAction('progress', { change: 3, sentence: 'marking ||R, 2 of 5 saves done, 0.4 s so far', written }, own), {
-    working: 'marking ||R, 2 of 5 saves done, 0.4 s so far',
+  assert.deepEqual(eventAction('progress', { change: 3, sentence: 'marking ||R, 2 of 5 saves, 1.4 s so far', written }, own), {
+    working: 'marking ||R, 2 of 5 saves, 1.4 s so far',
     written,
   });
   assert.deepEqual(eventAction('progress', { change: 3, sentence: 's' }, own), { working: 's' });

@@ -1,9 +1,8 @@
 #include "tools/view/view_activity.h"
 
 #include <algorithm>
-#include <cstdio>
 
-#include "tools/core/section_info.h"
+#include "tools/core/progress_words.h"
 
 namespace rpl_toc {
 
@@ -60,13 +59,7 @@ std::size_t Activity::done() const { return m_expected ? std::min(m_landed, m_ex
 
 std::string Activity::progress_words() const {
     double seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - m_start).count();
-    char elapsed[32];
-    std::snprintf(elapsed, sizeof elapsed, "%.1f s", seconds);
-    std::string out = m_what;
-    if (m_expected)
-        out += ", " + with_separators(done()) + " of " + with_separators(m_expected) +
-               (m_expected == 1 ? " save" : " saves") + " done";
-    return out + ", " + elapsed + " so far";
+    return rpl_toc::progress_words({m_what, done(), m_expected, seconds});
 }
 
 ActivityProgress Activity::take_progress() {

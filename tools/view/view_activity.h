@@ -30,7 +30,7 @@ struct ActivityCheckpoint {
 struct ActivityProgress {
     bool busy = false;
     std::uint64_t change = 0;  // which change: every change begun has a number
-    std::string sentence;      // "marking ||R||F, 1,200 of 4,041 saves done, 2.3 s so far"
+    std::string sentence;      // progress_words: "marking ||R||F, 1,200 of 4,041 saves, 2.3 s so far"
     std::size_t saves_done = 0, expected_saves = 0;
     long long elapsed_ms = 0;
     std::vector<std::string> passed;  // paths of the checkpoints passed
@@ -65,7 +65,7 @@ public:
     // {"format", "busy": false} or {"format", "busy": true, "what",
     // "expected_saves", "saves_done", "elapsed_ms"}.
     Json document() const;
-    // "busy: marking ||R||F, 1,200 of 4,041 saves done, 2.3 s so far", or
+    // "busy: marking ||R||F, 1,200 of 4,041 saves, 2.3 s so far", or
     // for a request that holds the library briefly, that it is busy.
     std::string sentence() const;
     // Whether a change runs, and how many have begun: two equal answers

@@ -10,6 +10,7 @@
 #include "tools/core/operations.h"
 #include "tools/core/save_check.h"
 #include "tools/core/presentation.h"
+#include "tools/core/progress_words.h"
 #include "tools/core/section_info.h"
 #include "tools/core/settings_blocks.h"
 #include "tools/core/toc_json.h"
@@ -322,8 +323,7 @@ HttpResponse api_mark(Session& session, const std::string& body, Activity& activ
             named.push_back(path.get<std::string>());
         }
         bool marked = request["marked"].get<bool>();
-        std::string what = std::string(marked ? "marking " : "unmarking ") + named.front();
-        if (named.size() > 1) what += " and " + with_separators(named.size() - 1) + " more";
+        std::string what = mark_activity(named, marked);
         Json told;
         HttpResponse answer = as_activity(activity, what, saves_of_mark(session, named), checkpoints_of_mark(session, named), marked,
                            [&](std::uint64_t change) {
