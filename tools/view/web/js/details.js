@@ -4,10 +4,10 @@
 
 import { api } from './api.js';
 import { FIRST_ROWS, Latest, moreRows, previewRequest, previewStatus } from './preview.js';
+import { contentsWords, kindFacts, outputWords } from './facts.js';
 import { columnsRequest } from './requests.js';
 import { badge } from './tree.js';
 
-const MARKING_WORDS = ['none of it', 'partly', 'all of it'];
 const ORIENTATIONS = [
   [1, 'Portrait'],
   [2, 'Landscape'],
@@ -37,23 +37,6 @@ function facts(pairs) {
     list.append(element('dt', {}, label), element('dd', {}, value));
   }
   return list;
-}
-
-function kindFacts(section) {
-  switch (section.kind) {
-    case 'text':
-      return [['HTML', section.html ? 'yes' : 'no']];
-    case 'chart':
-      return [['Chart type', String(section.chart_type)]];
-    case 'embedded':
-      return [['Embedded type', String(section.embedded_type)], ['Info', section.info]];
-    case 'gauges':
-      return [['Gauges', section.percentages.length ? section.percentages.map((p) => (p ? 'percentage' : 'value')).join(', ') : 'none']];
-    case 'table':
-      return [['Columns', String(section.columns)]];
-    default:
-      return [];
-  }
 }
 
 // A form whose submit sends `change()` and shows a refusal under it.
@@ -210,13 +193,6 @@ function columnsForm(section, onSet, onTyped = () => {}) {
   return form;
 }
 
-// A folder's contents in a few words: "4 sections, 3 marked".
-function contents(node) {
-  const marked = node.children.filter((c) => c.section.marked).length;
-  const count = node.children.length;
-  return `${count} ${count === 1 ? 'section' : 'sections'}, ${marked} marked`;
-}
-
 // `node` is the selected section's node of the tree (its "section" is the
 // SECTION document), or null.
 export function renderDetails(container, node, onSet, { hidden = false } = {}) {
@@ -227,7 +203,6 @@ export function renderDetails(container, node, onSet, { hidden = false } = {}) {
   }
   const title = element('header', {}, element('h2', {}, section.name), badge(section.kind));
   if (section.row_test_failed) title.append(badge('row test failed', 'warn'));
-  const marking = `${section.marked ? 'marked' : 'not marked'}; subtree: ${MARKING_WORDS[section.marking] || section.marking}`;
   const parts = [title];
   if (hidden) {
     const note = element('p', { className: 'filter-note' }, 'The filter hides this section in the table of contents.');
@@ -243,8 +218,8 @@ export function renderDetails(container, node, onSet, { hidden = false } = {}) {
     facts([
       ['Path', element('span', { className: 'path' }, section.path)],
       ['Kind', `${section.kind} (object type ${section.object_type})`],
-      ['Output', marking],
-      ['Contents', section.kind === 'folder' ? contents(node) : ''],
+      ['Output', outputWords(section)],
+      ['Contents', section.kind === 'folder' ? contentsWords(node.children.map((child) => child.section)) : ''],
       ['Header', section.header],
       ['Footer', section.footer],
       ...kindFacts(section),
