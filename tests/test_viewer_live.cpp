@@ -126,6 +126,12 @@ TEST(EventHub, KeepsOrderTellsALateReaderToReadAgainAndTicketsOpenOneStream) {
     EXPECT_EQ(read[0].name, "resync");
     EXPECT_EQ(late, hub.newest());
 
+    // Large events are kept by their bytes too: a slow reader falls behind sooner.
+    for (std::size_t i = 0; i < 9; ++i) hub.publish("changed", {{"change", i}, {"text", std::string(EventHub::kKeptBytes / 8, 'x')}});
+    read = events_in(hub.take(late));
+    ASSERT_EQ(read.size(), 1u);
+    EXPECT_EQ(read[0].name, "resync");
+
     hub.publish("changed", {{"change", 9}, {"text", std::string(EventHub::kMaxEventBytes, 'x')}});
     read = events_in(hub.take(late));
     ASSERT_EQ(read.size(), 1u);

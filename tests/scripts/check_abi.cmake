@@ -30,12 +30,7 @@ if(NOT ABI_DUMPER OR NOT ABI_CHECKER)
   return()
 endif()
 
-function(step name)
-  execute_process(COMMAND ${ARGN} RESULT_VARIABLE rc OUTPUT_VARIABLE out ERROR_VARIABLE err)
-  if(NOT rc EQUAL 0)
-    message(FATAL_ERROR "${name} failed (${rc}):\n${out}\n${err}")
-  endif()
-endfunction()
+include(${CMAKE_CURRENT_LIST_DIR}/check_steps.cmake)
 
 # The SONAME the library carries, e.g. librpl.so.1.
 function(soname_of library result)

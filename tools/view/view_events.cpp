@@ -30,8 +30,12 @@ void EventHub::publish(const std::string& name, const Json& data) {
     std::function<void()> listener;
     {
         std::lock_guard<std::mutex> lock(m_lock);
+        m_kept_bytes += text.size();
         m_kept.push_back({++m_newest, std::make_shared<const std::string>(std::move(text))});
-        while (m_kept.size() > kKept) m_kept.pop_front();
+        while (m_kept.size() > kKept || (m_kept.size() > 1 && m_kept_bytes > kKeptBytes)) {
+            m_kept_bytes -= m_kept.front().text->size();
+            m_kept.pop_front();
+        }
         listener = m_listener;
     }
     if (listener) listener();

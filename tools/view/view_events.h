@@ -21,10 +21,12 @@ namespace rpl_toc {
 
 class EventHub {
 public:
-    // Events kept for streams that have not read them yet. A stream that
-    // falls further behind is sent "resync", after which it reads on from
+    // Events kept for streams that have not read them yet, and their bytes
+    // at most. A stream that falls further behind (a page on a busy
+    // machine reads slowly) is sent "resync", after which it reads on from
     // the newest event.
-    static constexpr std::size_t kKept = 64;
+    static constexpr std::size_t kKept = 256;
+    static constexpr std::size_t kKeptBytes = 4 * 1024 * 1024;
     // An event whose text is longer is sent as "resync" instead (with the
     // change's number, when it tells of one): the page reads the state
     // whole, which costs it two requests.
@@ -67,6 +69,7 @@ private:
     };
     mutable std::mutex m_lock;
     std::deque<Kept> m_kept;
+    std::size_t m_kept_bytes = 0;
     std::uint64_t m_newest = 0;
     std::deque<Ticket> m_tickets;
     std::function<void()> m_listener;

@@ -20,6 +20,7 @@ const state = {
   shownSection: '', // the JSON of the section the details pane shows
   own: new OwnChanges(),
   marking: false, // a mark of this page runs
+  resyncWanted: false, // the page is to read everything again once no change runs
 };
 
 const tree = new TreeView($('tree'), {
@@ -115,6 +116,7 @@ function showSettings(settings) {
 async function act(action, drawn = () => {}) {
   if (action.resync) return resync();
   if ('working' in action) showWorking(action.working);
+  if (action.working === null && state.resyncWanted) resync();
   if (action.written) tree.refresh(applyWritten(state.toc, action.written));
   if (action.sections) {
     tree.refresh(state.toc.merge(action.sections));
@@ -128,8 +130,14 @@ async function act(action, drawn = () => {}) {
 }
 
 // The whole TOC and the settings file again: after the stream broke, or
-// when the server says the page fell behind.
+// when the server says the page fell behind. While a change runs the
+// viewer would only say it is busy: the page reads once it has ended.
 async function resync() {
+  if (state.marking || !$('working').hidden) {
+    state.resyncWanted = true;
+    return;
+  }
+  state.resyncWanted = false;
   await attempt(async () => {
     showToc((await api.toc()).data);
     showSettings((await api.settings()).data);
