@@ -249,7 +249,11 @@ TEST_F(LiveViewer, OwnChangesAreSentAsChangesNeverAsAnotherProgramsSave) {
     // A marker: its event comes after every event of the own change.
     save_outside(read_file(session_->settings_file()) + "[||Z]\nOUTPUT_SECTION=0\n");
     ASSERT_TRUE(listener_->wait_for([](const std::vector<Event>& events) { return has_event(events, "outside"); }));
-    std::vector<Event> events = listener_->events();
+    // The change's own progress (on a slow machine) aside, the pages hear
+    // of the change once, and then only of the marker.
+    std::vector<Event> events;
+    for (Event& e : listener_->events())
+        if (e.name != "progress" && e.name != "idle") events.push_back(std::move(e));
     ASSERT_GE(events.size(), 2u);
     EXPECT_EQ(events[0].name, "changed");
     EXPECT_EQ(events[0].data["change"], number);
