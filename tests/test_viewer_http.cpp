@@ -19,6 +19,7 @@
 #include <iostream>
 #include <memory>
 #include <mutex>
+#include <map>
 #include <regex>
 #include <set>
 #include <string>
@@ -282,13 +283,15 @@ TEST_F(ViewerHttp, SettingsAnswerShowsTheFileBlockByBlockAsTheLibraryReadsIt) {
     std::filesystem::remove(db_.file("small@timing.rplset"));
     std::filesystem::create_directory(db_.file("small@timing.rplset"));
     EXPECT_EQ(call_json("GET", "/api/settings"), json({{"format", 1}, {"settings_file", db_.file("small@timing.rplset")},
-                                                       {"exists", true}, {"readable", false}, {"blocks", json::array()}}));
+                                                       {"exists", true}, {"readable", false}, {"whole", true},
+                                                       {"blocks", json::array()}}));
 }
 
 // The answer holds the marks that the file, read back, gives.
 TEST_F(ViewerHttp, MarkWritesTheSettingsFileAndAnswersTheTree) {
     EXPECT_EQ(call_json("GET", "/api/settings"), json({{"format", 1}, {"settings_file", db_.file("small@timing.rplset")},
-                                                       {"exists", false}, {"readable", true}, {"blocks", json::array()}}));
+                                                       {"exists", false}, {"readable", true}, {"whole", true},
+                                                       {"blocks", json::array()}}));
     json toc = call_json("POST", "/api/mark", R"({"paths": ["||R||F"], "marked": false})");
     EXPECT_EQ(settings(), kSmallAfterUnmarkF);
     json read_back = json::parse(cli({"--json", "show", small_}));
@@ -305,15 +308,25 @@ TEST_F(ViewerHttp, MarkWritesTheSettingsFileAndAnswersTheTree) {
     EXPECT_EQ(sorted(marks(toc)), sorted(touched));
     EXPECT_EQ(toc["reloaded"], false);
     EXPECT_FALSE(toc.contains("unsaved"));
-    // With the file as it now is, the blocks the change rewrote marked: one
-    // request per click, and no TOC document.
+    // The blocks the change rewrote, each with the header before it in the
+    // file: one request per click, a few hundred bytes, no TOC document.
+    json whole = call_json("GET", "/api/settings");
     std::string file;
-    std::set<std::string> rewritten;
-    for (const json& block : toc["settings"]["blocks"]) {
+    std::map<std::string, json> before;  // header -> the header before it
+    json previous = nullptr;
+    for (const json& block : whole["blocks"]) {
         file += block["text"].get<std::string>();
-        if (block["rewritten"] == true) rewritten.insert(block["header"]);
+        before[block["header"]] = previous;
+        previous = block["header"];
     }
     EXPECT_EQ(file, kSmallAfterUnmarkF);
+    EXPECT_EQ(toc["settings"]["whole"], false);
+    std::set<std::string> rewritten;
+    for (const json& block : toc["settings"]["blocks"]) {
+        EXPECT_EQ(block["rewritten"], true);
+        EXPECT_EQ(block["after"], before[block["header"]]) << block["header"];
+        rewritten.insert(block["header"]);
+    }
     EXPECT_EQ(rewritten, (std::set<std::string>{"[||R]", "[||R||F]", "[||R||F||C1]", "[||R||F||G]"}));
     EXPECT_EQ(toc.size(), 5u);  // format, reloaded, sections, change, settings
     EXPECT_GT(call_json("POST", "/api/mark", R"({"paths": ["||R||X1"], "marked": false})")["change"], toc["change"]);
@@ -394,7 +407,7 @@ TEST_F(ViewerHttp, ReportsAChangeThatWasNotSaved) {
     EXPECT_EQ(json::parse(response.body)["unsaved"], json(db_.file("small@timing.rplset") + ": " + "Is a directory"));
     json settings = call_json("GET", "/api/settings");
     EXPECT_EQ(settings, json({{"format", 1}, {"settings_file", db_.file("small@timing.rplset")}, {"exists", true},
-                              {"readable", false}, {"blocks", json::array()}}));
+                              {"readable", false}, {"whole", true}, {"blocks", json::array()}}));
     EXPECT_EQ(header(call("POST", "/api/mark", R"({"paths": ["||R||X1"], "marked": true})"), "X-RPL-Unsaved"),
               unsaved);
 }

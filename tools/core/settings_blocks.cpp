@@ -15,17 +15,26 @@ std::set<std::string> headers_of(const std::vector<const RPL_REPORT_SECTION*>& s
 }
 
 Json settings_blocks_json(const std::string& settings_file, const Session::SettingsRead* read,
-                          const std::set<std::string>& rewritten) {
+                          const std::set<std::string>& rewritten, bool whole) {
     Json blocks = Json::array();
     bool readable = read && read->loaded;
+    const std::string* before = nullptr;
     if (readable)
-        for (const auto& block : read->blocks)
-            blocks.push_back({{"header", block.first},
+        for (const auto& block : read->blocks) {
+            bool is_rewritten = rewritten.count(block.first) > 0;
+            if (whole || is_rewritten) {
+                Json shown = {{"header", block.first},
                               {"text", settings_block_text(block.first, block.second)},
-                              {"rewritten", rewritten.count(block.first) > 0}});
+                              {"rewritten", is_rewritten}};
+                if (!whole) shown["after"] = before ? Json(*before) : Json();
+                blocks.push_back(std::move(shown));
+            }
+            before = &block.first;
+        }
     return {{"settings_file", settings_file},
             {"exists", read ? read->stamp.exists : true},
             {"readable", readable},
+            {"whole", whole},
             {"blocks", blocks}};
 }
 

@@ -21,11 +21,15 @@ std::string settings_block_text(const std::string& header, const std::map<std::s
 // The header lines of the blocks of `sections`.
 std::set<std::string> headers_of(const std::vector<const RPL_REPORT_SECTION*>& sections);
 
-// {"settings_file", "exists", "readable", "blocks": [{"header", "text",
-// "rewritten"}]}: `read` null when the file could not be read steadily
-// (then no block is shown); "rewritten" for the headers in `rewritten`.
+// {"settings_file", "exists", "readable", "whole", "blocks": [{"header",
+// "text", "rewritten"}]}: `read` null when the file could not be read
+// steadily (then no block is shown); "rewritten" for the headers in
+// `rewritten`. Not `whole`: only the rewritten blocks, each with "after",
+// the header of the block before it in the file (null for the first), so
+// that a page that holds the rest puts each in its place: a leaf's change
+// answers a few hundred bytes, not the whole file.
 Json settings_blocks_json(const std::string& settings_file, const Session::SettingsRead* read,
-                          const std::set<std::string>& rewritten);
+                          const std::set<std::string>& rewritten, bool whole = true);
 
 }  // namespace rpl_toc
 

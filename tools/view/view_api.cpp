@@ -148,7 +148,7 @@ HttpResponse change_response(Session& session, const Outcome<Change>& change, Ch
     Json document = change_document(touched, reloaded.has_value());
     document["change"] = context.change;
     if (reloaded && !reloaded->notice.empty()) document["notice"] = reloaded->notice;
-    document["settings"] = settings_blocks_json(session.settings_file(), session.last_read(), rewritten);
+    document["settings"] = settings_blocks_json(session.settings_file(), session.last_read(), rewritten, reloaded.has_value());
     const SaveCheck& save = in_file.save;
     bool unsaved = !save.saved() && !in_file.saved_outside;
     if (unsaved) document["unsaved"] = save.settings_file + ": " + save.unsaved;

@@ -7,7 +7,7 @@ import { renderDetails } from './details.js';
 import { answerAction, applyWritten, eventAction, OwnChanges } from './live.js';
 import { isFolder, Toc } from './model.js';
 import { markRequest } from './requests.js';
-import { settingsView } from './settings_view.js';
+import { mergeSettings, settingsView } from './settings_view.js';
 import { TreeView } from './tree.js';
 
 const $ = (id) => document.getElementById(id);
@@ -87,8 +87,11 @@ function showToc(document) {
   showFilterStatus();
 }
 
-// The settings file, block by block; the first block rewritten scrolled into view.
-function showSettings(settings) {
+// The settings file, block by block; the first block rewritten scrolled
+// into view. A change's answer brings only the blocks it rewrote.
+async function showSettings(answer) {
+  let settings = mergeSettings(state.settings, answer);
+  if (settings === null) settings = (await api.settings()).data;
   state.settings = settings;
   $('settings-path').textContent = settings.settings_file;
   const pane = $('settings-content');
@@ -123,7 +126,7 @@ async function act(action, drawn = () => {}) {
     showDetails();
   }
   drawn(); // the tree and the section as they now are; the file follows
-  if (action.settings) showSettings(action.settings);
+  if (action.settings) await showSettings(action.settings);
   if ('notice' in action) showNotice(action.notice);
   if ('unsaved' in action) state.unsaved = action.unsaved;
   showBanner();
@@ -140,7 +143,8 @@ async function resync() {
   state.resyncWanted = false;
   await attempt(async () => {
     showToc((await api.toc()).data);
-    showSettings((await api.settings()).data);
+    state.settings = null;
+    await showSettings((await api.settings()).data);
   });
 }
 
@@ -265,7 +269,7 @@ $('reload').addEventListener('click', () =>
   attempt(async () => {
     const { data } = await api.reload();
     showToc(data.toc);
-    showSettings(data.settings);
+    await showSettings(data.settings);
     showNotice(data.notice || '');
     state.unsaved = '';
   }),
@@ -294,7 +298,7 @@ attempt(async () => {
   showToc((await api.toc()).data);
   // The benchmarks time the first paint of the tree from here.
   requestAnimationFrame(() => setTimeout(() => performance.mark('rpl-tree-painted'), 0));
-  showSettings((await api.settings()).data);
+  await showSettings((await api.settings()).data);
 }).then(() => {
   $('tree').focus({ preventScroll: true });
   // What the page did not ask for comes on the stream; one that broke may
