@@ -18,6 +18,7 @@ import subprocess
 import sys
 import tempfile
 import threading
+import time
 import unittest
 
 from selenium import webdriver
@@ -542,18 +543,20 @@ class ViewerPage(unittest.TestCase):
         import urllib.request
 
         def change_in_a(body):
+            """A's change; when it was asked, which is before its save landed."""
             request = urllib.request.Request(other.base + 'api/set', method='POST', data=json.dumps(body).encode(),
                                              headers={'Content-Type': 'application/json', 'X-RPL-Token': other.token})
+            asked = time.time() * 1000
             urllib.request.urlopen(request).read()
-            return os.stat(self.viewer.settings_path).st_mtime_ns / 1e6  # when A's save landed
+            return asked
 
         # Each of A's saves reaches this page by itself, without a click.
         latencies = []
         for orientation in (2, 1, 2, 1, 2):
             shown_before = self.outside_shown_at()
-            landed = change_in_a({'path': chart, 'chart_type': 2, 'orientation': orientation})
+            asked = change_in_a({'path': chart, 'chart_type': 2, 'orientation': orientation})
             self.wait(lambda: self.outside_shown_at() != shown_before, 'the page shows A\'s save', 30)
-            latencies.append(self.outside_shown_at() - landed)
+            latencies.append(self.outside_shown_at() - asked)  # A's own work included: at most this
         latencies.sort()
         print('\n  another program\'s save shown after (ms): %s' % ', '.join('%.0f' % t for t in latencies), file=sys.stderr)
         self.assertLess(latencies[len(latencies) // 2], 200)
