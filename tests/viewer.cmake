@@ -31,7 +31,7 @@ if(TARGET rpl-toc)
             --rpl-toc $<TARGET_FILE:rpl-toc> --examples ${PROJECT_SOURCE_DIR}/examples
             --out ${CMAKE_CURRENT_BINARY_DIR}/browser)
   # One browser at a time keeps the two cores free for the other suites.
-  set_tests_properties(viewer_browser PROPERTIES LABELS browser TIMEOUT 600 RUN_SERIAL ON)
+  set_tests_properties(viewer_browser PROPERTIES LABELS browser TIMEOUT 1200 RUN_SERIAL ON)
 endif()
 
 # Saves of other programs during a reload or a change: the viewer's

@@ -578,7 +578,7 @@ class ViewerPage(unittest.TestCase):
         self.assert_no_console_errors()
 
     def test_a_long_mark_says_what_it_is_doing(self):
-        self.view_folder_of_texts(5000)
+        self.view_folder_of_texts(3000)
         self.open_page('||Large')
         # What the tree shows when the first text's save is shown.
         self.driver.execute_script('''
@@ -593,7 +593,7 @@ class ViewerPage(unittest.TestCase):
         working = self.driver.find_element(By.ID, 'working')
         self.wait(lambda: working.is_displayed() and 'saves' in working.text, 'the page says it is working', 60)
         self.assertEqual(working.get_attribute('role'), 'status')
-        self.assertRegex(working.text, r'^unmarking \|\|Large, ([\d,]+ of 10,001 saves|10,001 saves expected)(, \d+\.\d s so far)?$')
+        self.assertRegex(working.text, r'^unmarking \|\|Large, ([\d,]+ of 6,001 saves|6,001 saves expected)(, \d+\.\d s so far)?$')
         # A click while the mark runs does nothing: the tree says it is busy
         # and the one working line says with what.
         self.assertEqual(self.driver.find_element(By.ID, 'tree').get_attribute('aria-busy'), 'true')
@@ -601,7 +601,8 @@ class ViewerPage(unittest.TestCase):
         self.assertEqual(len([e for e in self.driver.find_elements(By.CSS_SELECTOR, '.working') if e.is_displayed()]), 1)
         self.assertFalse(self.driver.find_element(By.ID, 'banner').is_displayed())
         self.screenshot('working')
-        self.wait(lambda: self.checked('||Large') == 'false' and self.settled(), 'the mark ends', 120)
+        # Minutes under AddressSanitizer on a busy machine: 6,001 saves of a growing file.
+        self.wait(lambda: self.checked('||Large') == 'false' and self.settled(), 'the mark ends', 600)
         self.wait(lambda: not working.is_displayed(), 'the working line goes')
         self.assertEqual(self.checked('||Large||Text 0499'), 'false')  # the click changed nothing
         self.assertEqual(self.driver.find_element(By.ID, 'tree').get_attribute('aria-busy'), 'false')
