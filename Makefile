@@ -18,7 +18,7 @@ build:
 test: build
 	cd $(BUILD) && ctest --output-on-failure -j$(JOBS)
 
-# Only what the demo runs: the tests take minutes to build, these under one (48 s on 2 cores).
+# Only what the demo runs (the tests take far longer to build): about 6 CPU-minutes, see the README.
 # The demo compiles examples/flow with Yosys and nextpnr-ice40 (the flow set) and imports it.
 demo:
 	./scripts/install-deps.sh build flow
