@@ -10,12 +10,12 @@ set -eu
 
 packages_for() {
     case "$1" in
-        build) echo "cmake g++ make pkg-config libgtest-dev libgmock-dev nlohmann-json3-dev libcli11-dev libcpp-httplib-dev libmicrohttpd-dev libgumbo-dev" ;;
+        build) echo "cmake g++ make pkg-config libgtest-dev libgmock-dev nlohmann-json3-dev libvalijson-dev libkainjow-mustache-dev libcli11-dev libcpp-httplib-dev libmicrohttpd-dev libgumbo-dev" ;;
         flow) echo "yosys nextpnr-ice40" ;;
         test) echo "$(packages_for build) $(packages_for flow) python3 python3-jsonschema chromium chromium-driver python3-selenium man-db nodejs $(packages_for abi)" ;;
         abi) echo "abi-dumper abi-compliance-checker lintian" ;;
-        bench) echo "cmake g++ make libbenchmark-dev libsimpleini-dev libinih-dev pkg-config libmicrohttpd-dev libgumbo-dev" ;;
-        fuzz) echo "cmake clang libclang-rt-14-dev nlohmann-json3-dev libcli11-dev pkg-config libmicrohttpd-dev libgumbo-dev" ;;
+        bench) echo "cmake g++ make libbenchmark-dev libsimpleini-dev libinih-dev nlohmann-json3-dev libvalijson-dev libkainjow-mustache-dev pkg-config libmicrohttpd-dev libgumbo-dev" ;;
+        fuzz) echo "cmake clang libclang-rt-14-dev nlohmann-json3-dev libvalijson-dev libkainjow-mustache-dev libcli11-dev pkg-config libmicrohttpd-dev libgumbo-dev" ;;
         valgrind) echo "valgrind" ;;
         browser) echo "chromium" ;;
         *) echo "unknown package set: $1" >&2; exit 2 ;;

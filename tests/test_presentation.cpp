@@ -308,7 +308,7 @@ TEST_F(Presentation, ARowWiderThanTheTableIsRefusedByItsPointer) {
              {R"({"type": 4, "columns": 1, "headings": ["a", "b"]})", "/root/children/0/headings: 2 headings; the table has 1 column"},
              {R"({"type": 4, "cells": [[{"x": 1}]]})", "/root/children/0/cells/0/0: expected a string, a number or null"},
              {R"({"type": 9, "gauges": [{"value": "high"}]})", "/root/children/0/gauges/0/value: expected a number"},
-             {R"({"type": 7, "items": [{"name": "a", "value": true}]})", "/root/children/0/items/0/value: expected a string or a number"},
+             {R"({"type": 7, "items": [{"name": "a", "value": true}]})", "/root/children/0/items/0/value: expected a string, a number or null"},
              {R"({"type": 1, "text": "x"})", "/root/children/0/text: not a field of an object of type 1"},
          }) {
         ReportLoad load = load_report_json(R"({"root": {"type": 1, "children": [)" + c.object + "]}}");

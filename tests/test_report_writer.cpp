@@ -107,6 +107,19 @@ TEST_F(ReportWriter, HtmlNamesOrientationsHeadsFoldersAndLinksOnlyWithinThePage)
     for (const std::string& id : targets) EXPECT_NE(page.find("id=\"" + id + "\""), std::string::npos) << id;
 }
 
+// The page is a template filled in once: a name or a text that looks like
+// one of its tags is shown as it is, escaped, and fills in nothing.
+TEST_F(ReportWriter, HtmlShowsNamesThatLookLikeTheTemplatesTagsAsTheyAre) {
+    write_file(files_.file("tags.json"), R"({"name": "{{title}}", "type": 3, "root": {"type": 1, "name": "{{{styles}}}",
+        "children": [{"type": 3, "name": "{{#sections}}<i>", "text": "{{body}}"}]}})");
+    std::unique_ptr<Session> tags = std::move(rpl_toc::open_session(files_.file("tags.json"), db_->path()).result());
+    std::string page = rpl_toc::format_report(tags->toc(), ReportFormat::html);
+    for (const char* shown : {"<title>Report &quot;{{title}}&quot;, type 3", "<span class=\"num\">1</span> {{{styles}}}</a>",
+                              "<span class=\"num\">1.1</span> {{#sections}}&lt;i&gt; <span", "<div class=\"rpl-plain\">{{body}}</div>"})
+        EXPECT_NE(page.find(shown), std::string::npos) << shown;
+    EXPECT_EQ(page.find("<i>"), std::string::npos);
+}
+
 TEST_F(ReportWriter, WritingSaysWhereAndHowManyOrWhyNot) {
     struct CASE {
         const char* what;

@@ -185,21 +185,28 @@ TEST_F(RplTocCli, BadReportFilesNameThePlaceOfTheFault) {
              {"{\"root\": {\"type\": 1, \"children\": {}}}", "/root/children: expected an array"},
              {"{\"root\": {\"type\": 1, \"name\": 5}}", "/root/name: expected a string"},
              {"{\"root\": {\"type\": \"1\"}}", "/root/type: expected an integer"},
-             {"{\"root\": {\"type\": 9, \"gauges\": [true, 0]}}", "/root/gauges/1: expected true, false or a gauge object"},
-             {"[]", "top level: expected a JSON object"},
+             {"{\"root\": {\"type\": 9, \"gauges\": [true, 0]}}", "/root/gauges/1: expected true, false or an object"},
+             {"[]", "top level: expected an object"},
              {"{\"name\": \"x\",\n \"type\": tru}", "invalid JSON at line 2, column 13: "},
              // The row test is asked about every row: the report's row-tested rows are bounded in all.
              {rows("6000000", "4000001"),
               "/root/children/1/rows: the tables with a row test may have at most 10000000 rows in all"},
              // A name is a line of the settings file: a line feed would name another section's block.
              {child("{\"type\": 3, \"name\": \"A\\n[||R||Victim\"}"),
-              "/root/children/0/name: a name may not contain a line feed"},
-             {"{\"root\": {\"type\": 1, \"name\": \"R\\u0000x\"}}", "/root/name: a name may not contain a NUL byte"},
+              "/root/children/0/name: a name may not contain a line feed or a NUL byte"},
+             {"{\"root\": {\"type\": 1, \"name\": \"R\\u0000x\"}}", "/root/name: a name may not contain a line feed or a NUL byte"},
          }) {
         SCOPED_TRACE(text.substr(0, 80));
         std::string file = report("bad.json", text);
         expect_error(toc({"show", file}), "rpl-toc: error: " + file + ": " + error);  // names file, then place
     }
+    // Far into a large report, the place is still the first fault's.
+    std::string large = "{\"root\": {\"type\": 1, \"children\": [";
+    for (int i = 0; i < 100000; ++i) large += "null, ";
+    large += "{\"type\": 4, \"cells\": [[1], [2], [true], [true]]}, {\"type\": \"x\"}]}}";
+    const std::string large_file = report("large.json", large);
+    expect_error(toc({"show", large_file}),
+                 "rpl-toc: error: " + large_file + ": /root/children/100000/cells/2/0: expected a string, a number or null");
     for (const std::string& text : {rows("6000000", "4000000"), child("{\"type\": 4, \"rows\": 2147483647}")}) {
         Result r = toc({"list", report("rows.json", text)});
         EXPECT_EQ(r.code, 0) << text << r.err;
@@ -229,6 +236,22 @@ TEST_F(RplTocCli, ReportsNestAsDeepAsTheDocsSayAndNoDeeper) {
     Result r = toc({"list", past});
     expect_error(r, "nesting too deep: rpl-toc reads objects at most " + std::to_string(limit) +
                         " levels below the main folder");
+}
+
+// A text nested far deeper than any report is refused at the limit, with
+// the place where it went too deep: the parse stops there, so its depth
+// costs neither stack nor memory.
+TEST_F(RplTocCli, AReportNestedAHundredThousandDeepIsRefusedAtTheLimit) {
+    const std::string deep = report("deep.json", std::string(100000, '[') + std::string(100000, ']'));
+    Result r = toc({"list", deep});
+    expect_error(r, "rpl-toc: error: " + deep + ": /0/0/0/");
+    expect_error(r, "/0: nesting too deep: rpl-toc reads objects at most");
+    const std::string objects = report("objects.json", [] {
+        std::string text;
+        for (int i = 0; i < 100000; ++i) text += "{\"a\": ";
+        return text + "1" + std::string(100000, '}');
+    }());
+    expect_error(toc({"list", objects}), "rpl-toc: error: " + objects + ": /a/a/a/");
 }
 
 // Box characters only where the locale says UTF-8, colour only on a

@@ -2,25 +2,11 @@
 
 namespace rpl_toc {
 
-std::size_t too_deep_at(const std::string& text, std::size_t limit) {
-    std::size_t depth = 0;
-    bool in_string = false;
-    for (std::size_t i = 0; i < text.size(); ++i) {
-        char c = text[i];
-        if (in_string) {
-            if (c == '\\')
-                ++i;
-            else if (c == '"')
-                in_string = false;
-        } else if (c == '"') {
-            in_string = true;
-        } else if (c == '[' || c == '{') {
-            if (++depth > limit) return i;
-        } else if ((c == ']' || c == '}') && depth > 0) {
-            --depth;
-        }
-    }
-    return std::string::npos;
+std::string ParsePlace::pointer() const {
+    std::string out;
+    for (const Level& level : m_levels)
+        out += "/" + (level.array ? std::to_string(level.index) : json_pointer_token(level.key));
+    return out;
 }
 
 std::string line_and_column(const std::string& text, std::size_t offset) {

@@ -9,6 +9,7 @@
 #include <nlohmann/json.hpp>
 
 #include "tools/core/json_text.h"
+#include "tools/core/report_schema.h"
 #include "tools/core/section_info.h"
 #include "tools/core/section_kinds.h"
 
@@ -25,10 +26,6 @@ struct LoadError {
     std::string message;
 };
 
-bool is_common_field(const std::string& key) {
-    return key == "type" || key == "name" || key == "header" || key == "footer";
-}
-
 std::string invalid_json_message(const json::parse_error& e) { return "invalid JSON at " + parse_error_text(e.what()); }
 
 json* field(json& object, const char* key) {
@@ -36,10 +33,12 @@ json* field(json& object, const char* key) {
     return it == object.end() ? nullptr : &*it;
 }
 
-// Walks the parsed document and builds the objects, emptying each part of
-// the document once it is built, so that the two are never held whole at
-// once. Keeps the JSON pointer of the place it is at, so every error can
-// name it.
+// Walks a document that the report schema has accepted and builds the
+// objects, emptying each part of the document once it is built, so that
+// the two are never held whole at once. What remains to check is what the
+// schema cannot state: a table's rows and headings against its "columns",
+// the depth of objects, the row-tested rows of the whole report. Keeps the
+// JSON pointer of the place it is at, so every error can name it.
 class Builder {
 public:
     explicit Builder(int max_depth) : m_max_depth(max_depth) {}
@@ -68,8 +67,8 @@ private:
         bool has(const char* key) const override { return field(m_object, key) != nullptr; }
         std::string read_string(const char* key) override { return m_builder.read_string(m_object, key); }
         bool read_bool(const char* key) override { return m_builder.read_bool(m_object, key); }
-        std::int64_t read_integer(const char* key, const IntRange& range, std::int64_t fallback) override {
-            return m_builder.read_integer(m_object, key, range, fallback);
+        std::int64_t read_integer(const char* key, std::int64_t fallback) override {
+            return m_builder.read_integer(m_object, key, fallback);
         }
         std::vector<bool> read_bool_array(const char* key) override {
             return m_builder.read_bool_array(m_object, key);
@@ -95,13 +94,9 @@ private:
     [[noreturn]] void fail(const std::string& what) const;
     [[noreturn]] void fail_at(const std::string& token, const std::string& what);
 
-    void check_fields(json& object, int type);
-    void check_report_fields(json& doc);
-    int read_type(json& object);
-    std::string read_name(json& object);
     std::string read_string(json& object, const char* key);
     bool read_bool(json& object, const char* key);
-    std::int64_t read_integer(json& object, const char* key, const IntRange& range, std::int64_t fallback);
+    std::int64_t read_integer(json& object, const char* key, std::int64_t fallback);
     std::vector<bool> read_bool_array(json& object, const char* key);
     std::vector<std::string> read_string_array(json& object, const char* key);
     std::vector<std::vector<RDB_CELL>> read_cells(json& object, const char* key, std::uint64_t max_columns);
@@ -134,82 +129,30 @@ void Builder::fail_at(const std::string& token, const std::string& what) {
     fail(what);
 }
 
-void Builder::check_fields(json& object, int type) {
-    const SectionKind* kind = kind_of_object_type(type);
-    for (auto it = object.begin(); it != object.end(); ++it) {
-        const std::string& key = it.key();
-        if (is_common_field(key)) continue;
-        bool ok = false;
-        if (kind)
-            for (const char* own : kind->fields) ok = ok || key == own;
-        if (ok) continue;
-        if (is_kind_field(key)) fail_at(key, "not a field of an object of type " + std::to_string(type));
-        fail_at(key, "unknown field");
-    }
-}
-
-void Builder::check_report_fields(json& doc) {
-    for (auto it = doc.begin(); it != doc.end(); ++it)
-        if (it.key() != "name" && it.key() != "type" && it.key() != "root") fail_at(it.key(), "unknown field");
-}
-
-int Builder::read_type(json& object) {
-    if (!field(object, "type")) fail("missing \"type\"");
-    return static_cast<int>(read_integer(object, "type", kAnyInt32, 0));
-}
-
-// A section's name is a line of the settings file's header: a line feed
-// would split the header and let the rest name another section, whose
-// settings would then be overwritten; a NUL byte ends the header early.
-std::string Builder::read_name(json& object) {
-    std::string name = read_string(object, "name");
-    if (name.find('\n') != std::string::npos) fail_at("name", "a name may not contain a line feed");
-    if (name.find('\0') != std::string::npos) fail_at("name", "a name may not contain a NUL byte");
-    return name;
-}
-
 std::string Builder::read_string(json& object, const char* key) {
     json* value = field(object, key);
-    if (!value) return std::string();
-    if (!value->is_string()) fail_at(key, "expected a string");
-    return value->get<std::string>();
+    return value ? value->get<std::string>() : std::string();
 }
 
 bool Builder::read_bool(json& object, const char* key) {
     json* value = field(object, key);
-    if (!value) return false;
-    if (!value->is_boolean()) fail_at(key, "expected true or false");
-    return value->get<bool>();
+    return value && value->get<bool>();
 }
 
-std::int64_t Builder::read_integer(json& object, const char* key, const IntRange& range,
-                                   std::int64_t fallback) {
+// The schema keeps every integer within the range its field allows.
+std::int64_t Builder::read_integer(json& object, const char* key, std::int64_t fallback) {
     json* value = field(object, key);
     if (!value) return fallback;
-    Step step(m_at, key);
-    if (!value->is_number_integer()) fail(std::string("expected ") + range.what);
-    if (value->is_number_unsigned()) {
-        if (value->get<std::uint64_t>() > static_cast<std::uint64_t>(range.hi))
-            fail("expected an integer <= " + std::to_string(range.hi));
-        return static_cast<std::int64_t>(value->get<std::uint64_t>());
-    }
-    std::int64_t v = value->get<std::int64_t>();
-    if (v < range.lo) fail(range.lo == 0 ? std::string("expected an integer >= 0")
-                                         : "expected an integer >= " + std::to_string(range.lo));
-    if (v > range.hi) fail("expected an integer <= " + std::to_string(range.hi));
-    return v;
+    if (value->is_number_unsigned()) return static_cast<std::int64_t>(value->get<std::uint64_t>());
+    return value->get<std::int64_t>();
 }
 
 std::vector<bool> Builder::read_bool_array(json& object, const char* key) {
     std::vector<bool> out;
     json* value = field(object, key);
     if (!value) return out;
-    Step step(m_at, key);
-    if (!value->is_array()) fail("expected an array of true and false");
-    for (std::size_t i = 0; i < value->size(); ++i) {
-        if (!(*value)[i].is_boolean()) fail_at(std::to_string(i), "expected true or false");
-        out.push_back((*value)[i].get<bool>());
-    }
+    out.reserve(value->size());
+    for (const json& item : *value) out.push_back(item.get<bool>());
     return out;
 }
 
@@ -217,12 +160,8 @@ std::vector<std::string> Builder::read_string_array(json& object, const char* ke
     std::vector<std::string> out;
     json* value = field(object, key);
     if (!value) return out;
-    Step step(m_at, key);
-    if (!value->is_array()) fail("expected an array of strings");
-    for (std::size_t i = 0; i < value->size(); ++i) {
-        if (!(*value)[i].is_string()) fail_at(std::to_string(i), "expected a string");
-        out.push_back((*value)[i].get<std::string>());
-    }
+    out.reserve(value->size());
+    for (json& item : *value) out.push_back(std::move(item.get_ref<std::string&>()));
     return out;
 }
 
@@ -234,12 +173,10 @@ RDB_CELL Builder::read_cell(json& value) {
     if (value.is_string()) {
         cell.kind = RDB_CELL::TEXT;
         cell.text = value.get<std::string>();
-    } else if (value.is_number()) {
+    } else {
         cell.kind = RDB_CELL::NUMBER;
         cell.number = value.get<double>();
         cell.text = value.dump();
-    } else {
-        fail("expected a string, a number or null");
     }
     return cell;
 }
@@ -249,21 +186,16 @@ std::vector<std::vector<RDB_CELL>> Builder::read_cells(json& object, const char*
     json* rows = field(object, key);
     if (!rows) return out;
     Step step(m_at, key);
-    if (!rows->is_array()) fail("expected an array of rows");
     out.reserve(rows->size());
     for (std::size_t r = 0; r < rows->size(); ++r) {
         Step row_step(m_at, std::to_string(r));
         json& row = (*rows)[r];
-        if (!row.is_array()) fail("expected a row: an array of strings, numbers and nulls");
         if (row.size() > max_columns)
             fail("a row of " + std::to_string(row.size()) + " cells; the table has " + std::to_string(max_columns) +
                  (max_columns == 1 ? " column" : " columns"));
         std::vector<RDB_CELL> cells;
         cells.reserve(row.size());
-        for (std::size_t c = 0; c < row.size(); ++c) {
-            Step cell_step(m_at, std::to_string(c));
-            cells.push_back(read_cell(row[c]));
-        }
+        for (json& cell : row) cells.push_back(read_cell(cell));
         out.push_back(std::move(cells));
         row = json();  // read: the document need not hold it beside the table
     }
@@ -272,9 +204,7 @@ std::vector<std::vector<RDB_CELL>> Builder::read_cells(json& object, const char*
 
 double Builder::read_number(json& object, const char* key) {
     json* value = field(object, key);
-    if (!value) return 0.0;
-    if (!value->is_number()) fail_at(key, "expected a number");
-    return value->get<double>();
+    return value ? value->get<double>() : 0.0;
 }
 
 RDB_GAUGE_DATA Builder::read_gauge(json& value) {
@@ -283,10 +213,6 @@ RDB_GAUGE_DATA Builder::read_gauge(json& value) {
         gauge.is_percentage = value.get<bool>();
         return gauge;
     }
-    if (!value.is_object()) fail("expected true, false or a gauge object");
-    for (auto it = value.begin(); it != value.end(); ++it)
-        if (it.key() != "name" && it.key() != "value" && it.key() != "maximum" && it.key() != "percentage")
-            fail_at(it.key(), "unknown field");
     gauge.m_name = read_string(value, "name");
     gauge.m_value = read_number(value, "value");
     gauge.m_limit = read_number(value, "maximum");
@@ -298,12 +224,7 @@ std::vector<RDB_GAUGE_DATA> Builder::read_gauges(json& object, const char* key) 
     std::vector<RDB_GAUGE_DATA> out;
     json* value = field(object, key);
     if (!value) return out;
-    Step step(m_at, key);
-    if (!value->is_array()) fail("expected an array of gauges");
-    for (std::size_t i = 0; i < value->size(); ++i) {
-        Step item(m_at, std::to_string(i));
-        out.push_back(read_gauge((*value)[i]));
-    }
+    for (json& gauge : *value) out.push_back(read_gauge(gauge));
     return out;
 }
 
@@ -311,22 +232,13 @@ std::vector<std::pair<std::string, std::string>> Builder::read_items(json& objec
     std::vector<std::pair<std::string, std::string>> out;
     json* value = field(object, key);
     if (!value) return out;
-    Step step(m_at, key);
-    if (!value->is_array()) fail("expected an array of items");
-    for (std::size_t i = 0; i < value->size(); ++i) {
-        Step item(m_at, std::to_string(i));
-        json& entry = (*value)[i];
-        if (!entry.is_object()) fail("expected an object with \"name\" and \"value\"");
-        for (auto it = entry.begin(); it != entry.end(); ++it)
-            if (it.key() != "name" && it.key() != "value") fail_at(it.key(), "unknown field");
+    for (json& entry : *value) {
         json* item_value = field(entry, "value");
         std::string text;
         if (item_value && item_value->is_string())
             text = item_value->get<std::string>();
         else if (item_value && item_value->is_number())
             text = item_value->dump();
-        else if (item_value && !item_value->is_null())
-            fail_at("value", "expected a string or a number");
         out.emplace_back(read_string(entry, "name"), text);
     }
     return out;
@@ -336,16 +248,13 @@ void Builder::read_children(json& object, RDB_FOLDER_OBJECT& folder) {
     json* children = field(object, "children");
     if (!children) return;
     Step step(m_at, "children");
-    if (!children->is_array()) fail("expected an array");
     add_children(folder, *children);
 }
 
 ReportFile Builder::report(json& doc) {
-    if (!doc.is_object()) fail("expected a JSON object");
-    check_report_fields(doc);
     ReportFile out;
     out.name = read_string(doc, "name");
-    out.type = static_cast<std::int32_t>(read_integer(doc, "type", kAnyInt32, 0));
+    out.type = static_cast<std::int32_t>(read_integer(doc, "type", 0));
     json* root = field(doc, "root");
     if (root && !root->is_null()) {
         Step step(m_at, "root");
@@ -358,10 +267,8 @@ ReportFile Builder::report(json& doc) {
 // object with that type code: the library then finds no root folder, as it
 // would in a real database.
 std::unique_ptr<RDB_FOLDER_OBJECT> Builder::main_folder(json& root) {
-    if (!root.is_object()) fail("expected an object or null");
-    int type = read_type(root);
-    check_fields(root, type);
-    std::string name = read_name(root);
+    auto type = static_cast<int>(read_integer(root, "type", 0));
+    std::string name = read_string(root, "name");
     std::unique_ptr<RDB_FOLDER_OBJECT> out;
     if (type == RDB_OBJECT_TYPE_FOLDER) {
         out.reset(kind(root, type, name).release()->dynamic_cast_to_RDB_FOLDER_OBJECT());
@@ -375,10 +282,8 @@ std::unique_ptr<RDB_FOLDER_OBJECT> Builder::main_folder(json& root) {
 }
 
 std::unique_ptr<RDB_OBJECT> Builder::object(json& value) {
-    if (!value.is_object()) fail("expected an object or null");
-    int type = read_type(value);
-    check_fields(value, type);
-    std::unique_ptr<RDB_OBJECT> out = kind(value, type, read_name(value));
+    auto type = static_cast<int>(read_integer(value, "type", 0));
+    std::unique_ptr<RDB_OBJECT> out = kind(value, type, read_string(value, "name"));
     count_row_tested_rows(*out, value);
     out->set_header(read_string(value, "header"));
     out->set_footer(read_string(value, "footer"));
@@ -433,18 +338,21 @@ ReportLoad load_report_json(const std::string& json_text, int max_depth) {
     ReportLoad out;
     // An object at level k (the main folder is level 0) is at JSON depth
     // 2 + 2k, its arrays ("children", "row_test", "gauges", "cells") one
-    // deeper and the rows, gauges and items in them two deeper. The bracket
-    // count bounds what the parser builds; the walk checks the levels.
+    // deeper and the rows, gauges and items in them two deeper. The parse
+    // stops at that depth; the walk checks the levels.
     std::size_t limit = 4 + 2 * static_cast<std::size_t>(max_depth < 0 ? 0 : max_depth);
     try {
-        std::size_t deep = too_deep_at(json_text, limit);
-        if (deep != std::string::npos) {
-            out.error = line_and_column(json_text, deep) + ": nesting too deep: rpl-toc reads objects at most " +
-                        std::to_string(max_depth) + " levels below the main folder";
+        json doc = parse_within_depth<json>(json_text, limit);
+        std::string fault = report_schema_error(doc);
+        if (!fault.empty()) {
+            out.error = printable(fault);
             return out;
         }
-        json doc = json::parse(json_text);
         out.report = Builder(max_depth).report(doc);
+    } catch (const TooDeep& e) {
+        out.error = printable((e.at.empty() ? std::string("top level") : e.at) +
+                              ": nesting too deep: rpl-toc reads objects at most " + std::to_string(max_depth) +
+                              " levels below the main folder");
     } catch (const LoadError& e) {
         out.error = e.message;
     } catch (const json::parse_error& e) {

@@ -6,12 +6,15 @@
 #include <sstream>
 #include <vector>
 
+#include <kainjow/mustache.hpp>
+
 #include "tools/core/file_replace.h"
 #include "tools/core/presentation.h"
 #include "tools/core/section_contents.h"
 #include "tools/core/section_info.h"
 #include "tools/core/settings_rules.h"
 #include "tools/core/style_files.h"
+#include "tools/core/template_files.h"
 
 namespace rpl_toc {
 namespace {
@@ -164,6 +167,12 @@ std::string text_report(RPL_REPORT_TOC& toc, const Contents& c, BorrowedReport& 
 }
 
 // ---- HTML ---------------------------------------------------------------------
+// The page is templates/export.html, filled in with mustache; what goes
+// into it is worked out here. A value in two braces is escaped with
+// html_escape as it is filled in.
+
+using Data = kainjow::mustache::data;
+using List = kainjow::mustache::list;
 
 std::string anchor(const Entry& entry) {
     std::string out = "s-" + entry.number;
@@ -172,26 +181,26 @@ std::string anchor(const Entry& entry) {
     return out;
 }
 
-
-void html_nav(std::ostream& out, const Contents& c) {
-    out << "<nav id=\"contents\" aria-label=\"Contents\">\n<details open>\n<summary>Contents</summary>\n<ol>\n";
-    for (const Entry& e : c.entries)
-        out << "<li><a style=\"--level:" << e.level << "\" href=\"#" << anchor(e) << "\"><span class=\"num\">"
-            << e.number << "</span> " << html_escape(name_of(*e.section)) << "</a></li>\n";
-    out << "</ol>\n</details>\n</nav>\n";
+// A section as the contents and the left-out list link to it.
+Data link_to(const Entry& e) {
+    Data out;
+    out.set("anchor", anchor(e));
+    out.set("number", e.number);
+    out.set("name", name_of(*e.section));
+    out.set("level", std::to_string(e.level));
+    return out;
 }
 
-void html_left_out(std::ostream& out, const Contents& c) {
-    if (c.left_out.empty()) return;
-    out << "<div class=\"left-out\">\n<h2>Left out of the output</h2>\n<ul>\n";
+Data left_out_data(const Contents& c) {
+    List out;
     for (const LeftOut& l : c.left_out) {
-        out << "<li>" << html_escape(name_of(*l.section)) << " (" << html_escape(left_out_label(l)) << ")";
-        if (l.parent)
-            out << ", from <a href=\"#" << anchor(*l.parent) << "\">" << l.parent->number << ' '
-                << html_escape(name_of(*l.parent->section)) << "</a>";
-        out << "</li>\n";
+        Data item;
+        item.set("name", name_of(*l.section));
+        item.set("label", left_out_label(l));
+        item.set("parent", l.parent ? link_to(*l.parent) : Data(false));
+        out.push_back(item);
     }
-    out << "</ul>\n</div>\n";
+    return out;
 }
 
 // The classes of a section: a folder is a heading line, anything else a
@@ -205,39 +214,52 @@ std::string section_classes(const Entry& e, bool first) {
     return out;
 }
 
-void html_section(std::ostream& out, const Entry& e, bool first, BorrowedReport& report) {
+Data section_data(const Entry& e, bool first, BorrowedReport& report) {
     const RPL_REPORT_SECTION& s = *e.section;
-    const char* kind = section_kind(s);
-    bool folder = s.dynamic_cast_to_RPL_FOLDER() != nullptr;
-    out << "<section id=\"" << anchor(e) << "\" class=\"" << section_classes(e, first) << "\" style=\"--level:"
-        << e.level << "\">\n<h2><span class=\"num\">" << e.number << "</span> " << html_escape(name_of(s))
-        << " <span class=\"kind " << kind << "\">" << kind << "</span>";
-    if (s.m_page_orientation == kLandscape) out << "<span class=\"page\">landscape</span>";
-    out << "<a class=\"up\" href=\"#contents\">contents</a></h2>\n";
-    if (folder) {
+    Data out = link_to(e);
+    out.set("classes", section_classes(e, first));
+    out.set("kind", section_kind(s));
+    out.set("landscape", s.m_page_orientation == kLandscape);
+    List details;
+    if (is_folder(s)) {
         // A folder has no output of its own: its header and footer, if any, on one line.
-        for (const auto& value : folder_details(s))
-            out << "<p>" << html_escape(value.first) << ": " << html_escape(value.second) << "</p>\n";
+        for (const auto& value : folder_details(s)) {
+            Data detail;
+            detail.set("label", value.first);
+            detail.set("value", value.second);
+            details.push_back(detail);
+        }
+        out.set("body", std::string());
     } else {
-        out << render_html(s, report.object_of(s), layout_of(s));
+        out.set("body", render_html(s, report.object_of(s), layout_of(s)));
     }
-    out << "</section>\n";
+    out.set("details", details);
+    return out;
+}
+
+const std::string& page_template() {
+    static const std::string text = template_text("export.html");
+    return text;
 }
 
 std::string html_report(RPL_REPORT_TOC& toc, const Contents& c, BorrowedReport& report) {
-    std::ostringstream out;
-    std::string title = html_escape(report_title(toc));
-    out << "<!DOCTYPE html>\n<html lang=\"en\">\n<head>\n<meta charset=\"utf-8\">\n"
-        << "<meta name=\"viewport\" content=\"width=device-width, initial-scale=1\">\n<title>" << title
-        << "</title>\n<style>\n" << style_text("export.css") << style_text("presentation.css")
-        << "</style>\n</head>\n<body>\n";
-    html_nav(out, c);
-    out << "<main>\n<header><h1>" << title << "</h1><p>" << count_line(c) << "</p>\n";
-    html_left_out(out, c);
-    out << "</header>\n";
-    for (std::size_t i = 0; i < c.entries.size(); ++i) html_section(out, c.entries[i], i == 0, report);
-    out << "</main>\n</body>\n</html>\n";
-    return out.str();
+    Data page;
+    page.set("title", report_title(toc));
+    page.set("styles", style_text("export.css") + style_text("presentation.css"));
+    page.set("count", count_line(c));
+    List contents;
+    List sections;
+    for (std::size_t i = 0; i < c.entries.size(); ++i) {
+        contents.push_back(link_to(c.entries[i]));
+        sections.push_back(section_data(c.entries[i], i == 0, report));
+    }
+    page.set("contents", contents);
+    page.set("any_left_out", !c.left_out.empty());
+    page.set("left_out", left_out_data(c));
+    page.set("sections", sections);
+    kainjow::mustache::mustache filled(page_template());
+    filled.set_custom_escape(html_escape);
+    return filled.render(page);
 }
 
 // Issues the message and gives its text, so that a refusal can say what

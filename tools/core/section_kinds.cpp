@@ -8,15 +8,14 @@
 
 namespace rpl_toc {
 
-const IntRange kAnyInt32{std::numeric_limits<std::int32_t>::min(), std::numeric_limits<std::int32_t>::max(),
-                         "an integer"};
-
 namespace {
 
 using Json = nlohmann::ordered_json;
 
-const IntRange kColumns{0, std::numeric_limits<std::uint32_t>::max(), "an integer >= 0"};
-const IntRange kRows{0, std::numeric_limits<std::int32_t>::max(), "an integer >= 0"};
+// The most columns and rows a table can have, as the report schema bounds
+// "columns" and "rows".
+constexpr std::uint64_t kMostColumns = std::numeric_limits<std::uint32_t>::max();
+constexpr std::int64_t kMostRows = std::numeric_limits<std::int32_t>::max();
 
 std::string number(long long value) { return std::to_string(value); }
 std::string yes_no(bool value) { return value ? "yes" : "no"; }
@@ -146,7 +145,7 @@ std::uint32_t read_table_contents(ReportFields& fields, RDB_TABLE_OBJECT& table,
         fields.refuse("headings", std::to_string(headings.size()) + " headings; the table has " +
                                       std::to_string(columns) + (columns == 1 ? " column" : " columns"));
     std::vector<std::vector<RDB_CELL>> cells =
-        fields.read_cells("cells", columns_given ? columns : static_cast<std::uint64_t>(kColumns.hi));
+        fields.read_cells("cells", columns_given ? columns : kMostColumns);
     if (!columns_given) columns = std::max(headings.size(), longest_row(cells));
     table.set_headings(std::move(headings));
     table.set_cells(std::move(cells));
@@ -157,7 +156,7 @@ std::uint32_t read_table_contents(ReportFields& fields, RDB_TABLE_OBJECT& table,
 // when there are more of them.
 std::unique_ptr<RDB_OBJECT> build_table(ReportFields& fields, int type, const std::string& name) {
     bool columns_given = fields.has("columns");
-    auto columns = static_cast<std::uint32_t>(fields.read_integer("columns", kColumns, 0));
+    auto columns = static_cast<std::uint32_t>(fields.read_integer("columns", 0));
     std::unique_ptr<RDB_TABLE_OBJECT> out;
     if (fields.has("row_test"))
         out = std::make_unique<RDB_ROW_TEST_TABLE_OBJECT>(name, columns, fields.read_bool_array("row_test"), type);
@@ -165,8 +164,8 @@ std::unique_ptr<RDB_OBJECT> build_table(ReportFields& fields, int type, const st
         out = std::make_unique<RDB_TABLE_OBJECT>(name, columns, 0, type);
     out->set_number_of_columns(read_table_contents(fields, *out, columns_given, columns));
     auto given_rows = static_cast<std::int64_t>(out->get_cells().size());
-    std::int64_t rows = std::max<std::int64_t>(out->get_number_of_rows(), std::min<std::int64_t>(given_rows, kRows.hi));
-    out->set_number_of_rows(static_cast<int>(fields.read_integer("rows", kRows, rows)));
+    std::int64_t rows = std::max<std::int64_t>(out->get_number_of_rows(), std::min<std::int64_t>(given_rows, kMostRows));
+    out->set_number_of_rows(static_cast<int>(fields.read_integer("rows", rows)));
     return out;
 }
 
@@ -189,9 +188,9 @@ bool chart_holds(const RPL_REPORT_SECTION& held, const RPL_REPORT_SECTION& read)
 // A chart is a table drawn as a chart: its columns are those of its data.
 std::unique_ptr<RDB_OBJECT> build_chart(ReportFields& fields, int, const std::string& name) {
     auto out = std::make_unique<RDB_CHART_TABLE_OBJECT>(
-        name, static_cast<int>(fields.read_integer("chart_type", kAnyInt32, 0)));
+        name, static_cast<int>(fields.read_integer("chart_type", 0)));
     out->set_number_of_columns(read_table_contents(fields, *out, false, 0));
-    out->set_number_of_rows(static_cast<int>(std::min<std::size_t>(out->get_cells().size(), kRows.hi)));
+    out->set_number_of_rows(static_cast<int>(std::min<std::size_t>(out->get_cells().size(), kMostRows)));
     return out;
 }
 
@@ -214,7 +213,7 @@ void embedded_json(Json& out, const RPL_REPORT_SECTION& s) {
 }
 
 std::unique_ptr<RDB_OBJECT> build_embedded(ReportFields& fields, int, const std::string& name) {
-    auto type = static_cast<RDB_EMBEDDED_OBJECT_EMBEDDED_TYPE_ENUM>(fields.read_integer("embedded_type", kAnyInt32, 0));
+    auto type = static_cast<RDB_EMBEDDED_OBJECT_EMBEDDED_TYPE_ENUM>(fields.read_integer("embedded_type", 0));
     return std::make_unique<RDB_EMBEDDED_OBJECT>(name, type, fields.read_string("info"));
 }
 
@@ -262,20 +261,19 @@ std::unique_ptr<RDB_OBJECT> build_gauges(ReportFields& fields, int, const std::s
 
 const std::vector<SectionKind>& kinds() {
     static const std::vector<SectionKind> rows = {
-        {"folder", {RDB_OBJECT_TYPE_FOLDER}, {"children", "link"},
+        {"folder", {RDB_OBJECT_TYPE_FOLDER},
          is_folder, no_values, folder_summary, no_json, nullptr, no_settings, build_folder},
-        {"text", {RDB_OBJECT_TYPE_TEXT}, {"html", "text"},
+        {"text", {RDB_OBJECT_TYPE_TEXT},
          is_text, text_values, text_summary, text_json, nullptr, no_settings, build_text},
         {"table", {RDB_OBJECT_TYPE_TABLE, RDB_OBJECT_TYPE_TABLE_2, RDB_OBJECT_TYPE_TABLE_3},
-         {"columns", "rows", "row_test", "headings", "cells"},
          is_table, table_values, table_summary, table_json, blank_table, table_holds, build_table},
-        {"chart", {RDB_OBJECT_TYPE_CHART}, {"chart_type", "headings", "cells"},
+        {"chart", {RDB_OBJECT_TYPE_CHART},
          is_chart, chart_values, chart_summary, chart_json, blank_chart, chart_holds, build_chart},
-        {"embedded", {RDB_OBJECT_TYPE_EMBEDDED}, {"embedded_type", "info"},
+        {"embedded", {RDB_OBJECT_TYPE_EMBEDDED},
          is_embedded, embedded_values, embedded_summary, embedded_json, nullptr, no_settings, build_embedded},
-        {"summary", {RDB_OBJECT_TYPE_CMP_SUMMARY}, {"items"},
+        {"summary", {RDB_OBJECT_TYPE_CMP_SUMMARY},
          is_summary, no_values, summary_summary, no_json, nullptr, no_settings, build_summary},
-        {"gauges", {RDB_OBJECT_TYPE_GAUGES}, {"gauges"},
+        {"gauges", {RDB_OBJECT_TYPE_GAUGES},
          is_gauges, gauges_values, gauges_summary, gauges_json, nullptr, no_settings, build_gauges},
     };
     return rows;
@@ -294,13 +292,6 @@ const SectionKind* kind_of_object_type(int type) {
         for (RDB_OBJECT_TYPE t : kind.object_types)
             if (t == type) return &kind;
     return nullptr;
-}
-
-bool is_kind_field(const std::string& key) {
-    for (const SectionKind& kind : kinds())
-        for (const char* field : kind.fields)
-            if (key == field) return true;
-    return false;
 }
 
 }  // namespace rpl_toc

@@ -1,7 +1,7 @@
 // Every kind of section rpl-toc knows, one row each: its name, what it
-// shows to people and in JSON, and how a report file describes the report
-// objects it is built from. Adding a kind is adding a row in
-// section_kinds.cpp.
+// shows to people and in JSON, and how the report objects it is built from
+// are read from a report file. Adding a kind is adding a row in
+// section_kinds.cpp and its fields to docs/report.schema.json.
 #ifndef TOOLS_CORE_SECTION_KINDS_H
 #define TOOLS_CORE_SECTION_KINDS_H
 
@@ -20,27 +20,17 @@ namespace rpl_toc {
 
 using LabelledValues = std::vector<std::pair<std::string, std::string>>;
 
-// The allowed range of an integer field of a report file and how an error
-// describes it.
-struct IntRange {
-    std::int64_t lo;
-    std::int64_t hi;
-    const char* what;
-};
-
-// Any signed 32-bit integer: object types and codes the library copies.
-extern const IntRange kAnyInt32;
-
-// The fields of one report-file object, as a kind's builder reads them. A
-// read of a field of the wrong type or range does not return: the reader
-// reports it with the place of the field.
+// The fields of one report-file object, as a kind's builder reads them.
+// The report schema has checked each field's type and range; what a
+// builder refuses is what the schema cannot state, with the place of the
+// field.
 class ReportFields {
 public:
     virtual ~ReportFields() = default;
     virtual bool has(const char* key) const = 0;
     virtual std::string read_string(const char* key) = 0;        // "" when absent
     virtual bool read_bool(const char* key) = 0;                 // false when absent
-    virtual std::int64_t read_integer(const char* key, const IntRange& range, std::int64_t fallback) = 0;
+    virtual std::int64_t read_integer(const char* key, std::int64_t fallback) = 0;
     virtual std::vector<bool> read_bool_array(const char* key) = 0;  // empty when absent
     virtual std::vector<std::string> read_string_array(const char* key) = 0;  // empty when absent
     // Rows of cells (strings, numbers, nulls); a row of more than
@@ -60,9 +50,6 @@ public:
 struct SectionKind {
     const char* name;                          // "table"
     std::vector<RDB_OBJECT_TYPE> object_types;  // the report objects built into this kind
-    // Report-file fields of those objects besides "type", "name", "header"
-    // and "footer".
-    std::vector<const char*> fields;
     // Whether `section` is of this kind (its checked downcast).
     bool (*matches)(const RPL_REPORT_SECTION& section);
     // The kind's values for people: ("columns", "5"), ("HTML", "yes")... A
@@ -91,8 +78,6 @@ const SectionKind* kind_of(const RPL_REPORT_SECTION& section);
 // The row that builds report objects of `type`; null for the types the
 // library does not present.
 const SectionKind* kind_of_object_type(int type);
-// Whether any kind has a report-file field of that name.
-bool is_kind_field(const std::string& key);
 
 }  // namespace rpl_toc
 

@@ -43,12 +43,10 @@ std::string type_of(const ToolJson& value) {
 }  // namespace
 
 ToolJson parse_tool_json(const std::string& text) {
-    std::size_t deep = too_deep_at(text, kMaxToolJsonDepth);
-    if (deep != std::string::npos)
-        throw ImportError{line_and_column(text, deep),
-                          "nesting too deep: at most " + std::to_string(kMaxToolJsonDepth) + " levels are read"};
     try {
-        return ToolJson::parse(text);
+        return parse_within_depth<ToolJson>(text, kMaxToolJsonDepth);
+    } catch (const TooDeep& e) {
+        throw ImportError{e.at, "nesting too deep: at most " + std::to_string(kMaxToolJsonDepth) + " levels are read"};
     } catch (const ToolJson::parse_error& e) {
         throw parse_failure(e);
     } catch (const ToolJson::out_of_range& e) {  // "number overflow parsing '1e999'": no place given
