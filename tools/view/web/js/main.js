@@ -181,6 +181,7 @@ function toggleMark(node) {
     } finally {
       state.marking = false;
       $('tree').setAttribute('aria-busy', 'false');
+      if (state.resyncWanted) resync();
     }
     performance.mark('rpl-mark-file-shown');
   });
