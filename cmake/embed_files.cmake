@@ -1,18 +1,11 @@
-# Turns files (the viewer's page, the report writer's style sheets) into one
-# C++ source: a byte array per file and a lookup by file name.
-#   cmake -DWEB_DIR=tools/view/web -DFILES=index.html,js/main.js -DOUTPUT=view_web_files.cpp \
-#         [-DHEADER=tools/view/view_web.h -DTYPE=WebFile -DFUNCTION=find_web_file] -P embed_files.cmake
+# Turns files (the viewer's page, the report writer's style sheets and
+# templates, the report schema) into one C++ source: a byte array per file
+# and a lookup by file name, returning the EmbeddedFile of
+# tools/core/embedded_files.h. Run by rpl_embed_files (cmake/RplEmbed.cmake):
+#   cmake -DWEB_DIR=tools/view/web -DFILES=index.html,js/main.js -DOUTPUT=find_web_file.cpp \
+#         -DHEADER=tools/view/view_web.h -DFUNCTION=find_web_file -P embed_files.cmake
 # Byte arrays rather than string literals: no delimiter can clash with the
 # files' content, and the bytes reach the browser exactly as written.
-if(NOT HEADER)
-  set(HEADER tools/view/view_web.h)
-endif()
-if(NOT TYPE)
-  set(TYPE WebFile)
-endif()
-if(NOT FUNCTION)
-  set(FUNCTION find_web_file)
-endif()
 string(REPLACE "," ";" files "${FILES}")
 list(SORT files)
 
@@ -39,13 +32,13 @@ namespace rpl_toc {
 namespace {
 
 ${arrays}
-const ${TYPE} kFiles[] = {
+const EmbeddedFile kFiles[] = {
 ${rows}};
 
 }  // namespace
 
-const ${TYPE}* ${FUNCTION}(const std::string& name) {
-    for (const ${TYPE}& file : kFiles)
+const EmbeddedFile* ${FUNCTION}(const std::string& name) {
+    for (const EmbeddedFile& file : kFiles)
         if (name == file.name) return &file;
     return nullptr;
 }

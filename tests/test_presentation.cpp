@@ -13,6 +13,7 @@
 #include "tools/core/presentation.h"
 #include "tools/core/section_contents.h"
 #include "tools/core/section_info.h"
+#include "tools/core/settings_rules.h"
 
 using namespace rpltest;
 using namespace rpl_toc;
@@ -209,6 +210,62 @@ TEST_F(Presentation, GaugesSummariesAndTextsReadAsAPersonWouldWriteThem) {
     EXPECT_EQ(text("X", nullptr, 0).substr(0, 8), "o\nn\ne\nt\n") << "no width still ends";
     EXPECT_EQ(text("H"), "kept bold\n\n- item\n");
     EXPECT_EQ(text("Bare"), "(no rows)\n") << "no contents: no headings, no rows";
+}
+
+// The HTML is the templates filled in: its bytes, line feeds included,
+// are what a change to a template or to what fills it in must keep.
+TEST_F(Presentation, EachKindsHtmlIsItsTemplateFilledInByteForByte) {
+    Layout layout = table_layout({32, 0, 40}, {2, 1, 0}, {L, R, L});
+    layout.orientation = kLandscape;
+    Extent two_rows;
+    two_rows.max_rows = 2;
+    RPL_REPORT_SECTION& t = section("T");
+    BorrowedReport report(t);
+    EXPECT_EQ(render_html(t, report.object_of(t), layout, two_rows),
+              "<div class=\"rpl-page rpl-landscape\">\n"
+              "<div class=\"rpl-table-wrap\"><table class=\"rpl-table\" style=\"width:120px\"><colgroup>"
+              "<col style=\"width:40px\"><col style=\"width:48px\"><col style=\"width:32px\"></colgroup>\n"
+              "<thead><tr><th class=\"l\">C</th><th class=\"r\">Bee</th><th class=\"l\">A</th></tr></thead>\n"
+              "<tbody>\n"
+              "<tr><td class=\"l\" title=\"long text here\">long text here</td><td class=\"r\">10</td><td class=\"l\">a1</td></tr>\n"
+              "<tr><td class=\"l\">z</td><td class=\"r\"></td><td class=\"l\">a2</td></tr>\n"
+              "</tbody></table></div>\n"
+              "<p class=\"rpl-more\">2 rows of 3 shown; 1 more row not shown.</p>\n"
+              "</div>\n");
+    EXPECT_EQ(html("Bare"),
+              "<div class=\"rpl-page rpl-portrait\">\n"
+              "<div class=\"rpl-table-wrap\"><table class=\"rpl-table\" style=\"width:96px\"><colgroup>"
+              "<col style=\"width:48px\"><col style=\"width:48px\"></colgroup>\n"
+              "<tbody>\n"
+              "</tbody></table></div>\n"
+              "<p class=\"rpl-note\">No rows.</p>\n"
+              "</div>\n");
+    const char* const bar = "<span class=\"rpl-gauge-bar\" role=\"meter\" aria-valuemin=\"0\" aria-valuemax=\"100\" ";
+    EXPECT_EQ(html("G"),
+              std::string("<div class=\"rpl-page rpl-portrait\">\n<div class=\"rpl-gauges\">\n") +
+                  "<div class=\"rpl-gauge\"><span class=\"rpl-gauge-name\">LUT</span>" + bar +
+                  "aria-valuenow=\"25\"><span style=\"width:25%\"></span></span>"
+                  "<span class=\"rpl-gauge-value\">25 % (50 of 200)</span></div>\n"
+                  "<div class=\"rpl-gauge\"><span class=\"rpl-gauge-name\">PLL</span>" + bar +
+                  "aria-valuenow=\"50\"><span style=\"width:50%\"></span></span>"
+                  "<span class=\"rpl-gauge-value\">1 of 2</span></div>\n"
+                  "<div class=\"rpl-gauge\"><span class=\"rpl-gauge-name\">Gauge 3</span><span class=\"rpl-gauge-none\"></span>"
+                  "<span class=\"rpl-gauge-value\">7</span></div>\n"
+                  "<div class=\"rpl-gauge\"><span class=\"rpl-gauge-name\">Gauge 4</span>" + bar +
+                  "aria-valuenow=\"0\"><span style=\"width:0%\"></span></span>"
+                  "<span class=\"rpl-gauge-value\">0 %</span></div>\n"
+                  "</div>\n</div>\n");
+    EXPECT_EQ(html("S"),
+              "<div class=\"rpl-page rpl-portrait\">\n<table class=\"rpl-summary\"><tbody>\n"
+              "<tr><th scope=\"row\">Tool</th><td>synth 1.0</td></tr>\n"
+              "<tr><th scope=\"row\">Fmax</th><td>104.25</td></tr>\n"
+              "</tbody></table>\n</div>\n");
+    EXPECT_EQ(html("X"), "<div class=\"rpl-page rpl-portrait\">\n<div class=\"rpl-plain\">one two three four five\nsecond line</div>\n</div>\n");
+    EXPECT_EQ(html("H"),
+              "<div class=\"rpl-page rpl-portrait\">\n<div class=\"rpl-html\"><p>kept <b>bold</b></p><ul><li>item</li></ul></div>\n</div>\n");
+    std::string chart = html("C");
+    EXPECT_EQ(chart.rfind("<div class=\"rpl-page rpl-portrait\">\n<figure class=\"rpl-chart-figure\"><svg ", 0), 0u) << chart;
+    EXPECT_NE(chart.find("</svg>\n</figure>\n</div>\n"), std::string::npos) << chart;
 }
 
 TEST_F(Presentation, OrientationSetsThePageWidth) {

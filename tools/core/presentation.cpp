@@ -9,6 +9,7 @@
 #include "host/host_strings.h"
 #include "tools/core/chart_svg.h"
 #include "tools/core/html_sanitizer.h"
+#include "tools/core/html_templates.h"
 #include "tools/core/section_contents.h"
 #include "tools/core/section_info.h"
 #include "tools/core/settings_rules.h"
@@ -200,51 +201,69 @@ std::string text_table(const Grid& grid, const Layout& layout) {
 
 const char* align_class(RPL_TABLE::ALIGNMENT alignment) { return alignment == RPL_TABLE::RIGHT ? "r" : "l"; }
 
-// A cell cut short on the page keeps its whole text as a tooltip.
-void html_cell(std::string& out, const char* tag, const std::string& text, std::size_t width, const char* align) {
-    out += std::string("<") + tag + " class=\"" + align + "\"";
-    if (characters(text) > width) out += " title=\"" + html_escape(text) + "\"";
-    out += ">" + html_escape(text) + "</" + tag + ">";
+// What the rows and columns left out of a table come to, in words.
+TemplateData rest_data(const Drawn& drawn) {
+    TemplateData out;
+    if (drawn.rows_total > drawn.rows_shown) {
+        TemplateData rows;
+        rows.set("shown", plural(drawn.rows_shown, "row", "rows"));
+        rows.set("total", with_separators(static_cast<std::size_t>(drawn.rows_total)));
+        rows.set("left", plural(drawn.rows_total - drawn.rows_shown, "more row", "more rows"));
+        out.set("more_rows", rows);
+    }
+    if (drawn.columns_total > drawn.columns_shown) {
+        TemplateData columns;
+        columns.set("left", plural(drawn.columns_total - drawn.columns_shown, "more column", "more columns"));
+        out.set("more_columns", columns);
+    }
+    out.set("no_rows", drawn.rows_total == 0);
+    return out;
 }
 
-void html_rest(std::string& out, const Drawn& drawn) {
-    if (drawn.rows_total > drawn.rows_shown)
-        out += "<p class=\"rpl-more\">" + plural(drawn.rows_shown, "row", "rows") + " of " +
-               with_separators(static_cast<std::size_t>(drawn.rows_total)) + " shown; " +
-               plural(drawn.rows_total - drawn.rows_shown, "more row", "more rows") + " not shown.</p>\n";
-    if (drawn.columns_total > drawn.columns_shown)
-        out += "<p class=\"rpl-more\">" + plural(drawn.columns_total - drawn.columns_shown, "more column", "more columns") +
-               " not shown.</p>\n";
+// A cell: its text, alignment, and whether it is cut short on the page.
+TemplateData cell_data(const std::string& text, std::size_t width, const char* align) {
+    return TemplateData(kainjow::mustache::object{{"text", text}, {"align", align}, {"cut", characters(text) > width}});
 }
 
-// Fixed layout, so each column is as wide as its width says and a longer
-// cell is cut with an ellipsis rather than widening the table.
+// Each row is filled in on its own: mustache copies what it is given, so
+// one list of every row would be copied whole at each level it is put in.
+std::string html_rows(const Grid& grid, const Layout& layout, const std::vector<std::size_t>& widths) {
+    std::vector<const char*> aligns;
+    for (std::uint32_t column : grid.columns) aligns.push_back(align_class(alignment_of(layout, column)));
+    std::string out;
+    for (std::size_t r = 0; r < grid.rows; ++r) {
+        TemplateList cells;
+        cells.reserve(grid.columns.size());
+        for (std::size_t i = 0; i < grid.columns.size(); ++i)
+            cells.push_back(cell_data(cell_text((*grid.cells)[r], grid.columns[i]), widths[i], aligns[i]));
+        out += fill_template("table_row.html", TemplateData("cells", TemplateData(cells)));
+    }
+    return out;
+}
+
+// An unset column's width in pixels has room for its padding too.
 std::string html_table(const Grid& grid, const Layout& layout) {
     std::vector<std::size_t> widths = column_characters(grid, layout);
     std::size_t total = 0;
-    std::string cols, head;
+    TemplateList columns;
     for (std::size_t i = 0; i < grid.columns.size(); ++i) {
         int pixels = width_of(layout, grid.columns[i]);
         std::size_t px = pixels > 0 ? static_cast<std::size_t>(pixels) : widths[i] * kPixelsPerCharacter + kAutoPadding;
         total += px;
-        cols += "<col style=\"width:" + std::to_string(px) + "px\">";
-        html_cell(head, "th", heading_text(grid, grid.columns[i]), widths[i], align_class(alignment_of(layout, grid.columns[i])));
+        std::string heading = heading_text(grid, grid.columns[i]);
+        TemplateData column;
+        column.set("width", std::to_string(px));
+        column.set("heading", heading);
+        column.set("align", align_class(alignment_of(layout, grid.columns[i])));
+        column.set("cut", characters(heading) > widths[i]);
+        columns.push_back(std::move(column));
     }
-    std::string out = "<div class=\"rpl-table-wrap\"><table class=\"rpl-table\" style=\"width:" + std::to_string(total) +
-                      "px\"><colgroup>" + cols + "</colgroup>\n";
-    if (!grid.headings->empty()) out += "<thead><tr>" + head + "</tr></thead>\n";
-    out += "<tbody>\n";
-    for (std::size_t r = 0; r < grid.rows; ++r) {
-        out += "<tr>";
-        for (std::size_t i = 0; i < grid.columns.size(); ++i)
-            html_cell(out, "td", cell_text((*grid.cells)[r], grid.columns[i]), widths[i],
-                      align_class(alignment_of(layout, grid.columns[i])));
-        out += "</tr>\n";
-    }
-    out += "</tbody></table></div>\n";
-    if (grid.drawn.rows_total == 0) out += "<p class=\"rpl-note\">No rows.</p>\n";
-    html_rest(out, grid.drawn);
-    return out;
+    TemplateData table = rest_data(grid.drawn);
+    table.set("width", std::to_string(total));
+    table.set("columns", columns);
+    table.set("has_headings", !grid.headings->empty());
+    table.set("rows", html_rows(grid, layout, widths));
+    return fill_template("table.html", table);
 }
 
 // ---- Charts ---------------------------------------------------------------------------
@@ -346,19 +365,26 @@ std::string text_chart(const Grid& grid, std::uint32_t columns, const Layout& la
     return out;
 }
 
+// A chart type no drawing exists for gets a note, then its data as a table.
 std::string html_chart(const RPL_REPORT_SECTION& section, const Grid& grid, std::uint32_t columns, const Layout& layout) {
-    if (!is_chart_type(layout.chart_type))
-        return "<p class=\"rpl-note\">" + html_escape(unknown_chart_note(layout.chart_type)) + "</p>\n" +
-               html_table(grid, layout);
+    TemplateData chart;
+    if (!is_chart_type(layout.chart_type)) {
+        chart.set("note", unknown_chart_note(layout.chart_type));
+        return fill_template("chart.html", chart) + html_table(grid, layout);
+    }
     ChartFrame frame;
     frame.width = layout.orientation == kLandscape ? kLandscapeChartWidth : kPortraitChartWidth;
     ChartKind kind = layout.chart_type == kBarChart ? ChartKind::bar : ChartKind::line;
-    std::string out = "<figure class=\"rpl-chart-figure\">" +
-                      chart_svg(chart_data(grid, columns), kind, printable(to_std(section.m_name)), frame) + "</figure>\n";
-    if (grid.drawn.rows_total > grid.drawn.rows_shown)
-        out += "<p class=\"rpl-more\">The first " + plural(grid.drawn.rows_shown, "row", "rows") + " of " +
-               with_separators(static_cast<std::size_t>(grid.drawn.rows_total)) + " charted.</p>\n";
-    return out;
+    TemplateData drawn;
+    drawn.set("svg", chart_svg(chart_data(grid, columns), kind, printable(to_std(section.m_name)), frame));
+    if (grid.drawn.rows_total > grid.drawn.rows_shown) {
+        TemplateData rows;
+        rows.set("shown", plural(grid.drawn.rows_shown, "row", "rows"));
+        rows.set("total", with_separators(static_cast<std::size_t>(grid.drawn.rows_total)));
+        drawn.set("more_rows", rows);
+    }
+    chart.set("drawn", drawn);
+    return fill_template("chart.html", chart);
 }
 
 // ---- Gauges and summaries ---------------------------------------------------------
@@ -411,18 +437,16 @@ std::string text_gauges(RDB_OBJECT* object) {
 }
 
 std::string html_gauges(RDB_OBJECT* object) {
-    std::string out = "<div class=\"rpl-gauges\">\n";
+    TemplateList gauges;
     for (const Reading& r : readings(object)) {
-        out += "<div class=\"rpl-gauge\"><span class=\"rpl-gauge-name\">" + html_escape(r.name) + "</span>";
-        if (r.fraction)
-            out += "<span class=\"rpl-gauge-bar\" role=\"meter\" aria-valuemin=\"0\" aria-valuemax=\"100\" aria-valuenow=\"" +
-                   number_text(clamped(*r.fraction) * 100, 1) + "\"><span style=\"width:" +
-                   number_text(clamped(*r.fraction) * 100, 1) + "%\"></span></span>";
-        else  // keeps the value in its column
-            out += "<span class=\"rpl-gauge-none\"></span>";
-        out += "<span class=\"rpl-gauge-value\">" + html_escape(r.value) + "</span></div>\n";
+        TemplateData gauge;
+        gauge.set("name", r.name);
+        gauge.set("value", r.value);
+        if (r.fraction) gauge.set("bar", TemplateData("percent", number_text(clamped(*r.fraction) * 100, 1)));
+        else gauge.set("bar", false);
+        gauges.push_back(std::move(gauge));
     }
-    return out + "</div>\n";
+    return fill_template("gauges.html", TemplateData("gauges", gauges));
 }
 
 const std::vector<std::pair<std::string, std::string>>& items_of(RDB_OBJECT* object) {
@@ -441,11 +465,14 @@ std::string text_summary(RDB_OBJECT* object) {
 }
 
 std::string html_summary(RDB_OBJECT* object) {
-    std::string out = "<table class=\"rpl-summary\"><tbody>\n";
-    for (const auto& item : items_of(object))
-        out += "<tr><th scope=\"row\">" + html_escape(printable(item.first)) + "</th><td>" +
-               html_escape(printable(item.second)) + "</td></tr>\n";
-    return out + "</tbody></table>\n";
+    TemplateList items;
+    for (const auto& item : items_of(object)) {
+        TemplateData row;
+        row.set("name", printable(item.first));
+        row.set("value", printable(item.second));
+        items.push_back(std::move(row));
+    }
+    return fill_template("summary.html", TemplateData("items", items));
 }
 
 // ---- Texts --------------------------------------------------------------------------------
@@ -513,11 +540,12 @@ std::string text_paragraphs(const std::string& text, std::size_t width) {
     return out;
 }
 
+// The text's lines as they are, each made printable.
 std::string html_plain_text(const std::string& text) {
-    std::string out = "<div class=\"rpl-plain\">";
+    std::string joined;
     std::vector<std::string> lines = lines_of(text);
-    for (std::size_t i = 0; i < lines.size(); ++i) out += (i ? "\n" : "") + html_escape(lines[i]);
-    return out + "</div>\n";
+    for (std::size_t i = 0; i < lines.size(); ++i) joined += (i ? "\n" : "") + lines[i];
+    return fill_template("text.html", TemplateData("plain", TemplateData("text", joined)));
 }
 
 // ---- Kinds ------------------------------------------------------------------------------
@@ -580,11 +608,12 @@ std::string html_body(const RPL_REPORT_SECTION& section, RDB_OBJECT* object, con
     if (std::optional<Shown> shown = shown_grid(section, object, layout, extent, drawn))
         return shown->chart ? html_chart(section, shown->grid, shown->columns, layout) : html_table(shown->grid, layout);
     if (const RPL_TEXT* text = section.dynamic_cast_to_RPL_TEXT())
-        return text->m_is_html ? "<div class=\"rpl-html\">" + sanitize_html(text_of(object)) + "</div>\n"
+        return text->m_is_html ? fill_template("text.html", TemplateData("html", TemplateData("markup", sanitize_html(text_of(object)))))
                                : html_plain_text(text_of(object));
     if (section.dynamic_cast_to_RPL_GAUGES()) return html_gauges(object);
     if (section.dynamic_cast_to_RPL_CMP_SUMMARY()) return html_summary(object);
-    if (section.dynamic_cast_to_RPL_EMBEDDED()) return "<p class=\"rpl-embedded\">" + html_escape(embedded_line(section)) + "</p>\n";
+    if (section.dynamic_cast_to_RPL_EMBEDDED())
+        return fill_template("text.html", TemplateData("embedded", TemplateData("line", embedded_line(section))));
     return std::string();
 }
 
@@ -654,12 +683,16 @@ std::string render_text(const RPL_REPORT_SECTION& section, RDB_OBJECT* object, c
 
 std::string render_html(const RPL_REPORT_SECTION& section, RDB_OBJECT* object, const Layout& layout,
                         const Extent& extent, Drawn* drawn) {
-    std::string out = std::string("<div class=\"rpl-page ") + (layout.orientation == kLandscape ? "rpl-landscape" : "rpl-portrait") + "\">\n";
-    if (!section.m_header.empty()) out += "<p class=\"rpl-header\">" + html_escape(printable(to_std(section.m_header))) + "</p>\n";
-    if (has_contents(section) && !object) out += "<p class=\"rpl-note\">The report holds no contents for this section.</p>\n";
-    else out += html_body(section, object, layout, extent, drawn);
-    if (!section.m_footer.empty()) out += "<p class=\"rpl-footer\">" + html_escape(printable(to_std(section.m_footer))) + "</p>\n";
-    return out + "</div>\n";
+    TemplateData page;
+    page.set("orientation", layout.orientation == kLandscape ? "landscape" : "portrait");
+    page.set("has_header", !section.m_header.empty());
+    page.set("header", printable(to_std(section.m_header)));
+    page.set("has_footer", !section.m_footer.empty());
+    page.set("footer", printable(to_std(section.m_footer)));
+    bool missing = has_contents(section) && !object;
+    page.set("missing", missing);
+    page.set("body", missing ? std::string() : html_body(section, object, layout, extent, drawn));
+    return fill_template("section.html", page);
 }
 
 Outcome<Preview> preview_section(Session& session, const std::string& path, const SettingsChange& typed,

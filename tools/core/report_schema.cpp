@@ -13,8 +13,8 @@
 #include <valijson/validation_results.hpp>
 #include <valijson/validator.hpp>
 
+#include "tools/core/embedded_files.h"
 #include "tools/core/json_text.h"
-#include "tools/core/schema_files.h"
 
 namespace rpl_toc {
 namespace {
@@ -30,10 +30,9 @@ struct ReportSchema {
 
 const ReportSchema& report_schema() {
     static const ReportSchema* schema = [] {
-        const SchemaFile* file = find_schema_file("report.schema.json");
+        const EmbeddedFile* file = find_schema_file("report.schema.json");
         auto* out = new ReportSchema;  // lives as long as the program
-        out->doc = json::parse(reinterpret_cast<const char*>(file->data),
-                               reinterpret_cast<const char*>(file->data) + file->size);
+        out->doc = json::parse(file->text());
         valijson::SchemaParser parser;
         parser.populateSchema(valijson::adapters::NlohmannJsonAdapter(out->doc), out->compiled);
         return out;

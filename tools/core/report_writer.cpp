@@ -6,15 +6,13 @@
 #include <sstream>
 #include <vector>
 
-#include <kainjow/mustache.hpp>
-
+#include "tools/core/embedded_files.h"
 #include "tools/core/file_replace.h"
+#include "tools/core/html_templates.h"
 #include "tools/core/presentation.h"
 #include "tools/core/section_contents.h"
 #include "tools/core/section_info.h"
 #include "tools/core/settings_rules.h"
-#include "tools/core/style_files.h"
-#include "tools/core/template_files.h"
 
 namespace rpl_toc {
 namespace {
@@ -171,8 +169,8 @@ std::string text_report(RPL_REPORT_TOC& toc, const Contents& c, BorrowedReport& 
 // into it is worked out here. A value in two braces is escaped with
 // html_escape as it is filled in.
 
-using Data = kainjow::mustache::data;
-using List = kainjow::mustache::list;
+using Data = TemplateData;
+using List = TemplateList;
 
 std::string anchor(const Entry& entry) {
     std::string out = "s-" + entry.number;
@@ -237,11 +235,6 @@ Data section_data(const Entry& e, bool first, BorrowedReport& report) {
     return out;
 }
 
-const std::string& page_template() {
-    static const std::string text = template_text("export.html");
-    return text;
-}
-
 std::string html_report(RPL_REPORT_TOC& toc, const Contents& c, BorrowedReport& report) {
     Data page;
     page.set("title", report_title(toc));
@@ -257,9 +250,7 @@ std::string html_report(RPL_REPORT_TOC& toc, const Contents& c, BorrowedReport& 
     page.set("any_left_out", !c.left_out.empty());
     page.set("left_out", left_out_data(c));
     page.set("sections", sections);
-    kainjow::mustache::mustache filled(page_template());
-    filled.set_custom_escape(html_escape);
-    return filled.render(page);
+    return fill_template("export.html", page);
 }
 
 // Issues the message and gives its text, so that a refusal can say what

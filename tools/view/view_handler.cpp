@@ -9,7 +9,7 @@
 
 #include "tools/view/view_api.h"
 #include "tools/view/view_web.h"
-#include "tools/core/style_files.h"
+#include "tools/core/embedded_files.h"
 
 namespace rpl_toc {
 namespace {
@@ -101,9 +101,9 @@ const char* media_type(const std::string& name) {
     return "application/octet-stream";
 }
 
-HttpResponse web_file(const WebFile& file) {
+HttpResponse web_file(const EmbeddedFile& file) {
     HttpResponse response;
-    response.body.assign(reinterpret_cast<const char*>(file.data), file.size);
+    response.body = file.text();
     response.headers.emplace_back("Content-Type", media_type(file.name));
     response.headers.emplace_back("Content-Security-Policy", kPagePolicy);
     return response;
@@ -214,7 +214,7 @@ HttpResponse ViewHandler::route(const HttpRequest& request) {
 HttpResponse ViewHandler::page(const HttpRequest& request) {
     std::string name = request.path == "/" ? "index.html" : request.path.substr(request.path.empty() ? 0 : 1);
     if (name == kPresentationStyle) return presentation_style(request);
-    const WebFile* file = request.path.size() > 1 && name == "index.html" ? nullptr : find_web_file(name);
+    const EmbeddedFile* file = request.path.size() > 1 && name == "index.html" ? nullptr : find_web_file(name);
     if (!file) return error_response(404, "There is nothing at this address.");
     if (!is_get(request.method)) return method_not_allowed("GET");
     return web_file(*file);
