@@ -8,8 +8,9 @@ from the repository's top directory after `make demo`. In those blocks a
 line starting with "$ " is a command; the lines after it are what it prints
 (standard output and standard error), exactly, where a line "..." stands for
 any number of lines and "..." inside a line for any text. Also checks that
-the README shows examples/embed/main.cpp as it is and that its links to
-files of the repository lead somewhere.
+the README shows examples/embed/main.cpp as it is, that its links to
+files of the repository lead somewhere, and that what it says `make demo`
+or `make test` takes says when and on what machine it was measured.
 
     readme_check.py RPL_TOC SOURCE_DIR SCRATCH_DIR
 """
@@ -110,6 +111,21 @@ def check_links(readme, source):
             failures.append(f"README.md links to {target}, which does not exist")
 
 
+DURATION = re.compile(r"\b\d[\d,.]*\s*(?:s|seconds?|min|minutes?|h|hours?)\b")
+MEASURED = re.compile(r"measured on \d{4}-\d{2}-\d{2}")
+MACHINE = re.compile(r"\b\d+ (?:cores|CPUs)\b")
+
+
+def check_build_timings(readme):
+    """A time the build takes depends on the machine and its load: a bare "takes 48 s" misleads."""
+    for paragraph in re.split(r"\n\s*\n", readme):
+        flat = " ".join(paragraph.split())
+        if not re.search(r"\bmake (?:demo|test)\b", flat) or not DURATION.search(flat):
+            continue
+        if not MEASURED.search(flat) or not MACHINE.search(flat):
+            failures.append(f"README.md says what the build takes without when and on what machine: {flat[:120]}")
+
+
 def main():
     rpl_toc, source, scratch = sys.argv[1], pathlib.Path(sys.argv[2]), pathlib.Path(sys.argv[3])
     readme = (source / "README.md").read_text()
@@ -121,6 +137,7 @@ def main():
     check_tour(commands)
     check_embed_example(readme, source)
     check_links(readme, source)
+    check_build_timings(readme)
     for failure in failures:
         print(f"FAILED: {failure}\n", file=sys.stderr)
     print(f"{len(commands)} commands of README.md run, {len(failures)} failures")

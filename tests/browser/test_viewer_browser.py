@@ -20,6 +20,7 @@ import tempfile
 import threading
 import time
 import unittest
+import zlib
 
 from selenium import webdriver
 from selenium.webdriver.chrome.service import Service
@@ -200,6 +201,17 @@ class ViewerPage(unittest.TestCase):
         path = os.path.join(ARGS.out, name + '.png')
         self.driver.save_screenshot(path)
         return path
+
+    def check_the_readme_picture(self, picture):
+        """docs/viewer.png is this test's screenshot. The page's words go into the PNG (a tEXt chunk),
+        so that a page that words anything differently fails here until the picture is made again."""
+        words = self.driver.execute_script('return document.body.innerText')
+        words = ' '.join(words.replace(self.viewer.db, '<db>').split())
+        made = png_with_text(pathlib.Path(picture).read_bytes(), PICTURE_WORDS, words)
+        pathlib.Path(picture).write_bytes(made)
+        shown = png_text((pathlib.Path(ARGS.examples).parent / 'docs' / 'viewer.png').read_bytes(), PICTURE_WORDS)
+        self.assertEqual(shown, png_text(made, PICTURE_WORDS),
+                         f'docs/viewer.png shows other words than the page: copy {picture} over it')
 
     def view_folder_of_texts(self, count):
         """Views, in place of design_flow, a report whose main folder ||Large holds `count` texts."""
@@ -789,11 +801,41 @@ class ViewerPage(unittest.TestCase):
         self.select(SETUP)
         self.apply_widths([120, 90, 90, 90, 60], right=[1, 2, 3])
         self.driver.execute_script('document.querySelector("#details").scrollTop = 0')
-        self.screenshot('viewer')  # docs/viewer.png is a copy of this one
+        picture = self.screenshot('viewer')
+        self.check_the_readme_picture(picture)
         self.driver.execute_cdp_cmd('Emulation.setEmulatedMedia', {'features': [{'name': 'prefers-color-scheme', 'value': 'dark'}]})
         background = self.driver.execute_script('return getComputedStyle(document.body).backgroundColor')
         self.assertNotEqual(background, 'rgb(255, 255, 255)')
         self.screenshot('dark')
+
+
+PICTURE_WORDS = 'rpl-page-words'
+
+
+def png_chunks(png):
+    """The chunks of a PNG file: [(type, data)]."""
+    chunks, at = [], 8
+    while at + 8 <= len(png):
+        length = int.from_bytes(png[at:at + 4], 'big')
+        chunks.append((png[at + 4:at + 8], png[at + 8:at + 8 + length]))
+        at += 12 + length
+    return chunks
+
+
+def png_with_text(png, key, text):
+    """The PNG with a tEXt chunk `key` holding `text` (Latin-1, as tEXt must be: other characters as \\u escapes)."""
+    body = key.encode('latin-1') + b'\0' + text.encode('latin-1', 'backslashreplace')
+    chunk = len(body).to_bytes(4, 'big') + b'tEXt' + body + zlib.crc32(b'tEXt' + body).to_bytes(4, 'big')
+    header_end = 8 + 12 + int.from_bytes(png[8:12], 'big')  # after IHDR
+    return png[:header_end] + chunk + png[header_end:]
+
+
+def png_text(png, key):
+    """The text of the PNG's tEXt chunk `key`, or None."""
+    for kind, data in png_chunks(png):
+        if kind == b'tEXt' and data.split(b'\0', 1)[0] == key.encode('latin-1'):
+            return data.split(b'\0', 1)[1].decode('latin-1')
+    return None
 
 
 def main():
