@@ -5,7 +5,7 @@
 #include <cstdio>
 #include <cstdlib>
 
-#include "tools/core/section_info.h"
+#include "tools/core/html_templates.h"
 
 namespace rpl_toc {
 
@@ -134,9 +134,6 @@ std::string shortened(const std::string& clean, std::size_t limit) {
     }
     return clean.substr(0, end) + kEllipsis;
 }
-
-// The page's own escaping: &#39; for the quote reads the same in SVG.
-std::string xml_escaped(const std::string& clean) { return html_escape(clean); }
 
 // ---- Numbers ---------------------------------------------------------------
 
@@ -302,7 +299,7 @@ std::string truncation_note(const DrawnData& data) {
 struct LegendEntry {
     double x;          // the swatch's left edge
     double y;          // the text's baseline
-    std::string name;  // escaped
+    std::string name;
 };
 
 struct Layout {
@@ -311,7 +308,7 @@ struct Layout {
     double left = 0, top = 0, right = 0, bottom = 0;  // the plot area
     std::vector<LegendEntry> legend;
     std::size_t label_every = 1;
-    std::string note;  // escaped
+    std::string note;  // what is left out, or empty
 };
 
 // The legend runs along the top, one entry after another, wrapping to a new
@@ -327,7 +324,7 @@ std::vector<LegendEntry> legend_entries(const std::vector<std::string>& names, d
             ++row;
             x = kMargin;
         }
-        entries.push_back({x, kMargin + row * kLegendRow + kFontSize, xml_escaped(name)});
+        entries.push_back({x, kMargin + row * kLegendRow + kFontSize, name});
         x += entry_width + kLegendGap;
     }
     return entries;
@@ -369,7 +366,7 @@ Layout chart_layout(const DrawnData& data, const ValueScale& scale, const ChartF
     Layout layout;
     layout.width = std::clamp(frame.width, kMinWidth, kMaxSide);
     layout.legend = legend_entries(data.names, layout.width);
-    layout.note = xml_escaped(truncation_note(data));
+    layout.note = truncation_note(data);
     double legend = legend_height(layout.legend);
     layout.top = kMargin + legend + (legend > 0 ? kMargin : 0) + kFontSize / 2;
     double below = kLabelRow + (layout.note.empty() ? 0 : kNoteRow) + kMargin;
@@ -396,42 +393,42 @@ struct Geometry {
     double y(double value) const { return layout.bottom - scale.fraction(value) * (layout.bottom - layout.top); }
 };
 
-std::string line_element(double x1, double y1, double x2, double y2) {
-    return "<line x1=\"" + coordinate(x1) + "\" y1=\"" + coordinate(y1) + "\" x2=\"" + coordinate(x2) + "\" y2=\"" +
-           coordinate(y2) + "\"/>\n";
+TemplateData line_data(double x1, double y1, double x2, double y2) {
+    return TemplateData(kainjow::mustache::object{
+        {"x1", coordinate(x1)}, {"y1", coordinate(y1)}, {"x2", coordinate(x2)}, {"y2", coordinate(y2)}});
 }
 
-std::string text_element(double x, double y, const std::string& escaped) {
-    return "<text x=\"" + coordinate(x) + "\" y=\"" + coordinate(y) + "\">" + escaped + "</text>\n";
+TemplateData text_data(double x, double y, const std::string& text) {
+    return TemplateData(kainjow::mustache::object{{"x", coordinate(x)}, {"y", coordinate(y)}, {"text", text}});
 }
 
-// No width or height: the chart takes its container's width and keeps its
-// proportions, centred, in a page and on paper alike.
-std::string svg_start(double width, double height, const std::string& name) {
-    std::string view_box = "0 0 " + std::to_string(std::lround(width)) + " " + std::to_string(std::lround(height));
-    return "<svg viewBox=\"" + view_box + "\" role=\"img\" aria-label=\"" + name +
-           "\" class=\"rpl-chart\" preserveAspectRatio=\"xMidYMid meet\" font-family=\"sans-serif\" "
-           "font-size=\"11\">\n" +
-           "<title>" + name + "</title>\n";
+TemplateData point_data(double x, double y) {
+    return TemplateData(kainjow::mustache::object{{"x", coordinate(x)}, {"y", coordinate(y)}});
 }
 
-std::string grid(const Geometry& at) {
-    std::string out = "<g class=\"rpl-chart-grid\" stroke=\"#d9d9d9\" stroke-width=\"1\">\n";
+TemplateData rect_data(double x, double y, double width, double height) {
+    return TemplateData(kainjow::mustache::object{
+        {"x", coordinate(x)}, {"y", coordinate(y)}, {"width", coordinate(width)}, {"height", coordinate(height)}});
+}
+
+// The zero line is drawn darker, over the data, so the grid leaves it out.
+TemplateList grid(const Geometry& at) {
+    TemplateList out;
     for (long i = at.scale.first; i <= at.scale.last; ++i) {
-        if (i == 0) continue;  // the zero line is drawn darker, over the data
+        if (i == 0) continue;
         double y = at.y(static_cast<double>(i) * at.scale.step());
-        out += line_element(at.layout.left, y, at.layout.right, y);
+        out.push_back(line_data(at.layout.left, y, at.layout.right, y));
     }
-    return out + "</g>\n";
+    return out;
 }
 
-std::string value_axis(const Geometry& at) {
-    std::string out = "<g class=\"rpl-chart-ticks\" fill=\"#333\" text-anchor=\"end\">\n";
+TemplateList value_ticks(const Geometry& at) {
+    TemplateList out;
     for (long i = at.scale.first; i <= at.scale.last; ++i) {
         double y = at.y(static_cast<double>(i) * at.scale.step());
-        out += text_element(at.layout.left - 6, y + 4, tick_label(i, at.scale));
+        out.push_back(text_data(at.layout.left - 6, y + 4, tick_label(i, at.scale)));
     }
-    return out + "</g>\n";
+    return out;
 }
 
 // A shown label may use the slots up to the next shown one, but never runs
@@ -443,46 +440,34 @@ std::size_t label_room(const Geometry& at, std::size_t label) {
     return chars < 1 ? 1 : std::min(kLabelChars, static_cast<std::size_t>(chars));
 }
 
-std::string category_axis(const Geometry& at, const std::vector<std::string>& labels) {
-    std::string ticks = "<g class=\"rpl-chart-axis\" stroke=\"#888\" stroke-width=\"1\">\n";
-    ticks += line_element(at.layout.left, at.layout.top, at.layout.left, at.layout.bottom);
-    ticks += line_element(at.layout.left, at.layout.bottom, at.layout.right, at.layout.bottom);
-    std::string texts = "<g class=\"rpl-chart-labels\" fill=\"#333\" text-anchor=\"middle\">\n";
+// The two axes and a tick under each shown label, and the labels.
+void category_axis(const Geometry& at, const std::vector<std::string>& labels, TemplateData& drawn) {
+    TemplateList axis{line_data(at.layout.left, at.layout.top, at.layout.left, at.layout.bottom),
+                      line_data(at.layout.left, at.layout.bottom, at.layout.right, at.layout.bottom)};
+    TemplateList texts;
     for (std::size_t i = 0; i < labels.size(); i += at.layout.label_every) {
         double x = at.centre(i);
-        ticks += line_element(x, at.layout.bottom, x, at.layout.bottom + 4);
-        texts += text_element(x, at.layout.bottom + 15, xml_escaped(shortened(labels[i], label_room(at, i))));
+        axis.push_back(line_data(x, at.layout.bottom, x, at.layout.bottom + 4));
+        texts.push_back(text_data(x, at.layout.bottom + 15, shortened(labels[i], label_room(at, i))));
     }
-    return ticks + "</g>\n" + texts + "</g>\n";
+    drawn.set("axis", axis);
+    drawn.set("labels", texts);
 }
 
-// The group that gives series `index` its look; `role` is its class.
-std::string series_group(std::size_t index, ChartKind kind, const char* role = "rpl-chart-series") {
-    std::string out =
-        "<g class=\"" + std::string(role) + "\" fill=\"" + std::string(kPalette[index % kPaletteSize]) + "\"";
+// What gives series `index` its look: its colour and, once the palette
+// repeats, its dash pattern, as a bar's outline or a line's stroke.
+TemplateData series_look(std::size_t index, ChartKind kind) {
+    TemplateData out;
+    out.set("colour", kPalette[index % kPaletteSize]);
     const char* dash = kDashes[(index / kPaletteSize) % kDashCount];
-    // Bars of a repeated colour get a dashed outline in that series' pattern.
-    if (kind == ChartKind::bar && *dash)
-        out += " stroke=\"#222\" stroke-width=\"1\" stroke-dasharray=\"" + std::string(dash) + "\"";
-    return out + ">\n";
-}
-
-std::string line_stroke(std::size_t index) {
-    std::string out = " fill=\"none\" stroke=\"" + std::string(kPalette[index % kPaletteSize]) +
-                      "\" stroke-width=\"2\" stroke-linejoin=\"round\" stroke-linecap=\"round\"";
-    const char* dash = kDashes[(index / kPaletteSize) % kDashCount];
-    if (*dash) out += " stroke-dasharray=\"" + std::string(dash) + "\"";
+    TemplateData pattern = *dash ? TemplateData("dash", dash) : TemplateData(false);
+    out.set("outline", kind == ChartKind::bar ? pattern : TemplateData(false));
+    out.set("dashed", kind == ChartKind::line ? pattern : TemplateData(false));
     return out;
 }
 
-std::string rect_element(double x, double y, double width, double height) {
-    return "<rect x=\"" + coordinate(x) + "\" y=\"" + coordinate(y) + "\" width=\"" + coordinate(width) +
-           "\" height=\"" + coordinate(height) + "\"/>\n";
-}
-
-std::string circle_element(double x, double y) {
-    return "<circle cx=\"" + coordinate(x) + "\" cy=\"" + coordinate(y) + "\" r=\"2.5\"/>\n";
-}
+// Each series is filled in on its own: mustache copies what it is given at
+// every level it is put in, and the series hold most of a chart.
 
 // The bars of one label sit side by side in the middle 80% of its slot,
 // each growing from the zero line, down for negative values.
@@ -491,14 +476,16 @@ std::string bars(const Geometry& at, const DrawnData& data) {
     double bar_width = at.slot() * 0.8 / static_cast<double>(data.values.size());
     double zero = at.y(0);
     for (std::size_t s = 0; s < data.values.size(); ++s) {
-        out += series_group(s, ChartKind::bar);
+        TemplateList rects;
         for (std::size_t i = 0; i < data.labels.size(); ++i) {
             if (!data.values[s][i]) continue;
             double x = at.centre(i) - at.slot() * 0.4 + bar_width * static_cast<double>(s);
             double y = at.y(*data.values[s][i]);
-            out += rect_element(x, std::min(y, zero), bar_width, std::fabs(zero - y));
+            rects.push_back(rect_data(x, std::min(y, zero), bar_width, std::fabs(zero - y)));
         }
-        out += "</g>\n";
+        TemplateData series = series_look(s, ChartKind::bar);
+        series.set("bars", rects);
+        out += fill_template("chart_series.svg", series);
     }
     return out;
 }
@@ -511,8 +498,9 @@ bool alone(const std::vector<std::optional<double>>& values, std::size_t i) {
 // breaks there. A point alone between gaps shows as its marker only. When
 // points are closer than a marker, markers would merge into a thick rope
 // hiding the dash patterns, so only the lone points keep theirs.
-std::string line_series(const Geometry& at, const std::vector<std::optional<double>>& values, std::size_t index) {
-    std::string path, markers;
+TemplateData line_series(const Geometry& at, const std::vector<std::optional<double>>& values, std::size_t index) {
+    std::string path;
+    TemplateList markers;
     bool dense = at.slot() < kDenseSlot;
     bool in_segment = false;
     for (std::size_t i = 0; i < values.size(); ++i) {
@@ -522,69 +510,80 @@ std::string line_series(const Geometry& at, const std::vector<std::optional<doub
         }
         double x = at.centre(i), y = at.y(*values[i]);
         path += std::string(path.empty() ? "" : " ") + (in_segment ? "L " : "M ") + coordinate(x) + " " + coordinate(y);
-        if (!dense || alone(values, i)) markers += circle_element(x, y);
+        if (!dense || alone(values, i)) markers.push_back(point_data(x, y));
         in_segment = true;
     }
-    std::string out = series_group(index, ChartKind::line);
-    if (!path.empty()) out += "<path d=\"" + path + "\"" + line_stroke(index) + "/>\n";
-    return out + markers + "</g>\n";
+    TemplateData out = series_look(index, ChartKind::line);
+    out.set("path", path.empty() ? TemplateData(false) : TemplateData("d", path));
+    out.set("markers", markers);
+    return out;
 }
 
 std::string lines(const Geometry& at, const DrawnData& data) {
     std::string out;
-    for (std::size_t s = 0; s < data.values.size(); ++s) out += line_series(at, data.values[s], s);
+    for (std::size_t s = 0; s < data.values.size(); ++s)
+        out += fill_template("chart_series.svg", line_series(at, data.values[s], s));
     return out;
 }
 
-std::string zero_line(const Geometry& at) {
-    return "<line class=\"rpl-chart-baseline\" x1=\"" + coordinate(at.layout.left) + "\" y1=\"" + coordinate(at.y(0)) +
-           "\" x2=\"" + coordinate(at.layout.right) + "\" y2=\"" + coordinate(at.y(0)) +
-           "\" stroke=\"#333\" stroke-width=\"1\"/>\n";
-}
-
-const char* const kSwatchClass = "rpl-chart-swatch";
-
-std::string legend_swatch(const LegendEntry& entry, std::size_t index, ChartKind kind) {
+// A swatch in the series' look: a square for bars, a stretch of line with
+// its marker for lines; the name after it.
+TemplateData legend_entry(const LegendEntry& entry, std::size_t index, ChartKind kind) {
     double middle = entry.y - 4;
-    if (kind == ChartKind::bar)
-        return series_group(index, kind, kSwatchClass) +
-               rect_element(entry.x + (kSwatchLine - kSwatch) / 2, middle - kSwatch / 2, kSwatch, kSwatch) + "</g>\n";
-    return series_group(index, kind, kSwatchClass) + "<line x1=\"" + coordinate(entry.x) + "\" y1=\"" +
-           coordinate(middle) + "\" x2=\"" + coordinate(entry.x + kSwatchLine) + "\" y2=\"" + coordinate(middle) +
-           "\"" + line_stroke(index) + "/>\n" + circle_element(entry.x + kSwatchLine / 2, middle) + "</g>\n";
-}
-
-std::string legend(const Layout& layout, ChartKind kind) {
-    std::string out = "<g class=\"rpl-chart-legend\" fill=\"#333\">\n";
-    for (std::size_t i = 0; i < layout.legend.size(); ++i) {
-        const LegendEntry& entry = layout.legend[i];
-        out += legend_swatch(entry, i, kind) + text_element(entry.x + kSwatchLine + 4, entry.y, entry.name);
+    TemplateData out = series_look(index, kind);
+    if (kind == ChartKind::bar) {
+        out.set("bar", rect_data(entry.x + (kSwatchLine - kSwatch) / 2, middle - kSwatch / 2, kSwatch, kSwatch));
+        out.set("line", false);
+    } else {
+        out.set("bar", false);
+        out.set("line", TemplateData(kainjow::mustache::object{{"x1", coordinate(entry.x)},
+                                                               {"x2", coordinate(entry.x + kSwatchLine)},
+                                                               {"y", coordinate(middle)},
+                                                               {"marker_x", coordinate(entry.x + kSwatchLine / 2)}}));
     }
-    return out + "</g>\n";
+    out.set("text_x", coordinate(entry.x + kSwatchLine + 4));
+    out.set("text_y", coordinate(entry.y));
+    out.set("name", entry.name);
+    return out;
 }
 
-std::string note(const Layout& layout) {
-    if (layout.note.empty()) return "";
-    return "<text class=\"rpl-chart-note\" x=\"" + coordinate(layout.width - kMargin) + "\" y=\"" +
-           coordinate(layout.height - kMargin) + "\" text-anchor=\"end\" font-size=\"10\" fill=\"#555\">" +
-           layout.note + "</text>\n";
+TemplateList legend(const Layout& layout, ChartKind kind) {
+    TemplateList out;
+    for (std::size_t i = 0; i < layout.legend.size(); ++i) out.push_back(legend_entry(layout.legend[i], i, kind));
+    return out;
+}
+
+TemplateData note(const Layout& layout) {
+    if (layout.note.empty()) return TemplateData(false);
+    return text_data(layout.width - kMargin, layout.height - kMargin, layout.note);
+}
+
+// The svg element's own attributes: its viewBox and accessible name.
+TemplateData svg_data(double width, double height, const std::string& name) {
+    TemplateData out;
+    out.set("width", std::to_string(std::lround(width)));
+    out.set("height", std::to_string(std::lround(height)));
+    out.set("name", name);
+    return out;
 }
 
 std::string no_data_svg(const ChartFrame& frame, const std::string& name) {
     double width = std::clamp(frame.width, kMinWidth, kMaxSide);
     double height = std::clamp(frame.height, kMinHeight, kMaxSide);
-    return svg_start(width, height, name) + "<rect class=\"rpl-chart-frame\" x=\"0.5\" y=\"0.5\" width=\"" +
-           coordinate(width - 1) + "\" height=\"" + coordinate(height - 1) +
-           "\" fill=\"none\" stroke=\"#bbb\" stroke-width=\"1\"/>\n<text class=\"rpl-chart-empty\" x=\"" +
-           coordinate(width / 2) + "\" y=\"" + coordinate(height / 2 + 4) + "\" text-anchor=\"middle\" fill=\"#555\">" +
-           kNoData + "</text>\n</svg>\n";
+    TemplateData svg = svg_data(width, height, name);
+    TemplateData empty = point_data(width / 2, height / 2 + 4);
+    empty.set("width", coordinate(width - 1));
+    empty.set("height", coordinate(height - 1));
+    svg.set("empty", empty);
+    svg.set("drawn", false);
+    return fill_template("chart.svg", svg);
 }
 
 // The chart's accessible name: its title, or what it is when untitled.
 std::string chart_name(const std::string& title, ChartKind kind) {
     std::string name = clean_text(title);
     if (name.find_first_not_of(' ') == std::string::npos) name = kind == ChartKind::bar ? "Bar chart" : "Line chart";
-    return xml_escaped(name);
+    return name;
 }
 
 }  // namespace
@@ -596,10 +595,19 @@ std::string chart_svg(const ChartData& data, ChartKind kind, const std::string& 
     ValueScale scale = nice_scale(drawn.low, drawn.high);
     Layout layout = chart_layout(drawn, scale, frame);
     Geometry at{layout, scale, drawn.labels.size()};
-    std::string out =
-        svg_start(layout.width, layout.height, name) + grid(at) + value_axis(at) + category_axis(at, drawn.labels);
-    out += kind == ChartKind::bar ? bars(at, drawn) : lines(at, drawn);
-    return out + zero_line(at) + legend(layout, kind) + note(layout) + "</svg>\n";
+    TemplateData drawing = svg_data(layout.width, layout.height, name);
+    drawing.set("empty", false);
+    drawing.set("drawn", true);
+    drawing.set("grid", grid(at));
+    drawing.set("ticks", value_ticks(at));
+    category_axis(at, drawn.labels, drawing);
+    drawing.set("series", kind == ChartKind::bar ? bars(at, drawn) : lines(at, drawn));
+    drawing.set("zero_x1", coordinate(layout.left));
+    drawing.set("zero_x2", coordinate(layout.right));
+    drawing.set("zero_y", coordinate(at.y(0)));
+    drawing.set("legend", legend(layout, kind));
+    drawing.set("note", note(layout));
+    return fill_template("chart.svg", drawing);
 }
 
 }  // namespace rpl_toc
