@@ -19,6 +19,14 @@ using TemplateList = kainjow::mustache::list;
 // read once per thread.
 std::string fill_template(const std::string& name, const TemplateData& data);
 
+// The same, appended to `out`, for a template whose top level holds the
+// tag {{{`slot`}}}: `part` goes there as it is, without passing through
+// mustache, which copies what it fills in several times over. The
+// writer's largest pieces (a table's rows, a report's sections) take this
+// road.
+void append_filled(std::string& out, const std::string& name, const TemplateData& data, const std::string& slot,
+                   const std::string& part);
+
 }  // namespace rpl_toc
 
 #endif

@@ -241,8 +241,9 @@ std::string html_rows(const Grid& grid, const Layout& layout, const std::vector<
     return out;
 }
 
-// An unset column's width in pixels has room for its padding too.
-std::string html_table(const Grid& grid, const Layout& layout) {
+// An unset column's width in pixels has room for its padding too. `note`,
+// when given, goes above the table.
+std::string html_table(const Grid& grid, const Layout& layout, const std::string& note = std::string()) {
     std::vector<std::size_t> widths = column_characters(grid, layout);
     std::size_t total = 0;
     TemplateList columns;
@@ -262,8 +263,10 @@ std::string html_table(const Grid& grid, const Layout& layout) {
     table.set("width", std::to_string(total));
     table.set("columns", columns);
     table.set("has_headings", !grid.headings->empty());
-    table.set("rows", html_rows(grid, layout, widths));
-    return fill_template("table.html", table);
+    table.set("note", note.empty() ? TemplateData(false) : TemplateData(note));
+    std::string out;
+    append_filled(out, "table.html", table, "rows", html_rows(grid, layout, widths));
+    return out;
 }
 
 // ---- Charts ---------------------------------------------------------------------------
@@ -367,24 +370,21 @@ std::string text_chart(const Grid& grid, std::uint32_t columns, const Layout& la
 
 // A chart type no drawing exists for gets a note, then its data as a table.
 std::string html_chart(const RPL_REPORT_SECTION& section, const Grid& grid, std::uint32_t columns, const Layout& layout) {
-    TemplateData chart;
-    if (!is_chart_type(layout.chart_type)) {
-        chart.set("note", unknown_chart_note(layout.chart_type));
-        return fill_template("chart.html", chart) + html_table(grid, layout);
-    }
+    if (!is_chart_type(layout.chart_type)) return html_table(grid, layout, unknown_chart_note(layout.chart_type));
     ChartFrame frame;
     frame.width = layout.orientation == kLandscape ? kLandscapeChartWidth : kPortraitChartWidth;
     ChartKind kind = layout.chart_type == kBarChart ? ChartKind::bar : ChartKind::line;
-    TemplateData drawn;
-    drawn.set("svg", chart_svg(chart_data(grid, columns), kind, printable(to_std(section.m_name)), frame));
+    TemplateData chart;
     if (grid.drawn.rows_total > grid.drawn.rows_shown) {
         TemplateData rows;
         rows.set("shown", plural(grid.drawn.rows_shown, "row", "rows"));
         rows.set("total", with_separators(static_cast<std::size_t>(grid.drawn.rows_total)));
-        drawn.set("more_rows", rows);
+        chart.set("more_rows", rows);
     }
-    chart.set("drawn", drawn);
-    return fill_template("chart.html", chart);
+    std::string out;
+    append_filled(out, "chart.html", chart, "svg",
+                  chart_svg(chart_data(grid, columns), kind, printable(to_std(section.m_name)), frame));
+    return out;
 }
 
 // ---- Gauges and summaries ---------------------------------------------------------
@@ -691,8 +691,10 @@ std::string render_html(const RPL_REPORT_SECTION& section, RDB_OBJECT* object, c
     page.set("footer", printable(to_std(section.m_footer)));
     bool missing = has_contents(section) && !object;
     page.set("missing", missing);
-    page.set("body", missing ? std::string() : html_body(section, object, layout, extent, drawn));
-    return fill_template("section.html", page);
+    std::string out;
+    append_filled(out, "section.html", page, "body",
+                  missing ? std::string() : html_body(section, object, layout, extent, drawn));
+    return out;
 }
 
 Outcome<Preview> preview_section(Session& session, const std::string& path, const SettingsChange& typed,

@@ -212,27 +212,26 @@ std::string section_classes(const Entry& e, bool first) {
     return out;
 }
 
-Data section_data(const Entry& e, bool first, BorrowedReport& report) {
+// A section's heading and body, appended to `out`. A folder has no output
+// of its own: its header and footer, if any, show on one line each.
+void append_section(std::string& out, const Entry& e, bool first, BorrowedReport& report) {
     const RPL_REPORT_SECTION& s = *e.section;
-    Data out = link_to(e);
-    out.set("classes", section_classes(e, first));
-    out.set("kind", section_kind(s));
-    out.set("landscape", s.m_page_orientation == kLandscape);
+    Data section = link_to(e);
+    section.set("classes", section_classes(e, first));
+    section.set("kind", section_kind(s));
+    section.set("landscape", s.m_page_orientation == kLandscape);
     List details;
     if (is_folder(s)) {
-        // A folder has no output of its own: its header and footer, if any, on one line.
         for (const auto& value : folder_details(s)) {
             Data detail;
             detail.set("label", value.first);
             detail.set("value", value.second);
-            details.push_back(detail);
+            details.push_back(std::move(detail));
         }
-        out.set("body", std::string());
-    } else {
-        out.set("body", render_html(s, report.object_of(s), layout_of(s)));
     }
-    out.set("details", details);
-    return out;
+    section.set("details", details);
+    append_filled(out, "export_section.html", section, "body",
+                  is_folder(s) ? std::string() : render_html(s, report.object_of(s), layout_of(s)));
 }
 
 std::string html_report(RPL_REPORT_TOC& toc, const Contents& c, BorrowedReport& report) {
@@ -241,16 +240,17 @@ std::string html_report(RPL_REPORT_TOC& toc, const Contents& c, BorrowedReport& 
     page.set("styles", style_text("export.css") + style_text("presentation.css"));
     page.set("count", count_line(c));
     List contents;
-    List sections;
+    std::string sections;
     for (std::size_t i = 0; i < c.entries.size(); ++i) {
         contents.push_back(link_to(c.entries[i]));
-        sections.push_back(section_data(c.entries[i], i == 0, report));
+        append_section(sections, c.entries[i], i == 0, report);
     }
     page.set("contents", contents);
     page.set("any_left_out", !c.left_out.empty());
     page.set("left_out", left_out_data(c));
-    page.set("sections", sections);
-    return fill_template("export.html", page);
+    std::string out;
+    append_filled(out, "export.html", page, "sections", sections);
+    return out;
 }
 
 // Issues the message and gives its text, so that a refusal can say what
