@@ -201,7 +201,7 @@ std::string text_table(const Grid& grid, const Layout& layout) {
 
 const char* align_class(RPL_TABLE::ALIGNMENT alignment) { return alignment == RPL_TABLE::RIGHT ? "r" : "l"; }
 
-// What the rows and columns left out of a table come to, in words.
+// What the rows and columns left out of a table or chart come to, in words.
 TemplateData rest_data(const Drawn& drawn) {
     TemplateData out;
     if (drawn.rows_total > drawn.rows_shown) {
@@ -374,15 +374,8 @@ std::string html_chart(const RPL_REPORT_SECTION& section, const Grid& grid, std:
     ChartFrame frame;
     frame.width = layout.orientation == kLandscape ? kLandscapeChartWidth : kPortraitChartWidth;
     ChartKind kind = layout.chart_type == kBarChart ? ChartKind::bar : ChartKind::line;
-    TemplateData chart;
-    if (grid.drawn.rows_total > grid.drawn.rows_shown) {
-        TemplateData rows;
-        rows.set("shown", plural(grid.drawn.rows_shown, "row", "rows"));
-        rows.set("total", with_separators(static_cast<std::size_t>(grid.drawn.rows_total)));
-        chart.set("more_rows", rows);
-    }
     std::string out;
-    append_filled(out, "chart.html", chart, "svg",
+    append_filled(out, "chart.html", rest_data(grid.drawn), "svg",
                   chart_svg(chart_data(grid, columns), kind, printable(to_std(section.m_name)), frame));
     return out;
 }
