@@ -801,6 +801,8 @@ class ViewerPage(unittest.TestCase):
         self.select(SETUP)
         self.apply_widths([120, 90, 90, 90, 60], right=[1, 2, 3])
         self.driver.execute_script('document.querySelector("#details").scrollTop = 0')
+        self.wait(lambda: 'COLUMN_WIDTHS=120L' in self.driver.execute_script('return document.body.innerText'),
+                  'the page shows the saved widths')
         picture = self.screenshot('viewer')
         self.check_the_readme_picture(picture)
         self.driver.execute_cdp_cmd('Emulation.setEmulatedMedia', {'features': [{'name': 'prefers-color-scheme', 'value': 'dark'}]})
