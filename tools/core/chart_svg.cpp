@@ -50,7 +50,6 @@ constexpr double kDenseSlot = 8;
 
 const char* const kReplacement = "\xEF\xBF\xBD";  // U+FFFD
 const char* const kEllipsis = "\xE2\x80\xA6";     // U+2026
-const char* const kNoData = "No numeric data to chart";
 
 // Okabe and Ito's palette, which stays distinct under the common colour
 // vision deficiencies; blue first because it also survives grey printing.
@@ -466,11 +465,10 @@ TemplateData series_look(std::size_t index, ChartKind kind) {
     return out;
 }
 
-// Each series is filled in on its own: mustache copies what it is given at
-// every level it is put in, and the series hold most of a chart.
-
 // The bars of one label sit side by side in the middle 80% of its slot,
-// each growing from the zero line, down for negative values.
+// each growing from the zero line, down for negative values. Each series
+// is filled in on its own, as chart_series.svg: mustache copies what it is
+// given at every level it is put in, and the series hold most of a chart.
 std::string bars(const Geometry& at, const DrawnData& data) {
     std::string out;
     double bar_width = at.slot() * 0.8 / static_cast<double>(data.values.size());
