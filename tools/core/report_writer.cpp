@@ -165,9 +165,10 @@ std::string text_report(RPL_REPORT_TOC& toc, const Contents& c, BorrowedReport& 
 }
 
 // ---- HTML ---------------------------------------------------------------------
-// The page is templates/export.html, filled in with mustache; what goes
-// into it is worked out here. A value in two braces is escaped with
-// html_escape as it is filled in.
+// The page is templates/export.html and each section on it
+// export_section.html, filled in with mustache; what goes into them is
+// worked out here. A value in two braces is escaped with html_escape as it
+// is filled in.
 
 using Data = TemplateData;
 using List = TemplateList;
